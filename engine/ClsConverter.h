@@ -1,0 +1,162 @@
+#pragma once
+
+#include "engine/Codec.h"
+#include "engine/ConverterHost.h"
+#include "engine/FormatCatalogue.h"
+#include "engine/HeaderProperties.h"
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace vibrex {
+
+enum class ConversionStatus : std::int32_t {
+    InProgress = -2,
+    Idle = -1,
+    Success = 0,
+    Aborted = 1,
+    FileMissing = 2,
+    Failed = 3,
+};
+
+// The folder of the running executable, or the per-user data folder when that one is not
+// writable (an installed copy). The work folder and the settings file live there.
+std::filesystem::path ProgramFolder();
+
+// The engine: the file list with each file's settings, header and status, and the run that
+// converts them. Public members never throw; bad indices give defaults or do nothing.
+class ClsConverter {
+public:
+    // `host` receives events, yields and messages; it must outlive the engine. The work folder
+    // is created under `programFolder`.
+    explicit ClsConverter(ConverterHost* host = nullptr,
+                          const std::filesystem::path& programFolder = ProgramFolder());
+    ~ClsConverter();
+    ClsConverter(const ClsConverter&) = delete;
+    ClsConverter& operator=(const ClsConverter&) = delete;
+
+    // Catalogue and constants.
+    int FormatsCount() const { return kFormatsCount; }
+    int HeaderPropertiesCount() const { return kHeaderPropertiesCount; }
+    std::string AutomaticNameFormat() const { return "YYYY-MM-DD_HH-MM-SS_STATION_COMPONENT"; }
+    static std::string FileFormatToString(vibrex::FileFormat format);
+    static vibrex::FileFormat StringToFileFormat(std::string_view name);
+    static std::vector<std::string> GetFileFormatExtensions(vibrex::FileFormat format);
+    static bool IsMultichannelFormat(vibrex::FileFormat format);
+    static vibrex::FileFormat GuessFileFormat(const std::filesystem::path& path);
+    static std::string HeaderPropertyToString(int property);
+    static std::string ConversionStatusToString(ConversionStatus status);
+    // 0x00BBGGRR
+    static std::uint32_t ConversionStatusToColor(ConversionStatus status);
+
+    // The file list.
+    bool AddFile(const std::string& path);
+    void RemoveFile(int index);
+    int FilesCount() const;
+    std::string FilePath(int index) const;
+    vibrex::FileFormat FileFormat(int index) const;
+    int FileChannelsCount(int index) const;
+    vibrex::FileFormat FileOutputFormat(int index) const;
+    void SetFileOutputFormat(int index, vibrex::FileFormat format);
+    std::string FileOutputPath(int index) const;
+    void SetFileOutputPath(int index, const std::string& path);
+    bool FileAutoNaming(int index) const;
+    void SetFileAutoNaming(int index, bool autoNaming);
+    ConversionStatus FileStatus(int index) const;
+    int FileProgress(int index) const;
+
+    // WAV settings, kept only while the file's output format is WAV.
+    bool WAVAvailable(int index) const;
+    std::int32_t WAVFactor(int index) const;
+    void SetWAVFactor(int index, std::int32_t factor);
+    std::int32_t WAVBitCount(int index) const;
+    void SetWAVBitCount(int index, std::int32_t bitCount);
+    std::int32_t WAVSamplingRate(int index) const;
+    void SetWAVSamplingRate(int index, std::int32_t samplingRate);
+
+    // Header properties per file and channel.
+    std::string HeaderProperty(int index, int channel, int property) const;
+    void SetHeaderProperty(int index, int channel, int property, const std::string& value);
+    bool HeaderPropertyAvailable(int index, int property) const;
+    bool HeaderPropertyFresh(int index, int channel, int property) const;
+
+    // Limits of the output formats, checked by the caller before a run.
+    std::int32_t MergeGoodChannelCount() const;
+    std::int32_t GoodChannelCount(int index) const;
+    std::int32_t GoodSamplesCount(int index) const;
+
+    // Run settings and the run.
+    std::string MergeFilePath() const;
+    void SetMergeFilePath(const std::string& path);
+    void SetDataInversion(bool inversion);
+    void SetVerbose(bool verbose);
+    bool ShowUI() const;
+    void SetShowUI(bool showUI);
+    void StartConversion();
+    void Abort();
+
+    // Where this engine's intermediate channel files live.
+    const std::filesystem::path& WorkFolder() const { return m_workFolder; }
+
+private:
+    friend class ConversionContext;
+    friend class ReaderContext;
+    friend class WriterContext;
+
+    struct HeaderCell {
+        std::string value;
+        std::int32_t edited = 0;
+    };
+    using ChannelHeader = std::array<HeaderCell, kHeaderPropertiesCount>;
+
+    struct FileRecord {
+        std::string path;
+        vibrex::FileFormat format = vibrex::FileFormat::Unknown;
+        std::vector<ChannelHeader> header;
+        vibrex::FileFormat outputFormat = vibrex::FileFormat::Unknown;
+        std::string outputPath;
+        bool autoNaming = false;
+        WavSettings wav;
+        ConversionStatus status = ConversionStatus::Idle;
+        std::int32_t progress = 0;
+        std::int64_t workTotal = 0;
+        std::int64_t workDone = 0;
+        std::int64_t progressStep = 1;
+    };
+
+    bool IsValidIndex(int index) const;
+    const FileRecord* Record(int index) const;
+    FileRecord* Record(int index);
+    void Report(const std::string& text) const;
+    bool LoadFileHeader(FileRecord& record);
+
+    // The run.
+    void RunSeparate();
+    void RunMerge();
+    std::string ConvertToIntermediate(int index, int firstChannelNumber);
+    std::string ConvertFromIntermediate(int index, int channelCount);
+    void DeleteIntermediateFiles() const;
+    std::filesystem::path IntermediatePath(int channelNumber) const;
+    void StartFile(FileRecord& record);
+    void SetAllStatuses(ConversionStatus status);
+    bool ProgressStep(int index);
+    void RaiseFileStatusChange();
+    void RaiseConversionProgress();
+    void DoEvents();
+
+    ConverterHost m_silentHost;
+    ConverterHost* m_host;
+    std::filesystem::path m_workFolder;
+    std::vector<FileRecord> m_files;
+    std::string m_mergeFilePath;
+    bool m_dataInversion = false;
+    bool m_showUI = false;
+    bool m_verbose = true;
+    bool m_running = false;
+    bool m_abortRequested = false;
+};
+
+} // namespace vibrex

@@ -1,0 +1,125 @@
+#pragma once
+
+#include "engine/FormatCatalogue.h"
+#include "engine/HeaderProperties.h"
+#include "formats/FileIO.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+// The contract between the engine and a format's codec. A codec sees only these contexts,
+// never the engine's file list.
+namespace vibrex {
+
+class ClsConverter;
+
+// Raised by a header loader for a file it cannot parse; the message ends with the 1-based
+// record number in parentheses where the format has records.
+class HeaderLoadError : public std::runtime_error {
+public:
+    HeaderLoadError(std::string source, const std::string& message)
+        : std::runtime_error(message), m_source(std::move(source)) {}
+    const std::string& Source() const { return m_source; }
+
+private:
+    std::string m_source;
+};
+
+// Readers and writers report a failure by throwing std::runtime_error (or any std::exception)
+// whose message is the detail line of the error text; the engine builds the text itself.
+std::string CantOpenIntermediateFile(const std::filesystem::path& path);
+std::string CantOpenOutputFile(const std::filesystem::path& path);
+
+// Progress accounting shared by readers and writers: one tick per sample.
+class ConversionContext {
+public:
+    // False once the user has aborted: the codec closes its files and returns at once.
+    bool Tick() {
+        ++*m_workDone;
+        if (--m_untilStep > 0) {
+            return true;
+        }
+        return Step();
+    }
+    bool DataInversion() const;
+
+protected:
+    ConversionContext(ClsConverter& engine, int fileIndex);
+    // Moves the accounting to another file of the list (a merge writes channels of many files).
+    void AccountTo(int fileIndex);
+
+    ClsConverter& m_engine;
+    int m_fileIndex;
+
+private:
+    bool Step();
+
+    std::int64_t* m_workDone = nullptr;
+    std::int64_t m_untilStep = 1;
+};
+
+// Negates a sample for polarity inversion; -2147483648 has no 32-bit opposite and fails the file.
+inline std::int32_t InvertedSample(std::int32_t sample) {
+    if (sample == std::numeric_limits<std::int32_t>::min()) {
+        throw std::runtime_error("The sample -2147483648 cannot be inverted in 32 bits.");
+    }
+    return -sample;
+}
+
+// What a reader gets: the input file and the intermediate channel files to fill.
+class ReaderContext : public ConversionContext {
+public:
+    ReaderContext(ClsConverter& engine, int fileIndex, int firstChannelNumber);
+    const std::filesystem::path& InputPath() const;
+    int ChannelCount() const;
+    // The channel's intermediate channel file (channel 0-based within this input), created with
+    // its header block already written; the reader appends one sample per line.
+    OutputFile OpenChannelFile(int channel) const;
+
+private:
+    int m_firstChannelNumber;
+};
+
+struct WavSettings {
+    std::int32_t factor = 1;
+    std::int32_t bitCount = 32;
+    std::int32_t samplingRate = 0;
+};
+
+// What a writer gets: the intermediate channel files 1..ChannelCount() and where to write.
+class WriterContext : public ConversionContext {
+public:
+    WriterContext(ClsConverter& engine, int fileIndex, int channelCount);
+    int ChannelCount() const { return m_channelCount; }
+    std::filesystem::path IntermediatePath(int channelNumber) const;
+    // Where a single-channel format writes channel `channelNumber` (1-based). Call it before
+    // writing the channel: it also moves the progress accounting to the file that supplied it.
+    std::filesystem::path ChannelOutputPath(int channelNumber);
+    // Where a multichannel format writes all channels.
+    std::filesystem::path OutputPath() const;
+    WavSettings Wav() const;
+
+private:
+    int m_channelCount;
+};
+
+using HeaderLoader = std::vector<HeaderValues> (*)(const std::filesystem::path& path);
+using Reader = void (*)(ReaderContext& context);
+using Writer = void (*)(WriterContext& context);
+
+// A format's codec. Loader and reader come together; a format without a reader (WAV) leaves
+// both null, a format without a writer leaves the writer null.
+struct FormatCodec {
+    HeaderLoader loadHeader;
+    Reader read;
+    Writer write;
+};
+
+// One per format, each defined in its own file under formats/.
+extern const FormatCodec kPsnAsciiCodec;
+
+} // namespace vibrex

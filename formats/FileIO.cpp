@@ -1,0 +1,192 @@
+#include "formats/FileIO.h"
+
+#include "formats/Numbers.h"
+
+#include <cstring>
+#include <stdexcept>
+
+namespace vibrex {
+
+namespace {
+
+constexpr std::size_t kBufferSize = 1 << 20;
+// A longer "line" is not text the system reads; refusing it keeps memory bounded.
+constexpr std::size_t kMaxLineLength = 16 << 20;
+
+FileHandle OpenFile(const std::filesystem::path& path, const char* mode) {
+    return FileHandle(std::fopen(path.c_str(), mode));
+}
+
+} // namespace
+
+InputFile::InputFile(const std::filesystem::path& path) : m_file(OpenFile(path, "rb")) {
+    if (m_file && std::fseek(m_file.get(), 0, SEEK_END) == 0) {
+        const long size = std::ftell(m_file.get());
+        m_size = size > 0 ? static_cast<std::uint64_t>(size) : 0;
+        std::fseek(m_file.get(), 0, SEEK_SET);
+    }
+}
+
+bool InputFile::Seek(std::uint64_t offset) {
+    return m_file && std::fseek(m_file.get(), static_cast<long>(offset), SEEK_SET) == 0;
+}
+
+std::size_t InputFile::Read(void* into, std::size_t count) {
+    return m_file ? std::fread(into, 1, count, m_file.get()) : 0;
+}
+
+OutputFile::OutputFile(const std::filesystem::path& path)
+    : m_file(OpenFile(path, "wb")), m_path(path) {
+    if (m_file) {
+        m_buffer.resize(kBufferSize);
+    }
+}
+
+OutputFile::~OutputFile() {
+    if (m_file) {
+        std::fwrite(m_buffer.data(), 1, m_used, m_file.get());
+    }
+}
+
+char* OutputFile::Room(std::size_t count) {
+    if (m_used + count > m_buffer.size()) {
+        Flush();
+    }
+    return m_buffer.data() + m_used;
+}
+
+void OutputFile::Flush() {
+    if (m_used > 0 && std::fwrite(m_buffer.data(), 1, m_used, m_file.get()) != m_used) {
+        m_used = 0;
+        throw std::runtime_error("Can't write the file: " + m_path.string());
+    }
+    m_used = 0;
+}
+
+void OutputFile::Write(const void* bytes, std::size_t count) {
+    if (count > m_buffer.size()) {
+        Flush();
+        if (std::fwrite(bytes, 1, count, m_file.get()) != count) {
+            throw std::runtime_error("Can't write the file: " + m_path.string());
+        }
+        return;
+    }
+    std::memcpy(Room(count), bytes, count);
+    m_used += count;
+}
+
+void OutputFile::Line(std::string_view text) {
+    if (text.size() + 2 > m_buffer.size()) {
+        Write(text.data(), text.size());
+        Write("\r\n", 2);
+        return;
+    }
+    char* out = Room(text.size() + 2);
+    std::memcpy(out, text.data(), text.size());
+    out[text.size()] = '\r';
+    out[text.size() + 1] = '\n';
+    m_used += text.size() + 2;
+}
+
+void OutputFile::IntegerLine(std::int64_t value) {
+    char* start = Room(32);
+    char* end = AppendInteger(start, value);
+    *end++ = '\r';
+    *end++ = '\n';
+    m_used += static_cast<std::size_t>(end - start);
+}
+
+void OutputFile::NumberLine(double value) {
+    char* start = Room(40);
+    char* end = AppendNumber(start, value);
+    *end++ = '\r';
+    *end++ = '\n';
+    m_used += static_cast<std::size_t>(end - start);
+}
+
+void OutputFile::NumberLine(float value) {
+    char* start = Room(40);
+    char* end = AppendNumber(start, value);
+    *end++ = '\r';
+    *end++ = '\n';
+    m_used += static_cast<std::size_t>(end - start);
+}
+
+void OutputFile::Close() {
+    if (!m_file) {
+        return;
+    }
+    Flush();
+    const bool failed = std::fclose(m_file.release()) != 0;
+    if (failed) {
+        throw std::runtime_error("Can't write the file: " + m_path.string());
+    }
+}
+
+LineReader::LineReader(const std::filesystem::path& path) : m_file(OpenFile(path, "rb")) {
+    if (m_file) {
+        m_buffer.resize(kBufferSize);
+    }
+}
+
+bool LineReader::Refill() {
+    if (m_eof) {
+        return false;
+    }
+    // Keep the unfinished line, moved to the front, and read more behind it.
+    const std::size_t kept = m_end - m_begin;
+    std::memmove(m_buffer.data(), m_buffer.data() + m_begin, kept);
+    m_begin = 0;
+    m_end = kept;
+    if (m_end == m_buffer.size()) {
+        if (m_buffer.size() >= kMaxLineLength) {
+            throw std::runtime_error("A line is too long to be read as text.");
+        }
+        m_buffer.resize(m_buffer.size() * 2);
+    }
+    const std::size_t got =
+        std::fread(m_buffer.data() + m_end, 1, m_buffer.size() - m_end, m_file.get());
+    m_end += got;
+    if (got == 0) {
+        m_eof = true;
+    }
+    return got > 0;
+}
+
+bool LineReader::Next(std::string_view& line) {
+    if (!m_file) {
+        return false;
+    }
+    std::size_t searchFrom = m_begin;
+    for (;;) {
+        const char* start = m_buffer.data() + searchFrom;
+        const void* found = std::memchr(start, '\n', m_end - searchFrom);
+        if (found != nullptr) {
+            const std::size_t newline = static_cast<std::size_t>(
+                static_cast<const char*>(found) - m_buffer.data());
+            std::size_t length = newline - m_begin;
+            if (length > 0 && m_buffer[newline - 1] == '\r') {
+                --length;
+            }
+            line = std::string_view(m_buffer.data() + m_begin, length);
+            m_begin = newline + 1;
+            return true;
+        }
+        const std::size_t scanned = m_end - m_begin;
+        if (!Refill()) {
+            if (m_begin == m_end) {
+                return false;
+            }
+            std::size_t length = m_end - m_begin;
+            if (m_buffer[m_end - 1] == '\r') {
+                --length;
+            }
+            line = std::string_view(m_buffer.data() + m_begin, length);
+            m_begin = m_end;
+            return true;
+        }
+        searchFrom = m_begin + scanned;
+    }
+}
+
+} // namespace vibrex

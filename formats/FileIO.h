@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+// Large buffered file access shared by every codec: a recording is streamed, never held whole.
+namespace vibrex {
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
+
+// Binary input with positioned and exact reads.
+class InputFile {
+public:
+    explicit InputFile(const std::filesystem::path& path);
+    bool IsOpen() const { return m_file != nullptr; }
+    std::uint64_t Size() const { return m_size; }
+    bool Seek(std::uint64_t offset);
+    // Reads up to `count` bytes; returns how many arrived.
+    std::size_t Read(void* into, std::size_t count);
+    bool ReadExact(void* into, std::size_t count) { return Read(into, count) == count; }
+
+private:
+    FileHandle m_file;
+    std::uint64_t m_size = 0;
+};
+
+// Buffered output. Text lines end with CR LF, as in every text file the system writes.
+class OutputFile {
+public:
+    explicit OutputFile(const std::filesystem::path& path);
+    ~OutputFile();
+    OutputFile(OutputFile&&) = default;
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    bool IsOpen() const { return m_file != nullptr; }
+    void Write(const void* bytes, std::size_t count);
+    void Line(std::string_view text);
+    void IntegerLine(std::int64_t value);
+    void NumberLine(double value);
+    void NumberLine(float value);
+    // Flushes and closes; throws std::runtime_error when the data did not reach the disk.
+    void Close();
+
+private:
+    char* Room(std::size_t count);
+    void Flush();
+
+    FileHandle m_file;
+    std::filesystem::path m_path;
+    std::vector<char> m_buffer;
+    std::size_t m_used = 0;
+};
+
+// Text input one line at a time, CR LF or LF, without the line end.
+class LineReader {
+public:
+    explicit LineReader(const std::filesystem::path& path);
+    bool IsOpen() const { return m_file != nullptr; }
+    // The next line, valid until the following call; false at the end of the file.
+    bool Next(std::string_view& line);
+
+private:
+    bool Refill();
+
+    FileHandle m_file;
+    std::vector<char> m_buffer;
+    std::size_t m_begin = 0;
+    std::size_t m_end = 0;
+    bool m_eof = false;
+};
+
+} // namespace vibrex

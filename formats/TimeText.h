@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+// Calendar arithmetic and the time texts of the system ("YYYY/MM/DD HH:MM:SS" with an optional
+// fraction of a second after a ".").
+namespace vibrex {
+
+struct DateTime {
+    int year = 1980;
+    int month = 1;
+    int day = 1;
+    int hour = 0;
+    int minute = 0;
+    int second = 0;
+};
+
+std::int64_t DaysFromCivil(int year, int month, int day);
+DateTime DateFromDays(std::int64_t days);
+bool IsLeapYear(int year);
+int DayOfYear(const DateTime& date);
+// Day `dayOfYear` (1 = 1 January) of `year`; days past the end of the year run into the next.
+DateTime DateFromYearDay(int year, int dayOfYear);
+
+// A valid date and time, to the second, with "/" or "-" between the date fields; a fraction
+// of a second is not accepted here.
+std::optional<DateTime> ParseDateTime(std::string_view text);
+DateTime AddSeconds(const DateTime& time, std::int64_t seconds);
+// "YYYY/MM/DD HH:MM:SS"
+std::string FormatDateTime(const DateTime& time);
+
+} // namespace vibrex

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "engine/ConverterHost.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace vibrex::test {
+
+// A fresh folder under the system's temporary folder, removed with everything in it.
+class TempFolder {
+public:
+    TempFolder();
+    ~TempFolder();
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+    const std::filesystem::path& Path() const { return m_path; }
+    std::filesystem::path operator/(const std::string& name) const { return m_path / name; }
+
+private:
+    std::filesystem::path m_path;
+};
+
+void WriteFile(const std::filesystem::path& path, const std::string& bytes);
+std::string ReadFile(const std::filesystem::path& path);
+std::vector<std::string> ReadLines(const std::filesystem::path& path); // CR LF or LF
+
+// The folder of real recordings; empty when it is not there.
+std::filesystem::path TestDataFolder();
+
+// A host that records what the engine told it; `onDoEvents` runs inside each yield.
+class RecordingHost : public ConverterHost {
+public:
+    void ConversionProgress() override { ++progressEvents; }
+    void FileStatusChange() override { ++statusEvents; }
+    void DoEvents() override {
+        ++yields;
+        if (onDoEvents) {
+            onDoEvents();
+        }
+    }
+    void ShowMessage(const std::string& text, MessageIcon icon, const std::string& title) override {
+        messages.push_back(text);
+        icons.push_back(icon);
+        titles.push_back(title);
+    }
+    void OpenProgressWindow(std::int64_t maximum) override { windowMaximums.push_back(maximum); }
+    void UpdateProgressWindow(std::int64_t value) override { windowValues.push_back(value); }
+    void CloseProgressWindow() override { ++windowCloses; }
+
+    int progressEvents = 0;
+    int statusEvents = 0;
+    int yields = 0;
+    std::vector<std::string> messages;
+    std::vector<MessageIcon> icons;
+    std::vector<std::string> titles;
+    std::vector<std::int64_t> windowMaximums;
+    std::vector<std::int64_t> windowValues;
+    int windowCloses = 0;
+    std::function<void()> onDoEvents;
+};
+
+// A PSN ASCII event file with the given header lines (without "Data:") and samples.
+std::string PsnText(const std::vector<std::string>& headerLines,
+                    const std::vector<std::string>& samples);
+
+} // namespace vibrex::test
