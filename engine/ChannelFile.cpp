@@ -16,7 +16,14 @@ std::optional<HeaderLine> SplitHeaderLine(std::string_view line) {
                       TrimBlanks(line.substr(colon + 1))};
 }
 
-bool IsDataKey(std::string_view upperKey) { return upperKey == "DATA"; }
+bool IsDataKey(std::string_view upperKey) {
+    return upperKey == "DATA";
+}
+
+bool IsDataLine(std::string_view line) {
+    const auto header = SplitHeaderLine(line);
+    return header && IsDataKey(header->key);
+}
 
 void WriteChannelHeader(OutputFile& out, const HeaderValues& values, std::string_view formatName) {
     std::string line;

@@ -20,6 +20,8 @@ struct HeaderLine {
 // Splits "Key: value"; nothing for a line without a colon.
 std::optional<HeaderLine> SplitHeaderLine(std::string_view line);
 bool IsDataKey(std::string_view upperKey);
+// The "Data:" line after which the samples follow.
+bool IsDataLine(std::string_view line);
 
 // The 36 header lines, ending with "Data: ".
 void WriteChannelHeader(OutputFile& out, const HeaderValues& values, std::string_view formatName);

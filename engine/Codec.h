@@ -59,6 +59,7 @@ private:
     bool Step();
 
     std::int64_t* m_workDone = nullptr;
+    std::int64_t m_step = 1;
     std::int64_t m_untilStep = 1;
 };
 
@@ -81,6 +82,7 @@ public:
     OutputFile OpenChannelFile(int channel) const;
 
 private:
+    std::filesystem::path m_inputPath;
     int m_firstChannelNumber;
 };
 
@@ -96,14 +98,17 @@ public:
     WriterContext(ClsConverter& engine, int fileIndex, int channelCount);
     int ChannelCount() const { return m_channelCount; }
     std::filesystem::path IntermediatePath(int channelNumber) const;
-    // Where a single-channel format writes channel `channelNumber` (1-based). Call it before
-    // writing the channel: it also moves the progress accounting to the file that supplied it.
+    // Call before writing channel `channelNumber` (1-based): a merge writes channels of many
+    // files, and each file's progress counts the samples it supplied.
+    void BeginChannel(int channelNumber);
+    // Where a single-channel format writes channel `channelNumber`; it begins the channel too.
     std::filesystem::path ChannelOutputPath(int channelNumber);
     // Where a multichannel format writes all channels.
     std::filesystem::path OutputPath() const;
     WavSettings Wav() const;
 
 private:
+    int m_outputIndex; // the file whose output settings apply (the first one in a merge)
     int m_channelCount;
 };
 

@@ -33,11 +33,11 @@ struct FormatCodec;
 struct FormatEntry {
     FileFormat value;
     std::string_view displayName;
-    std::string_view alias;                // an extra accepted name, or empty
+    std::string_view alias;                   // an extra accepted name, or empty
     std::vector<std::string_view> extensions; // the first is used for output names
     bool multichannel;
-    std::uint32_t carriedProperties;       // bit i: the format can carry header property i
-    const FormatCodec* codec;              // null while the format has no codec
+    std::uint32_t carriedProperties; // bit i: the format can carry header property i
+    const FormatCodec* codec;        // null while the format has no codec
 };
 
 // The row of a real format (1..13); null for Unknown and for values outside the catalogue.

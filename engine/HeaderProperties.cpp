@@ -1,6 +1,5 @@
 #include "engine/HeaderProperties.h"
 
-
 namespace vibrex {
 
 namespace {
@@ -64,12 +63,12 @@ bool EqualsUpper(std::string_view upper, std::string_view name) {
 
 std::string_view HeaderPropertyDisplayName(int property) {
     return property >= 0 && property < kHeaderPropertiesCount ? kProperties[property].displayName
-                                                               : std::string_view();
+                                                              : std::string_view();
 }
 
 std::string_view HeaderPropertyLabel(int property) {
     return property >= 0 && property < kHeaderPropertiesCount ? kProperties[property].label
-                                                               : std::string_view();
+                                                              : std::string_view();
 }
 
 int HeaderPropertyForKey(std::string_view upperKey) {

@@ -162,8 +162,8 @@ bool LineReader::Next(std::string_view& line) {
         const char* start = m_buffer.data() + searchFrom;
         const void* found = std::memchr(start, '\n', m_end - searchFrom);
         if (found != nullptr) {
-            const std::size_t newline = static_cast<std::size_t>(
-                static_cast<const char*>(found) - m_buffer.data());
+            const std::size_t newline =
+                static_cast<std::size_t>(static_cast<const char*>(found) - m_buffer.data());
             std::size_t length = newline - m_begin;
             if (length > 0 && m_buffer[newline - 1] == '\r') {
                 --length;

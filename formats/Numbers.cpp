@@ -59,7 +59,9 @@ double LeadingNumber(std::string_view text) {
     return error == std::errc() ? value : 0.0;
 }
 
-double RoundHalfEven(double value) { return std::nearbyint(value); }
+double RoundHalfEven(double value) {
+    return std::nearbyint(value);
+}
 
 std::optional<std::int32_t> RoundToInt32(double value) {
     const double rounded = RoundHalfEven(value);

@@ -30,7 +30,9 @@ DateTime DateFromDays(std::int64_t days) {
     return date;
 }
 
-bool IsLeapYear(int year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
+bool IsLeapYear(int year) {
+    return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+}
 
 int DayOfYear(const DateTime& date) {
     return static_cast<int>(DaysFromCivil(date.year, date.month, date.day) -

@@ -1,0 +1,181 @@
+#include "app/ModMain.h"
+
+#include "engine/ClsConverter.h"
+#include "formats/Numbers.h"
+
+#include <cstdio>
+
+namespace vibrex {
+
+namespace {
+
+constexpr std::size_t kMaxArguments = 101;
+
+BatchResult Exit(int code, std::string reason) {
+    return {code, std::move(reason)};
+}
+
+bool IsRegularFile(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::is_regular_file(path, error);
+}
+
+bool NamesAnInput(const std::string& output, const std::vector<std::string>& inputs) {
+    std::error_code error;
+    for (const auto& input : inputs) {
+        if (std::filesystem::equivalent(output, input, error)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Creates the output and deletes it again, as proof that the conversion can write it. An
+// output that is one of the inputs is refused instead: the test would destroy the input.
+bool IsCreatable(const std::string& output, const std::vector<std::string>& inputs) {
+    if (output.empty() || NamesAnInput(output, inputs)) {
+        return false;
+    }
+    std::FILE* file = std::fopen(output.c_str(), "wb");
+    if (file == nullptr) {
+        return false;
+    }
+    std::fclose(file);
+    std::error_code ignored;
+    std::filesystem::remove(output, ignored);
+    return true;
+}
+
+std::string RefusalReason(const std::string& input) {
+    if (GuessFileFormat(input) == FileFormat::Unknown) {
+        return "Unrecognized file format: " + input;
+    }
+    return "The input file cannot be loaded (unreadable header or no samples): " + input;
+}
+
+bool EndedBadly(const ClsConverter& engine, int index) {
+    const ConversionStatus status = engine.FileStatus(index);
+    return status == ConversionStatus::FileMissing || status == ConversionStatus::Failed;
+}
+
+std::string FailureReason(const ClsConverter& engine, int index) {
+    return engine.FilePath(index) + ": " +
+           ClsConverter::ConversionStatusToString(engine.FileStatus(index));
+}
+
+BatchResult Convert(const std::vector<std::string>& args, ClsConverter& engine) {
+    if (args.size() != 4) {
+        return Exit(kExitWrongArgumentCount,
+                    "CONVERT takes an input file, an output file and a format name.");
+    }
+    const std::string& input = args[1];
+    const std::string& output = args[2];
+    if (!IsRegularFile(input)) {
+        return Exit(kExitInputMissing, "Input file not found: " + input);
+    }
+    if (!IsCreatable(output, {input})) {
+        return Exit(kExitOutputNotCreatable, "The output file cannot be created: " + output);
+    }
+    if (!engine.AddFile(input)) {
+        return Exit(kExitInputRefused, RefusalReason(input));
+    }
+    const FileFormat format = StringToFileFormat(args[3]);
+    if (format == FileFormat::Unknown) {
+        return Exit(kExitUnknownFormat, "Unrecognized format name: " + args[3]);
+    }
+    engine.SetFileOutputFormat(0, format);
+    if (const int limit = engine.GoodChannelCount(0); limit != 0) {
+        return Exit(kExitFormatCannotTakeInput, FileFormatToString(format) + " takes at most " +
+                                                    std::to_string(limit) + " channels.");
+    }
+    engine.SetFileOutputPath(0, output);
+    engine.SetShowUI(true);
+    engine.StartConversion();
+    if (EndedBadly(engine, 0)) {
+        return Exit(kExitConversionFailed, "Conversion failed: " + FailureReason(engine, 0));
+    }
+    return Exit(kExitDone, {});
+}
+
+BatchResult Merge(const std::vector<std::string>& args, ClsConverter& engine) {
+    if (args.size() < 4) {
+        return Exit(kExitWrongArgumentCount,
+                    "MERGE takes input files, an output file and a format name.");
+    }
+    const std::vector<std::string> inputs(args.begin() + 1, args.end() - 2);
+    const std::string& output = args[args.size() - 2];
+    for (const auto& input : inputs) {
+        if (!IsRegularFile(input)) {
+            return Exit(kExitInputMissing, "Input file not found: " + input);
+        }
+    }
+    if (!IsCreatable(output, inputs)) {
+        return Exit(kExitOutputNotCreatable, "The output file cannot be created: " + output);
+    }
+    for (const auto& input : inputs) {
+        if (!engine.AddFile(input)) {
+            return Exit(kExitInputRefused, RefusalReason(input));
+        }
+    }
+    const FileFormat format = StringToFileFormat(args.back());
+    if (format == FileFormat::Unknown) {
+        return Exit(kExitUnknownFormat, "Unrecognized format name: " + args.back());
+    }
+    if (!IsMultichannelFormat(format)) {
+        return Exit(kExitFormatCannotTakeInput,
+                    FileFormatToString(format) +
+                        " holds one channel: it cannot be a merge output.");
+    }
+    for (int index = 0; index < engine.FilesCount(); ++index) {
+        engine.SetFileOutputFormat(index, format);
+    }
+    if (const int limit = engine.MergeGoodChannelCount(); limit != 0) {
+        return Exit(kExitFormatCannotTakeInput, "Can't merge more than " + std::to_string(limit) +
+                                                    " channels into " + FileFormatToString(format) +
+                                                    ".");
+    }
+    engine.SetMergeFilePath(output);
+    engine.SetShowUI(true);
+    engine.StartConversion();
+    for (int index = 0; index < engine.FilesCount(); ++index) {
+        if (EndedBadly(engine, index)) {
+            return Exit(kExitConversionFailed, "Merge failed: " + FailureReason(engine, index));
+        }
+    }
+    return Exit(kExitDone, {});
+}
+
+} // namespace
+
+std::vector<std::string> SplitCommandLine(const std::string& commandLine) {
+    std::vector<std::string> args;
+    std::size_t start = 0;
+    while (args.size() < kMaxArguments) {
+        const std::size_t comma = commandLine.find(',', start);
+        args.emplace_back(TrimBlanks(
+            std::string_view(commandLine)
+                .substr(start, comma == std::string::npos ? std::string::npos : comma - start)));
+        if (comma == std::string::npos) {
+            break;
+        }
+        start = comma + 1;
+    }
+    return args;
+}
+
+BatchResult RunBatch(const std::string& commandLine, ConverterHost& host) {
+    const std::vector<std::string> args = SplitCommandLine(commandLine);
+    ClsConverter engine(&host);
+    engine.SetVerbose(false);
+    const std::string verb = ToUpper(args.front());
+    if (verb == "CONVERT") {
+        return Convert(args, engine);
+    }
+    if (verb == "MERGE") {
+        return Merge(args, engine);
+    }
+    return Exit(kExitUnknownVerb,
+                "Unknown command \"" + args.front() + "\": use CONVERT or MERGE (vibrex --help).");
+}
+
+} // namespace vibrex

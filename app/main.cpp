@@ -1,0 +1,64 @@
+// vibrex: no arguments opens the window; any arguments run one batch conversion.
+#include "app/ConsoleHost.h"
+#include "app/ModMain.h"
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#ifdef VIBREX_WITH_UI
+#include "ui/Desktop.h"
+#endif
+
+namespace {
+
+constexpr const char* kUsage =
+    "Usage:\n"
+    "  vibrex                                   open the window\n"
+    "  vibrex \"CONVERT,input,output,format\"     convert one recording\n"
+    "  vibrex \"MERGE,in1,in2,...,output,format\" merge recordings into one multichannel file\n"
+    "\n"
+    "Arguments are separated by commas; blanks around them are ignored. Formats: miniSeed, SAC,\n"
+    "PSNINT (PSNTEXTASCII), PSNCM6, GSECM6, GSEINT, SAF, SEG2, SU, Seisan, Geonode, Ondaro,\n"
+    "\"WAV (Audio)\" (output only).\n"
+    "Exit codes: 0 done, 1 unknown verb, 2 input missing, 3 output cannot be created,\n"
+    "4 input refused, 5 unknown format, 6 conversion failed, 7 format cannot take the input,\n"
+    "8 wrong number of arguments.\n";
+
+std::string JoinArguments(int argc, char** argv) {
+    std::string commandLine;
+    for (int i = 1; i < argc; ++i) {
+        if (i > 1) {
+            commandLine += ' ';
+        }
+        commandLine += argv[i];
+    }
+    return commandLine;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+        std::printf("vibrex %s\n", VIBREX_VERSION);
+        return 0;
+    }
+    if (argc > 1) {
+        vibrex::ConsoleHost host;
+        const vibrex::BatchResult result = vibrex::RunBatch(JoinArguments(argc, argv), host);
+        if (result.exitCode != vibrex::kExitDone) {
+            std::fprintf(stderr, "vibrex: %s\n", result.reason.c_str());
+        }
+        return result.exitCode;
+    }
+#ifdef VIBREX_WITH_UI
+    return vibrex::RunDesktop(argc, argv);
+#else
+    std::fputs("This build of vibrex has no window; see vibrex --help for batch mode.\n", stderr);
+    return 1;
+#endif
+}

@@ -1,0 +1,348 @@
+#include "engine/AutomaticName.h"
+#include "engine/ChannelFile.h"
+#include "engine/ClsConverter.h"
+#include "engine/ErrorText.h"
+#include "formats/Numbers.h"
+
+#include <algorithm>
+
+namespace vibrex {
+
+void ClsConverter::StartConversion() {
+    m_running = true;
+    m_abortRequested = false;
+    try {
+        if (m_mergeFilePath.empty()) {
+            RunSeparate();
+        } else {
+            RunMerge();
+        }
+    } catch (const std::exception&) {
+        // A host that failed inside an event; the statuses show how far the run came.
+    }
+    m_running = false;
+}
+
+void ClsConverter::RaiseFileStatusChange() {
+    m_host->FileStatusChange();
+}
+
+void ClsConverter::RaiseConversionProgress() {
+    m_host->ConversionProgress();
+}
+
+void ClsConverter::DoEvents() {
+    m_host->DoEvents();
+}
+
+void ClsConverter::StartFile(FileRecord& record) {
+    record.status = ConversionStatus::InProgress;
+    record.workDone = 0;
+    record.progress = 0;
+    RaiseFileStatusChange();
+    RaiseConversionProgress();
+    DoEvents();
+}
+
+namespace {
+
+bool IsMissing(const std::string& path) {
+    std::error_code error;
+    return !std::filesystem::is_regular_file(path, error);
+}
+
+} // namespace
+
+void ClsConverter::RunSeparate() {
+    for (std::size_t i = 0; i < m_files.size(); ++i) {
+        const int index = static_cast<int>(i);
+        if (IsMissing(m_files[i].path)) {
+            m_files[i].status = ConversionStatus::FileMissing;
+            RaiseFileStatusChange();
+            continue;
+        }
+        if (m_showUI) {
+            m_host->OpenProgressWindow(m_files[i].workTotal);
+        }
+        StartFile(m_files[i]);
+        std::string error;
+        if (!m_abortRequested) {
+            error = ConvertToIntermediate(index, 1);
+        }
+        if (!error.empty() || m_abortRequested) {
+            DeleteIntermediateFiles();
+        } else {
+            error = ConvertFromIntermediate(index, FileChannelsCount(index));
+        }
+        FileRecord& record = m_files[i];
+        if (!error.empty()) {
+            Report(error);
+            record.status = ConversionStatus::Failed;
+            RaiseFileStatusChange();
+        } else if (m_abortRequested) {
+            record.status = ConversionStatus::Aborted;
+            RaiseFileStatusChange();
+        } else {
+            record.status = ConversionStatus::Success;
+            record.workDone = record.workTotal;
+            record.progress = 100;
+            RaiseFileStatusChange();
+            RaiseConversionProgress();
+            if (m_showUI) {
+                m_host->UpdateProgressWindow(record.workDone);
+            }
+        }
+        if (m_showUI) {
+            m_host->CloseProgressWindow();
+        }
+        if (record.status == ConversionStatus::Aborted) {
+            return;
+        }
+    }
+}
+
+void ClsConverter::SetAllStatuses(ConversionStatus status) {
+    for (FileRecord& record : m_files) {
+        record.status = status;
+    }
+}
+
+void ClsConverter::RunMerge() {
+    std::int64_t runTotal = 0;
+    for (const FileRecord& record : m_files) {
+        runTotal += record.workTotal;
+    }
+    if (m_showUI) {
+        m_host->OpenProgressWindow(runTotal);
+    }
+    int channelCounter = 1;
+    int failedIndex = -1;
+    for (std::size_t i = 0; i < m_files.size() && !m_abortRequested; ++i) {
+        const int index = static_cast<int>(i);
+        if (IsMissing(m_files[i].path)) {
+            m_files[i].status = ConversionStatus::FileMissing;
+            failedIndex = index;
+            break;
+        }
+        StartFile(m_files[i]);
+        if (m_abortRequested || !ConvertToIntermediate(index, channelCounter).empty()) {
+            if (!m_abortRequested) {
+                m_files[i].status = ConversionStatus::Failed;
+                failedIndex = index;
+            }
+            break;
+        }
+        channelCounter += FileChannelsCount(index);
+    }
+    if (failedIndex >= 0 || m_abortRequested) {
+        // The failed file's status tells what went wrong; the others were not converted.
+        DeleteIntermediateFiles();
+        for (std::size_t i = 0; i < m_files.size(); ++i) {
+            if (m_abortRequested) {
+                m_files[i].status = ConversionStatus::Aborted;
+            } else if (static_cast<int>(i) != failedIndex) {
+                m_files[i].status = ConversionStatus::Idle;
+            }
+        }
+        RaiseFileStatusChange();
+    } else {
+        const std::string error = ConvertFromIntermediate(0, channelCounter - 1);
+        if (!error.empty()) {
+            Report(error);
+            SetAllStatuses(ConversionStatus::Failed);
+            RaiseFileStatusChange();
+        } else if (!m_abortRequested) {
+            for (FileRecord& record : m_files) {
+                record.status = ConversionStatus::Success;
+                record.workDone = record.workTotal;
+                record.progress = 100;
+            }
+            RaiseFileStatusChange();
+            RaiseConversionProgress();
+            if (m_showUI) {
+                m_host->UpdateProgressWindow(runTotal);
+            }
+        } else {
+            SetAllStatuses(ConversionStatus::Aborted);
+            RaiseFileStatusChange();
+        }
+    }
+    if (m_showUI) {
+        m_host->CloseProgressWindow();
+    }
+}
+
+std::string ClsConverter::ConvertToIntermediate(int index, int firstChannelNumber) {
+    try {
+        const FormatEntry* entry = FindFormat(FileFormat(index));
+        if (entry == nullptr || entry->codec == nullptr || entry->codec->read == nullptr) {
+            throw std::runtime_error("No codec reads the " +
+                                     vibrex::FileFormatToString(FileFormat(index)) + " format.");
+        }
+        ReaderContext context(*this, index, firstChannelNumber);
+        entry->codec->read(context);
+        return {};
+    } catch (const std::exception& error) {
+        return StageErrorText(kReaderStage, error.what());
+    }
+}
+
+std::string ClsConverter::ConvertFromIntermediate(int index, int channelCount) {
+    std::string error;
+    try {
+        const vibrex::FileFormat format = FileOutputFormat(index);
+        const FormatEntry* entry = FindFormat(format);
+        if (entry == nullptr) {
+            throw std::runtime_error("No output format is chosen.");
+        }
+        if (entry->codec == nullptr || entry->codec->write == nullptr) {
+            throw std::runtime_error("No codec writes the " + vibrex::FileFormatToString(format) +
+                                     " format.");
+        }
+        WriterContext context(*this, index, channelCount);
+        entry->codec->write(context);
+    } catch (const std::exception& failure) {
+        error = StageErrorText(kWriterStage, failure.what());
+    }
+    DeleteIntermediateFiles();
+    return error;
+}
+
+std::filesystem::path ClsConverter::IntermediatePath(int channelNumber) const {
+    return m_workFolder / ("converter" + std::to_string(channelNumber) + ".tmp");
+}
+
+void ClsConverter::DeleteIntermediateFiles() const {
+    std::error_code error;
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::directory_iterator(m_workFolder, error)) {
+        if (entry.path().extension() == ".tmp") {
+            files.push_back(entry.path());
+        }
+    }
+    for (const auto& file : files) {
+        std::filesystem::remove(file, error);
+    }
+}
+
+bool ClsConverter::ProgressStep(int index) {
+    FileRecord& record = m_files[static_cast<std::size_t>(index)];
+    const double percent =
+        static_cast<double>(record.workDone) * 100.0 / static_cast<double>(record.workTotal);
+    record.progress = static_cast<std::int32_t>(std::min(100.0, RoundHalfEven(percent)));
+    RaiseConversionProgress();
+    DoEvents();
+    if (m_showUI) {
+        std::int64_t value = record.workDone;
+        if (!m_mergeFilePath.empty()) {
+            value = 0;
+            for (const FileRecord& file : m_files) {
+                value += file.workDone;
+            }
+        }
+        m_host->UpdateProgressWindow(value);
+    }
+    return !m_abortRequested;
+}
+
+ConversionContext::ConversionContext(ClsConverter& engine, int fileIndex)
+    : m_engine(engine), m_fileIndex(fileIndex) {
+    AccountTo(fileIndex);
+}
+
+void ConversionContext::AccountTo(int fileIndex) {
+    auto& record = m_engine.m_files[static_cast<std::size_t>(fileIndex)];
+    m_fileIndex = fileIndex;
+    m_workDone = &record.workDone;
+    m_step = record.progressStep;
+    // Progress is reported whenever the work done reaches a multiple of the step.
+    m_untilStep = m_step - record.workDone % m_step;
+}
+
+bool ConversionContext::Step() {
+    m_untilStep = m_step;
+    return m_engine.ProgressStep(m_fileIndex);
+}
+
+bool ConversionContext::DataInversion() const {
+    return m_engine.m_dataInversion;
+}
+
+ReaderContext::ReaderContext(ClsConverter& engine, int fileIndex, int firstChannelNumber)
+    : ConversionContext(engine, fileIndex), m_inputPath(engine.FilePath(fileIndex)),
+      m_firstChannelNumber(firstChannelNumber) {}
+
+const std::filesystem::path& ReaderContext::InputPath() const {
+    return m_inputPath;
+}
+
+int ReaderContext::ChannelCount() const {
+    return m_engine.FileChannelsCount(m_fileIndex);
+}
+
+OutputFile ReaderContext::OpenChannelFile(int channel) const {
+    const auto path = m_engine.IntermediatePath(m_firstChannelNumber + channel);
+    OutputFile file(path);
+    if (!file.IsOpen()) {
+        throw std::runtime_error(CantOpenIntermediateFile(path));
+    }
+    const auto& cells = m_engine.m_files[static_cast<std::size_t>(m_fileIndex)]
+                            .header[static_cast<std::size_t>(channel)];
+    HeaderValues values;
+    for (int property = 0; property < kHeaderPropertiesCount; ++property) {
+        values[property] = cells[property].value;
+    }
+    WriteChannelHeader(file, values, vibrex::FileFormatToString(m_engine.FileFormat(m_fileIndex)));
+    return file;
+}
+
+WriterContext::WriterContext(ClsConverter& engine, int fileIndex, int channelCount)
+    : ConversionContext(engine, fileIndex), m_outputIndex(fileIndex), m_channelCount(channelCount) {
+}
+
+std::filesystem::path WriterContext::IntermediatePath(int channelNumber) const {
+    return m_engine.IntermediatePath(channelNumber);
+}
+
+void WriterContext::BeginChannel(int channelNumber) {
+    if (m_engine.m_mergeFilePath.empty()) {
+        return;
+    }
+    int lastOfFile = 0;
+    for (int index = 0; index < m_engine.FilesCount(); ++index) {
+        lastOfFile += m_engine.FileChannelsCount(index);
+        if (channelNumber <= lastOfFile) {
+            AccountTo(index);
+            return;
+        }
+    }
+}
+
+std::filesystem::path WriterContext::OutputPath() const {
+    return m_engine.m_mergeFilePath.empty() ? m_engine.FileOutputPath(m_outputIndex)
+                                            : m_engine.m_mergeFilePath;
+}
+
+// Single-channel formats write one file per channel: named automatically, or numbered when
+// there are several channels.
+std::filesystem::path WriterContext::ChannelOutputPath(int channelNumber) {
+    BeginChannel(channelNumber);
+    const std::filesystem::path output = OutputPath();
+    if (m_engine.FileAutoNaming(m_outputIndex)) {
+        const auto extensions =
+            vibrex::GetFileFormatExtensions(m_engine.FileOutputFormat(m_outputIndex));
+        return output.parent_path() / (BuildAutomaticName(IntermediatePath(channelNumber)) +
+                                       (extensions.empty() ? std::string() : extensions.front()));
+    }
+    if (m_channelCount > 1) {
+        return output.parent_path() / (output.stem().string() + std::to_string(channelNumber) +
+                                       output.extension().string());
+    }
+    return output;
+}
+
+WavSettings WriterContext::Wav() const {
+    return m_engine.m_files[static_cast<std::size_t>(m_outputIndex)].wav;
+}
+
+} // namespace vibrex

@@ -1,0 +1,33 @@
+#include "engine/ErrorText.h"
+
+#include "engine/Codec.h"
+
+namespace vibrex {
+
+std::string AppendErrorInfo(const std::string& text, const std::string& description) {
+    return description.empty() ? text : text + "\r\nAdditional info: " + description;
+}
+
+std::string AppendSupportRequest(const std::string& text) {
+    return text + "\r\nPlease help us to improve the software sending the file to " +
+           kSupportAddress;
+}
+
+std::string StageErrorText(const char* stage, const std::string& description) {
+    return AppendSupportRequest(AppendErrorInfo(std::string(stage) + "\r\n", description));
+}
+
+std::string HeaderLoadErrorText(const std::string& path, const std::string& description) {
+    return AppendSupportRequest(
+        AppendErrorInfo("Error loading file header.\r\nInput file: " + path, description));
+}
+
+std::string CantOpenIntermediateFile(const std::filesystem::path& path) {
+    return "Can't open an intermediate file:" + path.string();
+}
+
+std::string CantOpenOutputFile(const std::filesystem::path& path) {
+    return "Can't open an output file:" + path.string();
+}
+
+} // namespace vibrex

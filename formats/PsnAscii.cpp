@@ -1,0 +1,114 @@
+// PSN ASCII event files: the layout of the intermediate channel file itself, one channel per
+// file. The reader copies the samples under a fresh intermediate header; the writer copies the
+// intermediate file over the output.
+#include "engine/ChannelFile.h"
+#include "engine/Codec.h"
+#include "formats/Numbers.h"
+
+#include <charconv>
+
+namespace vibrex {
+
+namespace {
+
+std::vector<HeaderValues> LoadHeaderPsn(const std::filesystem::path& path) {
+    LineReader lines(path);
+    if (!lines.IsOpen()) {
+        throw HeaderLoadError("LoadHeader_PSN", "Can't open the file.");
+    }
+    std::vector<HeaderValues> channels(1);
+    ReadHeaderBlock(lines, channels.front());
+    return channels;
+}
+
+void SkipToData(LineReader& lines) {
+    std::string_view line;
+    while (lines.Next(line) && !IsDataLine(line)) {
+    }
+}
+
+// The sample negated, in the same kind of number it was written as.
+void WriteInvertedSample(OutputFile& out, std::string_view sample) {
+    std::int64_t integer = 0;
+    const auto [end, error] =
+        std::from_chars(sample.data(), sample.data() + sample.size(), integer);
+    if (error == std::errc() && end == sample.data() + sample.size()) {
+        out.IntegerLine(-integer);
+        return;
+    }
+    const auto number = ParseNumber(sample);
+    if (!number) {
+        throw std::runtime_error("Not a sample: \"" + std::string(sample) + "\".");
+    }
+    out.NumberLine(-*number);
+}
+
+void ReadPsn(ReaderContext& context) {
+    LineReader input(context.InputPath());
+    if (!input.IsOpen()) {
+        throw std::runtime_error("Can't open the input file:" + context.InputPath().string());
+    }
+    OutputFile channel = context.OpenChannelFile(0);
+    SkipToData(input);
+    const bool invert = context.DataInversion();
+    std::string_view line;
+    while (input.Next(line)) {
+        const std::string_view sample = TrimBlanks(line);
+        if (sample.empty()) {
+            continue;
+        }
+        if (invert) {
+            WriteInvertedSample(channel, sample);
+        } else {
+            channel.Line(sample);
+        }
+        if (!context.Tick()) {
+            return;
+        }
+    }
+    channel.Close();
+}
+
+// Copies one intermediate channel file over its output, counting the samples as it goes;
+// false when the user aborted.
+bool CopyChannel(WriterContext& context, int channelNumber) {
+    const auto source = context.IntermediatePath(channelNumber);
+    const auto target = context.ChannelOutputPath(channelNumber);
+    const std::string copyFailed = "Can't copy an intermediate file:" + source.string() +
+                                   " over the output file: " + target.string();
+    LineReader input(source);
+    OutputFile output(target);
+    if (!input.IsOpen() || !output.IsOpen()) {
+        throw std::runtime_error(copyFailed);
+    }
+    std::string_view line;
+    bool inData = false;
+    while (input.Next(line)) {
+        output.Line(line);
+        if (!inData) {
+            inData = IsDataLine(line);
+        } else if (!TrimBlanks(line).empty() && !context.Tick()) {
+            return false;
+        }
+    }
+    try {
+        output.Close();
+    } catch (const std::exception&) {
+        throw std::runtime_error(copyFailed);
+    }
+    return true;
+}
+
+void WritePsn(WriterContext& context) {
+    for (int channel = 1; channel <= context.ChannelCount(); ++channel) {
+        if (!CopyChannel(context, channel)) {
+            return;
+        }
+    }
+}
+
+} // namespace
+
+const FormatCodec kPsnAsciiCodec = {LoadHeaderPsn, ReadPsn, WritePsn};
+
+} // namespace vibrex
