@@ -46,11 +46,13 @@ std::filesystem::path ProgramFolder() {
 ClsConverter::ClsConverter(ConverterHost* host, const std::filesystem::path& programFolder)
     : m_host(host != nullptr ? host : &m_silentHost),
       m_workFolder(programFolder / NewWorkFolderName()) {
+    m_host->SetEngine(this);
     std::error_code ignored;
     std::filesystem::create_directories(m_workFolder, ignored);
 }
 
 ClsConverter::~ClsConverter() {
+    m_host->SetEngine(nullptr);
     std::error_code ignored;
     std::filesystem::remove_all(m_workFolder, ignored);
 }

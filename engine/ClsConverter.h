@@ -41,7 +41,7 @@ public:
     // Catalogue and constants.
     int FormatsCount() const { return kFormatsCount; }
     int HeaderPropertiesCount() const { return kHeaderPropertiesCount; }
-    std::string AutomaticNameFormat() const { return "YYYY-MM-DD_HH-MM-SS_STATION_COMPONENT"; }
+    static std::string AutomaticNameFormat() { return "YYYY-MM-DD_HH-MM-SS_STATION_COMPONENT"; }
     static std::string FileFormatToString(vibrex::FileFormat format);
     static vibrex::FileFormat StringToFileFormat(std::string_view name);
     static std::vector<std::string> GetFileFormatExtensions(vibrex::FileFormat format);

@@ -7,6 +7,8 @@
 // never shows anything itself.
 namespace vibrex {
 
+class ClsConverter;
+
 enum class MessageIcon { Exclamation, Information, Question };
 
 inline constexpr const char* kApplicationTitle = "Vibrex";
@@ -30,6 +32,14 @@ public:
     virtual void OpenProgressWindow(std::int64_t maximum) { (void)maximum; }
     virtual void UpdateProgressWindow(std::int64_t value) { (void)value; }
     virtual void CloseProgressWindow() {}
+
+    // The engine this host serves, so that a progress window's Abort button can reach it. The
+    // engine sets it for as long as it lives.
+    ClsConverter* Engine() const { return m_engine; }
+    void SetEngine(ClsConverter* engine) { m_engine = engine; }
+
+private:
+    ClsConverter* m_engine = nullptr;
 };
 
 } // namespace vibrex
