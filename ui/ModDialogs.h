@@ -1,0 +1,36 @@
+#pragma once
+
+#include "engine/FormatCatalogue.h"
+
+#include <QString>
+#include <QStringList>
+
+class QWidget;
+
+// The open, save and folder dialogs of the window, with the format filters of the catalogue.
+// Every function is modal; an empty result means the user cancelled.
+namespace vibrex {
+
+// The catch-all filter entry and one format's entry ("SAC (*.sac)").
+QString AllFilesFilter();
+QString FormatFilter(FileFormat format);
+
+// False, after telling the user, when the text holds a character a file name cannot have.
+bool CheckFileNameText(QWidget* parent, const QString& text);
+
+// Several files at once. `filterFormat` selects the starting filter entry (Unknown: all files)
+// and receives the one the user left selected.
+QStringList OpenFiles(QWidget* owner, const QString& startFolder, FileFormat& filterFormat);
+
+// A name for an output of `format`; `autoNaming` presets the automatic-name box and receives
+// its state when the user confirms. A name without an extension gets the format's.
+QString SaveFile(QWidget* owner, FileFormat format, const QString& startFolder,
+                 const QString& defaultName, bool& autoNaming);
+
+QString BrowseFolder(QWidget* owner, const QString& startFolder, const QString& title);
+
+// Appends `extension` (".sac") to a file name that has no "." at all, or the extension's
+// letters to one that ends with "."; other names are kept as typed.
+QString CompleteExtension(const QString& path, const QString& extension);
+
+} // namespace vibrex
