@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #ifdef VIBREX_WITH_UI
@@ -48,8 +49,16 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (argc > 1) {
-        vibrex::ConsoleHost host;
-        const vibrex::BatchResult result = vibrex::RunBatch(JoinArguments(argc, argv), host);
+        vibrex::ConsoleHost console;
+        vibrex::ConverterHost* host = &console;
+#ifdef VIBREX_WITH_UI
+        // With a display the progress window shows, with its Abort button.
+        const std::unique_ptr<vibrex::ConverterHost> window = vibrex::MakeBatchProgressHost();
+        if (window) {
+            host = window.get();
+        }
+#endif
+        const vibrex::BatchResult result = vibrex::RunBatch(JoinArguments(argc, argv), *host);
         if (result.exitCode != vibrex::kExitDone) {
             std::fprintf(stderr, "vibrex: %s\n", result.reason.c_str());
         }
