@@ -1,0 +1,214 @@
+#include "UiTestSupport.h"
+#include "ui/FrmBar.h"
+#include "ui/FrmHeader.h"
+#include "ui/FrmWave.h"
+#include "ui/ModDialogs.h"
+#include "ui/ProgressDelegate.h"
+#include "ui/QtHost.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QFileDialog>
+#include <QImage>
+#include <QInputDialog>
+#include <QLineEdit>
+#include <QPainter>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QScrollBar>
+#include <QTableWidget>
+#include <QTest>
+#include <algorithm>
+#include <gtest/gtest.h>
+
+namespace vibrex::test {
+namespace {
+
+class Dialogs : public ::testing::Test, protected MainWindowTest {};
+
+TEST_F(Dialogs, TheWaveSetupKeepsTheFactorInRange) {
+    Drop({WritePsn("a.psn")});
+    ChooseFormat(0, FileFormat::WAV);
+    engine->SetWAVSamplingRate(0, 12345);
+    FrmWave wave(*engine, 0);
+    auto* text = wave.findChild<QLineEdit*>("TxtFattore");
+    auto* bar = wave.findChild<QScrollBar*>("HScFattore");
+    EXPECT_EQ(text->text(), "1");
+    EXPECT_FALSE(wave.findChild<QRadioButton*>("OptNotchange")->isChecked())
+        << "a rate outside the list selects no option";
+    EXPECT_TRUE(wave.findChild<QRadioButton*>("Opt32")->isChecked());
+
+    // The bar follows the typing only while the text is a factor it can show.
+    text->clear();
+    QTest::keyClicks(text, "1000");
+    EXPECT_EQ(bar->value(), 1000);
+    QTest::keyClick(text, Qt::Key_1);
+    EXPECT_EQ(bar->value(), 1000);
+    EXPECT_EQ(Accept(wave), QDialog::Rejected);
+    text->selectAll();
+    QTest::keyClick(text, Qt::Key_0);
+    EXPECT_EQ(bar->value(), 1000);
+    EXPECT_EQ(Accept(wave), QDialog::Rejected);
+    ASSERT_EQ(prompter.messages.size(), 2u);
+    EXPECT_EQ(prompter.LastText(), "The range of the amplitude factor is 1-10000.");
+
+    text->clear();
+    QTest::keyClicks(text, "10000");
+    EXPECT_EQ(bar->value(), 10000);
+    bar->setValue(250);
+    EXPECT_EQ(text->text(), "250");
+    wave.findChild<QRadioButton*>("Opt16")->setChecked(true);
+    EXPECT_EQ(Accept(wave), QDialog::Accepted);
+    EXPECT_EQ(engine->WAVFactor(0), 250);
+    EXPECT_EQ(engine->WAVBitCount(0), 16);
+    EXPECT_EQ(engine->WAVSamplingRate(0), 0);
+}
+
+TEST_F(Dialogs, AHeaderEditReachesTheConvertedFile) {
+    Drop({WritePsn("a.psn")});
+    ChooseFormat(0, FileFormat::WAV);
+    const int station = kStationCode + 0;
+    prompter.dialogs.push_back([&](QDialog& dialog) {
+        auto* cells = dialog.findChild<QTableWidget*>("GrdHeader");
+        EXPECT_EQ(dialog.windowTitle(), "Header properties - a.psn");
+        EXPECT_EQ(cells->item(station, 0)->text(), "Sensor Station Code");
+        EXPECT_EQ(cells->item(station, 1)->text(), "VBRX");
+        // WAV carries no start time: its cell looks different and ignores double clicks.
+        EXPECT_NE(cells->item(kStartTime, 1)->background(), cells->item(kSps, 1)->background());
+        emit cells->cellDoubleClicked(kStartTime, 1);
+        EXPECT_TRUE(prompter.dialogs.empty() && prompter.unscriptedDialogs == 0);
+
+        // Choosing PSN makes the station code editable.
+        auto* formats = dialog.findChild<QComboBox*>("CmbFormats");
+        const int psn = formats->findData(static_cast<int>(FileFormat::PSNINT));
+        formats->setCurrentIndex(psn);
+        emit formats->activated(psn);
+        const QBrush fresh = cells->item(station, 1)->background();
+        prompter.dialogs.push_back([](QDialog& input) {
+            auto& box = static_cast<QInputDialog&>(input);
+            EXPECT_TRUE(box.labelText().startsWith("!!! Warning !!!\nAn incorrect edit"));
+            box.setTextValue("EDIT");
+            return Accept(box);
+        });
+        emit cells->cellDoubleClicked(station, 1);
+        EXPECT_EQ(cells->item(station, 1)->text(), "EDIT");
+        EXPECT_NE(cells->item(station, 1)->background(), fresh);
+        return Accept(dialog);
+    });
+    DoubleClick(0, FileTableModel::ColumnFileName);
+    EXPECT_EQ(Text(0, FileTableModel::ColumnOutputFormat), "PSNINT");
+
+    NameOutputs("_out");
+    Click("CmdConvert");
+    const auto lines = ReadLines(Output() / "a_out.psn");
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "Station Code: EDIT"), lines.end());
+}
+
+TEST_F(Dialogs, TheSaveDialogCompletesTheExtension) {
+    Drop({WritePsn("a.psn")});
+    ChooseFormat(0, FileFormat::SAC);
+    for (const char* typed : {"out", "out."}) {
+        prompter.dialogs.push_back([typed](QDialog& dialog) {
+            auto& save = static_cast<QFileDialog&>(dialog);
+            EXPECT_EQ(save.nameFilters(), QStringList{"SAC (*.sac)"});
+            EXPECT_TRUE(save.findChild<QCheckBox*>("ChkAutoName")->isEnabled());
+            save.selectFile(typed);
+            return Accept(save);
+        });
+        DoubleClick(0, FileTableModel::ColumnOutputFileName);
+        EXPECT_EQ(engine->FileOutputPath(0), (Output() / "out.sac").string()) << typed;
+    }
+    EXPECT_EQ(CompleteExtension("/data/out.txt", ".sac"), "/data/out.txt");
+    EXPECT_EQ(CompleteExtension("/data.d/out", ".sac"), "/data.d/out.sac");
+}
+
+TEST_F(Dialogs, TheOpenDialogShowsTheDetectedFormat) {
+    const auto psn = WritePsn("a.psn");
+    prompter.dialogs.push_back([&](QDialog& dialog) {
+        auto& open = static_cast<QFileDialog&>(dialog);
+        emit open.currentChanged(QString::fromStdString(psn));
+        EXPECT_EQ(open.findChild<QLineEdit*>("TxtFormat")->text(), "PSNINT");
+        open.selectFile(QString::fromStdString(psn));
+        return Accept(open);
+    });
+    Click("CmdAdd");
+    ASSERT_EQ(engine->FilesCount(), 1);
+    EXPECT_EQ(engine->FilePath(0), psn);
+}
+
+TEST(FileNameCheck, ReportsTheFirstForbiddenCharacterOfTheList) {
+    Prompter prompter;
+    EXPECT_TRUE(CheckFileNameText(nullptr, "_copy-1"));
+    EXPECT_FALSE(CheckFileNameText(nullptr, "a?b/c"));
+    EXPECT_EQ(prompter.LastText(), "Invalid char: /");
+}
+
+TEST(ProgressWindow, AddsUpTheFilesOfARunAndStopsAtItsMaximum) {
+    FrmBar bar;
+    bar.Open(200, nullptr);
+    auto* progress = bar.findChild<QProgressBar*>("ProgressBar");
+    bar.Update(50);
+    bar.Update(100);
+    bar.Update(30); // the next file starts again from 0
+    EXPECT_EQ(progress->value(), 130);
+    EXPECT_EQ(bar.windowTitle(), "Conversion in progress - 65%");
+    bar.Update(150);
+    EXPECT_EQ(progress->value(), 200);
+    bar.Close();
+    EXPECT_FALSE(bar.isVisible());
+}
+
+// The batch host: the engine opens the progress window itself, and its Abort button stops
+// the run.
+class AbortingHost final : public QtHost {
+public:
+    void UpdateProgressWindow(std::int64_t value) override {
+        QtHost::UpdateProgressWindow(value);
+        if (value >= 100 && !clicked) {
+            clicked = true;
+            for (QWidget* window : QApplication::topLevelWidgets()) {
+                if (auto* abort = window->findChild<QPushButton*>("CmdAbort");
+                    abort != nullptr && window->objectName() == "FrmBar") {
+                    EXPECT_TRUE(window->isVisible());
+                    QTest::mouseClick(abort, Qt::LeftButton);
+                }
+            }
+        }
+    }
+    bool clicked = false;
+};
+
+TEST(ProgressWindow, ItsAbortButtonStopsTheRun) {
+    TempFolder folder;
+    WriteFile(folder / "a.psn",
+              PsnText({"Number of Samples: 500"}, std::vector<std::string>(500, "7")));
+    AbortingHost host;
+    ClsConverter engine(&host, folder.Path());
+    engine.SetVerbose(false);
+    engine.SetShowUI(true);
+    ASSERT_TRUE(engine.AddFile((folder / "a.psn").string()));
+    engine.SetFileOutputFormat(0, FileFormat::PSNINT);
+    engine.SetFileOutputPath(0, (folder / "b.psn").string());
+    engine.StartConversion();
+    EXPECT_TRUE(host.clicked);
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Aborted);
+}
+
+TEST(ProgressCell, TheBarCoversThePercentageOfTheCell) {
+    QImage image(200, 20, QImage::Format_RGB32);
+    const QColor bar = QColor::fromRgb(kProgressBarColor);
+    for (const int percent : {0, 50, 100}) {
+        image.fill(Qt::red);
+        QPainter painter(&image);
+        PaintProgressCell(painter, image.rect(), percent);
+        painter.end();
+        EXPECT_EQ(image.pixelColor(1, 1), percent == 0 ? QColor(Qt::white) : bar) << percent;
+        EXPECT_EQ(image.pixelColor(98, 1), percent >= 50 ? bar : QColor(Qt::white)) << percent;
+        EXPECT_EQ(image.pixelColor(101, 1), percent == 100 ? bar : QColor(Qt::white)) << percent;
+        EXPECT_EQ(image.pixelColor(199, 19), percent == 100 ? bar : QColor(Qt::white)) << percent;
+    }
+}
+
+} // namespace
+} // namespace vibrex::test

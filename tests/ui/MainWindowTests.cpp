@@ -1,0 +1,277 @@
+#include "UiTestSupport.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFileDialog>
+#include <QHeaderView>
+#include <QImage>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTableView>
+#include <QTest>
+#include <gtest/gtest.h>
+
+namespace vibrex::test {
+namespace {
+
+using Model = FileTableModel;
+
+class MainWindow : public ::testing::Test, protected MainWindowTest {
+protected:
+    void ExpectRefusal(const QString& text, int row, Model::Column column) {
+        ASSERT_FALSE(prompter.messages.empty());
+        EXPECT_EQ(prompter.messages.back().text, text);
+        EXPECT_EQ(prompter.messages.back().icon, MessageIcon::Exclamation);
+        EXPECT_EQ(grid->currentIndex(), Cell(row, column));
+        EXPECT_EQ(engine->FileStatus(row), ConversionStatus::Idle) << "nothing may start";
+    }
+
+    QColor PaintedColor(int row, int xFraction) {
+        const QRect cell = grid->visualRect(Cell(row, Model::ColumnProgress));
+        const QImage image = grid->viewport()->grab().toImage();
+        return image.pixelColor(cell.left() + cell.width() * xFraction / 100, cell.top() + 2);
+    }
+};
+
+TEST_F(MainWindow, DroppedFilesFillTheGridAndRefusedOnesAreReported) {
+    const auto first = WritePsn("first.psn");
+    const auto second = WritePsn("second.psn");
+    WriteFile(folder / "notes.txt", "just text\r\n");
+    Drop({first, (folder / "notes.txt").string(), second});
+
+    ASSERT_EQ(grid->model()->rowCount(), 2);
+    EXPECT_EQ(Text(1, Model::ColumnFileName), "second.psn");
+    EXPECT_EQ(Text(1, Model::ColumnFileFormat), "PSNINT");
+    EXPECT_EQ(Text(1, Model::ColumnChannelsCount), "1");
+    EXPECT_EQ(Text(1, Model::ColumnOutputFormat), "Unknown");
+    EXPECT_EQ(Text(1, Model::ColumnOutputFileName), "");
+    EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
+    EXPECT_EQ(Cell(1, Model::ColumnFileName).data(Qt::ToolTipRole).toString(),
+              QString::fromStdString(second));
+    ASSERT_EQ(prompter.messages.size(), 1u);
+    EXPECT_EQ(prompter.LastText(), QString::fromStdString("Unrecognized file format.\r\n" +
+                                                          (folder / "notes.txt").string()));
+}
+
+TEST_F(MainWindow, TheComboSetsTheCurrentFileOrEveryFile) {
+    Drop({WritePsn("a.psn"), WritePsn("b.psn")});
+    ChooseFormat(1, FileFormat::SAC);
+    EXPECT_EQ(Text(0, Model::ColumnOutputFormat), "Unknown");
+    EXPECT_EQ(Text(1, Model::ColumnOutputFormat), "SAC");
+    EXPECT_FALSE(Find<QComboBox>("CmbFormats")->isVisible());
+
+    // The combo gets out of the way when a column is resized.
+    DoubleClick(0, Model::ColumnOutputFormat);
+    grid->horizontalHeader()->resizeSection(Model::ColumnFileName, 300);
+    EXPECT_FALSE(Find<QComboBox>("CmbFormats")->isVisible());
+
+    Find<QCheckBox>("ChkSameOutput")->setChecked(true);
+    ChooseFormat(0, FileFormat::PSNINT);
+    EXPECT_EQ(engine->FileOutputFormat(0), FileFormat::PSNINT);
+    EXPECT_EQ(engine->FileOutputFormat(1), FileFormat::PSNINT);
+}
+
+TEST_F(MainWindow, AMultichannelFormatEndsAutomaticNaming) {
+    Drop({WritePsn("a.psn")});
+    ChooseFormat(0, FileFormat::SAC);
+    NameOutputs("", false, true);
+    EXPECT_EQ(Text(0, Model::ColumnOutputFileName), "Automatic naming");
+    EXPECT_EQ(engine->FileOutputPath(0), (Output() / "Automatic.sac").string());
+
+    ChooseFormat(0, FileFormat::Seisan);
+    EXPECT_EQ(Text(0, Model::ColumnOutputFileName), "");
+    EXPECT_FALSE(engine->FileAutoNaming(0));
+}
+
+TEST_F(MainWindow, StartRefusesEachProblemOnItsCell) {
+    Click("CmdConvert");
+    EXPECT_EQ(prompter.LastText(), "There isn't any file to convert.");
+
+    Drop({WritePsn("a.psn"), WritePsn("sub/a.psn")});
+    ChooseFormat(0, FileFormat::PSNINT);
+    Click("CmdConvert");
+    ExpectRefusal("Output format missing.", 1, Model::ColumnOutputFormat);
+
+    ChooseFormat(1, FileFormat::PSNINT);
+    std::filesystem::remove_all(Output());
+    Click("CmdConvert");
+    EXPECT_EQ(prompter.LastText(), "The output folder doesn't exists.");
+    std::filesystem::create_directories(Output());
+
+    Click("CmdConvert");
+    ExpectRefusal("Output file name missing.", 0, Model::ColumnOutputFileName);
+
+    // Both inputs are called a.psn: named into one folder they collide on the later row.
+    NameOutputs("", true);
+    Click("CmdConvert");
+    ExpectRefusal("This input file name has been already chosen in the same path.", 1,
+                  Model::ColumnOutputFileName);
+
+    // In their own folders, with their own extension, the outputs would overwrite the inputs.
+    Find<QCheckBox>("ChkOriginalFolder")->setChecked(true);
+    Click("CmdConvert");
+    ExpectRefusal("The input and output file paths and names are the same.", 0,
+                  Model::ColumnOutputFileName);
+}
+
+TEST_F(MainWindow, TooManySamplesForTheFormatAsksFirst) {
+    Drop({WritePsn("long.psn", 32768)});
+    ChooseFormat(0, FileFormat::SU);
+    NameOutputs("_su");
+
+    prompter.answer = false;
+    Click("CmdConvert");
+    EXPECT_EQ(prompter.messages.back().icon, MessageIcon::Question);
+    EXPECT_TRUE(prompter.LastText().startsWith(
+        "Can't insert more than 32767 samples in a SU file.\r\nOne or more channel(s)"));
+    EXPECT_EQ(engine->FileStatus(0), ConversionStatus::Idle);
+
+    prompter.answer = true;
+    Click("CmdConvert");
+    EXPECT_NE(engine->FileStatus(0), ConversionStatus::Idle);
+}
+
+TEST_F(MainWindow, MergeChecksThenAsksForTheMergedName) {
+    Drop({WritePsn("a.psn"), WritePsn("b.psn"), WritePsn("c.psn"), WritePsn("d.psn")});
+    Find<QCheckBox>("ChkMerge")->setChecked(true);
+    EXPECT_FALSE(Find<QCheckBox>("ChkSameOutput")->isEnabled());
+    ChooseFormat(0, FileFormat::SAC); // merge applies a format to every file
+    engine->SetFileOutputFormat(2, FileFormat::SU);
+    Click("CmdConvert");
+    ExpectRefusal("Merge option enabled.\r\nSelect the same output format on all files.", 2,
+                  Model::ColumnOutputFormat);
+
+    ChooseFormat(3, FileFormat::SAC);
+    Click("CmdConvert");
+    ExpectRefusal("Merge option enabled.\r\nThe selected output format isn't a multichannel "
+                  "format.",
+                  0, Model::ColumnOutputFormat);
+
+    ChooseFormat(0, FileFormat::Seisan);
+    Click("CmdConvert");
+    ExpectRefusal("Merge option enabled.\r\nCan't merge more than 3 channels in a Seisan file.", 0,
+                  Model::ColumnOutputFormat);
+
+    Click("CmdRemove"); // row 0 is current
+    Click("CmdConvert");
+    EXPECT_EQ(prompter.unscriptedDialogs, 1) << "the merged name is asked for";
+    EXPECT_EQ(engine->FileStatus(0), ConversionStatus::Idle) << "a cancelled name starts nothing";
+
+    // A name chosen in another folder still goes to the common output folder.
+    prompter.dialogs.push_back([&](QDialog& dialog) {
+        auto& save = static_cast<QFileDialog&>(dialog);
+        EXPECT_FALSE(save.findChild<QCheckBox*>("ChkAutoName")->isEnabled());
+        save.selectFile(QString::fromStdString((folder / "merged").string()));
+        return Accept(save);
+    });
+    Click("CmdConvert");
+    EXPECT_EQ(engine->MergeFilePath(), (Output() / "merged.dat").string());
+    EXPECT_NE(engine->FileStatus(0), ConversionStatus::Idle);
+}
+
+TEST_F(MainWindow, ARunEndsInSuccessWithFullBarsPainted) {
+    Drop({WritePsn("a.psn", 400), WritePsn("b.psn", 400), WritePsn("c.psn", 400)});
+    Find<QCheckBox>("ChkSameOutput")->setChecked(true);
+    ChooseFormat(0, FileFormat::PSNINT);
+    NameOutputs("_out");
+    EXPECT_EQ(PaintedColor(0, 97), QColor(Qt::white));
+
+    std::filesystem::remove(folder / "b.psn");
+    Click("CmdConvert");
+    EXPECT_EQ(Text(0, Model::ColumnStatus), "Success");
+    EXPECT_EQ(Text(1, Model::ColumnStatus), "File missing");
+    EXPECT_EQ(Cell(1, Model::ColumnStatus).data(Qt::BackgroundRole).value<QColor>(),
+              QColor(Qt::red));
+    EXPECT_EQ(Text(2, Model::ColumnStatus), "Success");
+    EXPECT_TRUE(std::filesystem::exists(Output() / "a_out.psn"));
+    EXPECT_EQ(PaintedColor(2, 97), QColor(0, 128, 255));
+    EXPECT_TRUE(Find<QPushButton>("CmdConvert")->isEnabled());
+    EXPECT_FALSE(Find<QPushButton>("CmdAbort")->isEnabled());
+
+    Click("CmdClean");
+    ASSERT_EQ(grid->model()->rowCount(), 1);
+    EXPECT_EQ(Text(0, Model::ColumnFileName), "b.psn");
+}
+
+TEST_F(MainWindow, AbortStopsTheRunAndClosingWaitsForIt) {
+    Drop({WritePsn("a.psn", 2000), WritePsn("b.psn", 2000)});
+    Find<QCheckBox>("ChkSameOutput")->setChecked(true);
+    ChooseFormat(0, FileFormat::PSNINT);
+    NameOutputs("_out");
+
+    bool checkedMidRun = false;
+    QObject::connect(grid->model(), &QAbstractItemModel::dataChanged, window.get(), [&] {
+        if (checkedMidRun || engine->FileProgress(0) < 30) {
+            return;
+        }
+        checkedMidRun = true;
+        EXPECT_FALSE(Find<QPushButton>("CmdConvert")->isEnabled());
+        EXPECT_FALSE(window->close());
+        Click("CmdAbort");
+    });
+    Click("CmdConvert");
+    ASSERT_TRUE(checkedMidRun);
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted");
+    EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
+    EXPECT_TRUE(window->close());
+}
+
+TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
+    Drop({WritePsn("quake.psn"), WritePsn("other.psn")});
+    ChooseFormat(0, FileFormat::SAC);
+    prompter.dialogs.push_back([](QDialog& tool) {
+        tool.findChild<QLineEdit*>("TxtAddChar")->setText("a?b");
+        EXPECT_EQ(Accept(tool), QDialog::Rejected) << "the tool stays open";
+        tool.findChild<QLineEdit*>("TxtAddChar")->setText("_x");
+        return static_cast<int>(QDialog::Rejected);
+    });
+    Click("CmdOutNameWiz");
+    ASSERT_EQ(prompter.messages.size(), 2u);
+    EXPECT_EQ(prompter.messages[0].text,
+              "Output format missing on 1 files.\r\nThe output path won't be populated on these "
+              "files.\r\nDo you want to continue?");
+    EXPECT_EQ(prompter.messages[1].text, "Invalid char: ?");
+    EXPECT_EQ(engine->FileOutputPath(0), "") << "cancel changes nothing";
+
+    NameOutputs("_x");
+    EXPECT_EQ(engine->FileOutputPath(0), (Output() / "quake_x.sac").string());
+    EXPECT_EQ(engine->FileOutputPath(1), "");
+    NameOutputs("_y", true);
+    EXPECT_EQ(Text(0, Model::ColumnOutputFileName), "quake_y.psn");
+}
+
+TEST_F(MainWindow, SettingsComeBackAfterClosing) {
+    Drop({WritePsn("in/a.psn")});
+    prompter.dialogs.push_back([](QDialog& about) {
+        about.findChild<QCheckBox*>("ChkNoLogo")->setChecked(false);
+        return static_cast<int>(QDialog::Rejected);
+    });
+    Click("CmdAbout");
+    ASSERT_TRUE(window->close());
+
+    const auto lines = ReadLines(folder / "Vibrex.ini");
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_EQ(lines[0], "Input path=" + (folder / "in").string());
+    EXPECT_EQ(lines[2], "Output path=" + Output().string());
+    EXPECT_EQ(lines[3], "Startup logo=True");
+    FrmMain again(folder.Path(), folder / "Vibrex.ini");
+    EXPECT_EQ(again.findChild<QLineEdit*>("TxtOutputFolder")->text(),
+              QString::fromStdString(Output().string()));
+}
+
+TEST_F(MainWindow, TheDeleteKeyRemovesTheCurrentRowAndKeepsTheRowNumber) {
+    Drop({WritePsn("a.psn"), WritePsn("b.psn"), WritePsn("c.psn")});
+    grid->setCurrentIndex(Cell(1, Model::ColumnStatus));
+    QTest::keyClick(grid, Qt::Key_Delete);
+    ASSERT_EQ(grid->model()->rowCount(), 2);
+    EXPECT_EQ(Text(1, Model::ColumnFileName), "c.psn");
+    EXPECT_EQ(grid->currentIndex(), Cell(1, Model::ColumnStatus));
+}
+
+TEST_F(MainWindow, CannotBeMadeSmallerThanItOpened) {
+    EXPECT_EQ(window->minimumSize(), window->size());
+}
+
+} // namespace
+} // namespace vibrex::test
