@@ -57,8 +57,10 @@ void FileGrid::dropEvent(QDropEvent* event) {
 }
 
 void FileGrid::keyPressEvent(QKeyEvent* event) {
-    // Qt reports the keypad's Delete as the same key.
-    if (event->key() == Qt::Key_Delete) {
+    // The keypad's Delete key counts too, with Num Lock on or off.
+    const bool keypadPeriod =
+        event->key() == Qt::Key_Period && event->modifiers().testFlag(Qt::KeypadModifier);
+    if (event->key() == Qt::Key_Delete || keypadPeriod) {
         emit DeletePressed();
         return;
     }

@@ -37,7 +37,6 @@ public:
     ~FrmMain() override;
 
     ClsConverter& Converter() { return m_engine; }
-    bool IsConverting() const { return m_converting; }
     // Shows the about box as a logo until two seconds have passed since `sinceStart` began,
     // when the user has not turned the logo off.
     void ShowStartupLogo(const QElapsedTimer& sinceStart);

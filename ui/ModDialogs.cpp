@@ -20,7 +20,6 @@ constexpr QLatin1String kForbiddenCharacters("/;\\;:;*;?;\";|;<;>");
 // The dialogs are Qt's own, so the extra controls can be placed inside them.
 void MakeNonNative(QFileDialog& dialog) {
     dialog.setOption(QFileDialog::DontUseNativeDialog);
-    dialog.setOption(QFileDialog::ReadOnly, false);
 }
 
 // The extra control goes below the dialog's own controls, across their full width.
@@ -29,8 +28,7 @@ void AddBelow(QFileDialog& dialog, QWidget* control) {
     grid->addWidget(control, grid->rowCount(), 0, 1, grid->columnCount());
 }
 
-} // namespace
-
+// The catch-all filter entry and one format's entry ("SAC (*.sac)").
 QString AllFilesFilter() {
     // "*.*" would hide the many recordings that have no extension at all on this platform.
     return QStringLiteral("All files (*)");
@@ -44,6 +42,8 @@ QString FormatFilter(FileFormat format) {
     return ToQString(FileFormatToString(format)) + QStringLiteral(" (") +
            patterns.join(QLatin1Char(' ')) + QLatin1Char(')');
 }
+
+} // namespace
 
 bool CheckFileNameText(QWidget* parent, const QString& text) {
     for (const QString& character : QString(kForbiddenCharacters).split(QLatin1Char(';'))) {

@@ -11,10 +11,6 @@ class QWidget;
 // Every function is modal; an empty result means the user cancelled.
 namespace vibrex {
 
-// The catch-all filter entry and one format's entry ("SAC (*.sac)").
-QString AllFilesFilter();
-QString FormatFilter(FileFormat format);
-
 // False, after telling the user, when the text holds a character a file name cannot have.
 bool CheckFileNameText(QWidget* parent, const QString& text);
 
