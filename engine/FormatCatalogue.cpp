@@ -40,7 +40,7 @@ const std::array<FormatEntry, kFormatsCount - 1> kCatalogue = {{
      {".mseed", ".dat"},
      false,
      Carries({0, 1, 2, 21, 22, 24}),
-     nullptr},
+     &kMiniSeedCodec},
     {FileFormat::PSNCM6,
      "PSNCM6",
      "PSNTEXTCM6",
