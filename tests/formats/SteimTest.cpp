@@ -1,5 +1,7 @@
 #include "formats/Steim.h"
 
+#include "support/MiniSeedFixture.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -11,7 +13,8 @@
 namespace vibrex {
 namespace {
 
-using Samples = std::vector<std::int32_t>;
+using Samples = test::SampleList;
+using test::RandomWalk;
 using DataArea = std::array<unsigned char, kSteimDataBytes>;
 
 struct Record {
@@ -90,22 +93,6 @@ void ExpectRoundTrip(const Samples& samples) {
             EXPECT_EQ(Unpack(records, encoding, wordOrder), samples);
         }
     }
-}
-
-Samples RandomWalk(std::size_t count, int maxStepBits, unsigned seed) {
-    std::mt19937 random(seed);
-    std::uniform_int_distribution<int> bits(1, maxStepBits);
-    Samples samples;
-    std::int32_t value = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::int32_t limit = (1 << (bits(random) - 1)) - 1;
-        const std::int32_t step =
-            std::uniform_int_distribution<std::int32_t>(-limit - 1, limit)(random);
-        value = static_cast<std::int32_t>(static_cast<std::uint32_t>(value) +
-                                          static_cast<std::uint32_t>(step));
-        samples.push_back(value);
-    }
-    return samples;
 }
 
 // Runs of steps at the edge of every field width, so every word shape is used at its limits.
