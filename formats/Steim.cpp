@@ -162,8 +162,8 @@ int DecodeInt32(const unsigned char* data, std::int32_t* samples, ByteOrder orde
 }
 
 // Bits a difference needs as a two's complement field.
-int SignedWidth(std::int64_t value) {
-    return 65 - std::countl_zero(static_cast<std::uint64_t>(value ^ (value >> 63)));
+int SignedWidth(std::int32_t value) {
+    return 33 - std::countl_zero(static_cast<std::uint32_t>(value ^ (value >> 31)));
 }
 
 class FrameEncoder {
@@ -171,7 +171,10 @@ public:
     FrameEncoder(const std::int32_t* samples, int encoding)
         : m_steim1(encoding == kEncodingSteim1) {
         for (int i = 0; i < kEncoderSamples; ++i) {
-            m_differences[i] = std::int64_t{samples[i + 1]} - samples[i];
+            // Differences wrap at 32 bits, as decoders sum them.
+            m_differences[i] =
+                static_cast<std::int32_t>(static_cast<std::uint32_t>(samples[i + 1]) -
+                                          static_cast<std::uint32_t>(samples[i]));
             m_widths[i] = static_cast<std::uint8_t>(SignedWidth(m_differences[i]));
         }
         // Decoders skip the first difference: it carries the step from the previous record
@@ -233,7 +236,7 @@ private:
     }
 
     bool m_steim1;
-    std::array<std::int64_t, kEncoderSamples> m_differences;
+    std::array<std::int32_t, kEncoderSamples> m_differences;
     std::array<std::uint8_t, kEncoderSamples> m_widths;
     int m_firstWidth = 0;
     int m_next = 0;

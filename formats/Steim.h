@@ -27,8 +27,9 @@ std::int32_t decode_steim(const unsigned char* data, std::int32_t* samples, int 
 // Packs as many of samples[1..734] as fit into the data area, samples[0] being the last sample
 // of the previous record (0 before the first). Returns r: the record holds the first 735 - r
 // samples; the ones that did not fit are moved to samples[1..r-1], and samples[0] becomes the
-// last packed sample. A Steim-2 difference beyond 30 bits (32 for Steim-1) ends the record, so
-// the next one starts at that sample. An unknown encoding packs nothing.
+// last packed sample. Differences wrap at 32 bits, as decoders sum them; a Steim-2 difference
+// beyond 30 bits ends the record, so the next one starts at that sample. An unknown encoding
+// packs nothing.
 std::int32_t encode_steim(std::int32_t* samples, unsigned char* data, int encoding, int wordOrder);
 
 } // namespace vibrex

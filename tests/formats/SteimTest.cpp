@@ -113,7 +113,7 @@ TEST(Steim, RoundTripsAwkwardSequences) {
     ExpectRoundTrip(RandomWalk(5000, 12, 1));
     ExpectRoundTrip(RandomWalk(3000, 31, 2));
     ExpectRoundTrip(EveryFieldWidth());
-    // Jumps beyond 30 and 32 bits end a Steim record early; the sum must still come out exact.
+    // Jumps beyond 30 bits end a Steim-2 record early; wrapped sums must still come out exact.
     ExpectRoundTrip({kMin, kMax, kMin, 0, kMax, -1, kMin, kMin, kMax, kMax, 536870911, -536870912,
                      536870912, -536870913, 0, 1 << 29});
     ExpectRoundTrip(Samples(2000, kMin));
