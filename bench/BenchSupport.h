@@ -1,5 +1,8 @@
 #pragma once
 
+#include "engine/ClsConverter.h"
+#include "formats/FileIO.h"
+
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -64,5 +67,37 @@ private:
     std::mt19937 m_random{42};
     std::int32_t m_level = 0;
 };
+
+// A PSN ASCII recording of the synthetic signal, 100 samples per second.
+inline void WriteSyntheticPsn(const std::filesystem::path& path, long samples) {
+    OutputFile out(path);
+    out.Line("! PSN ASCII Event File Format 2.0");
+    out.Line("Start Time: 2026/01/01 00:00:00.000");
+    out.Line("Number of Samples: " + std::to_string(samples));
+    out.Line("SPS: 100");
+    out.Line("Station Code: BENCH");
+    out.Line("Component Name: HHZ");
+    out.Line("Data: ");
+    SyntheticSignal signal;
+    for (long i = 0; i < samples; ++i) {
+        out.IntegerLine(signal.Next());
+    }
+    out.Close();
+}
+
+// One conversion through the engine, its work folder inside `folder`.
+inline bool ConvertWithVibrex(const std::filesystem::path& folder,
+                              const std::filesystem::path& input, FileFormat outputFormat,
+                              const std::filesystem::path& output) {
+    ClsConverter engine(nullptr, folder);
+    engine.SetVerbose(false);
+    if (!engine.AddFile(input.string())) {
+        return false;
+    }
+    engine.SetFileOutputFormat(0, outputFormat);
+    engine.SetFileOutputPath(0, output.string());
+    engine.StartConversion();
+    return engine.FileStatus(0) == ConversionStatus::Success;
+}
 
 } // namespace vibrex::bench
