@@ -126,5 +126,6 @@ struct FormatCodec {
 
 // One per format, each defined in its own file under formats/.
 extern const FormatCodec kPsnAsciiCodec;
+extern const FormatCodec kSacCodec;
 
 } // namespace vibrex

@@ -61,7 +61,7 @@ const std::array<FormatEntry, kFormatsCount - 1> kCatalogue = {{
      {".sac"},
      false,
      Carries({0, 1, 2, 10, 11, 12, 21, 22, 23, 24}),
-     nullptr},
+     &kSacCodec},
     {FileFormat::SAF,
      "SAF",
      "",
