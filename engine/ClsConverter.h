@@ -141,6 +141,7 @@ private:
     void DeleteIntermediateFiles() const;
     std::filesystem::path IntermediatePath(int channelNumber) const;
     void StartFile(FileRecord& record);
+    static void MarkSucceeded(FileRecord& record);
     void SetAllStatuses(ConversionStatus status);
     bool ProgressStep(int index);
     void RaiseFileStatusChange();

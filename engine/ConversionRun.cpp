@@ -83,9 +83,7 @@ void ClsConverter::RunSeparate() {
             record.status = ConversionStatus::Aborted;
             RaiseFileStatusChange();
         } else {
-            record.status = ConversionStatus::Success;
-            record.workDone = record.workTotal;
-            record.progress = 100;
+            MarkSucceeded(record);
             RaiseFileStatusChange();
             RaiseConversionProgress();
             if (m_showUI) {
@@ -99,6 +97,12 @@ void ClsConverter::RunSeparate() {
             return;
         }
     }
+}
+
+void ClsConverter::MarkSucceeded(FileRecord& record) {
+    record.status = ConversionStatus::Success;
+    record.workDone = record.workTotal;
+    record.progress = 100;
 }
 
 void ClsConverter::SetAllStatuses(ConversionStatus status) {
@@ -153,9 +157,7 @@ void ClsConverter::RunMerge() {
             RaiseFileStatusChange();
         } else if (!m_abortRequested) {
             for (FileRecord& record : m_files) {
-                record.status = ConversionStatus::Success;
-                record.workDone = record.workTotal;
-                record.progress = 100;
+                MarkSucceeded(record);
             }
             RaiseFileStatusChange();
             RaiseConversionProgress();
