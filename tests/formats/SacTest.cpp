@@ -291,6 +291,24 @@ TEST_F(SacConversion, ThroughPsnAndBackIsSampleExact) {
     EXPECT_EQ(LoadSac(m_folder / "out.sac")[kStartTime], "2015/03/01 12:30:45.250");
 }
 
+// Aborting stops the reader (no output at all) or the writer (the output stops short) at once.
+TEST_F(SacConversion, AbortStopsEitherStage) {
+    const auto input = Input("in.sac", SacFile(SacFields{}, std::vector<float>(1000, 1.5f)));
+    ASSERT_TRUE(Add(input, FileFormat::SAC, m_folder / "out.sac"));
+    int abortAtPercent = 10;
+    m_host.onDoEvents = [&] {
+        if (m_engine.FileProgress(0) >= abortAtPercent) {
+            m_engine.Abort();
+        }
+    };
+    EXPECT_EQ(Convert(), ConversionStatus::Aborted);
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "out.sac"));
+    abortAtPercent = 60; // the first 200 of the 1000 samples written
+    EXPECT_EQ(Convert(), ConversionStatus::Aborted);
+    EXPECT_EQ(ReadFile(m_folder / "out.sac").size(), 632u + 4 * 200);
+    EXPECT_TRUE(WorkFolderIsEmpty());
+}
+
 // A file that changed after it was added: the reader must neither crash nor leave files behind.
 TEST_F(SacConversion, FileChangedAfterLoadingFailsCleanly) {
     struct Case {
