@@ -127,5 +127,7 @@ struct FormatCodec {
 // One per format, each defined in its own file under formats/.
 extern const FormatCodec kPsnAsciiCodec;
 extern const FormatCodec kMiniSeedCodec;
+extern const FormatCodec kSacCodec;
+extern const FormatCodec kWavCodec;
 
 } // namespace vibrex

@@ -112,7 +112,8 @@ DateTime AddSeconds(const DateTime& time, std::int64_t seconds) {
 }
 
 std::string FormatDateTime(const DateTime& time) {
-    char text[40];
+    // Room for six fields of any 32-bit value, as a damaged file header may hold.
+    char text[80];
     const int length = std::snprintf(text, sizeof text, "%04d/%02d/%02d %02d:%02d:%02d", time.year,
                                      time.month, time.day, time.hour, time.minute, time.second);
     return std::string(text, static_cast<std::size_t>(length));

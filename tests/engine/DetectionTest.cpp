@@ -3,14 +3,13 @@
 #include "support/TestSupport.h"
 
 #include <cctype>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <map>
-#include <sstream>
 
 namespace vibrex {
 namespace {
 
+using test::ManifestRows;
 using test::TempFolder;
 using test::TestDataFolder;
 using test::WriteFile;
@@ -119,17 +118,9 @@ TEST(Detection, RealRecordingsMatchTheManifest) {
     if (data.empty()) {
         GTEST_SKIP() << "no test data folder";
     }
-    std::ifstream manifest(data / "MANIFEST.tsv");
-    std::string line;
-    std::getline(manifest, line);
     std::map<std::string, int> expected;
-    while (std::getline(manifest, line)) {
-        std::vector<std::string> columns;
-        std::stringstream fields(line);
-        for (std::string field; std::getline(fields, field, '\t');) {
-            columns.push_back(field);
-        }
-        ASSERT_GE(columns.size(), 20u) << line;
+    for (const auto& columns : ManifestRows(data)) {
+        ASSERT_GE(columns.size(), 20u);
         expected[columns[0]] = std::stoi(columns[19]);
     }
     ASSERT_FALSE(expected.empty());
