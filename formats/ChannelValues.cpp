@@ -42,10 +42,10 @@ std::optional<T> ParsedHeaderValue(const HeaderValues& values, int property) {
 }
 
 template <typename T, std::optional<T> (*parse)(std::string_view)>
-T ParsedSample(std::string_view text) {
+T ParsedSample(std::string_view text, std::string_view expected = "a number") {
     const auto value = parse(text);
     if (!value) {
-        FailUnreadable("The sample", text, "a number");
+        FailUnreadable("The sample", text, expected);
     }
     return *value;
 }
@@ -78,6 +78,10 @@ double SampleNumber(std::string_view text) {
 
 float SampleFloat(std::string_view text) {
     return ParsedSample<float, ParseFloat>(text);
+}
+
+std::int32_t SampleWholeNumber(std::string_view text) {
+    return ParsedSample<std::int32_t, ParseSampleInt32>(text, "a 32-bit whole number");
 }
 
 } // namespace vibrex

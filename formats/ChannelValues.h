@@ -19,5 +19,7 @@ std::optional<std::int32_t> HeaderWholeNumber(const HeaderValues& values, int pr
 // One sample line.
 double SampleNumber(std::string_view text);
 float SampleFloat(std::string_view text);
+// Integer text exactly, other numbers rounded half to even; beyond 32 bits it fails as well.
+std::int32_t SampleWholeNumber(std::string_view text);
 
 } // namespace vibrex

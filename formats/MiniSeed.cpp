@@ -40,9 +40,10 @@
 //       62      1  blockette 1001: reserved
 //       63      1  blockette 1001: number of data frames: 7
 //       64    448  data: seven 64-byte frames
-#include "engine/ChannelFile.h"
 #include "engine/Codec.h"
 #include "formats/ByteOrder.h"
+#include "formats/ChannelValues.h"
+#include "formats/ChannelWriter.h"
 #include "formats/FileIO.h"
 #include "formats/Numbers.h"
 #include "formats/Steim.h"
@@ -406,26 +407,20 @@ PreciseTime StartOf(const HeaderValues& header) {
 
 // The sample rate factor: the rate as a whole number of samples per second.
 int RateOf(const HeaderValues& header) {
-    const std::string& text = header[kSps];
-    const auto rate = ParseNumber(text);
-    const double whole = rate ? RoundHalfEven(*rate) : 0;
-    if (!(whole >= 1 && whole <= std::numeric_limits<std::int16_t>::max())) {
-        throw std::runtime_error("The sampling rate \"" + text +
+    const auto rate = HeaderWholeNumber(header, kSps);
+    if (!rate || *rate < 1 || *rate > std::numeric_limits<std::int16_t>::max()) {
+        throw std::runtime_error("The sampling rate \"" + header[kSps] +
                                  "\" is not a whole number of samples per second that a "
                                  "miniSEED record can hold.");
     }
-    return static_cast<int>(whole);
+    return *rate;
 }
 
 // Packs one channel's samples into big-endian Steim-2 records of its output file as they arrive.
 class RecordWriter {
 public:
-    // The header is checked before the output file is created.
-    RecordWriter(const HeaderValues& header, const std::filesystem::path& outputPath)
-        : m_start(StartOf(header)), m_rate(RateOf(header)), m_out(outputPath) {
-        if (!m_out.IsOpen()) {
-            throw std::runtime_error(CantOpenOutputFile(outputPath));
-        }
+    RecordWriter(const HeaderValues& header, OutputFile& out)
+        : m_start(StartOf(header)), m_rate(RateOf(header)), m_out(out) {
         PrepareTemplate(header);
     }
 
@@ -437,7 +432,7 @@ public:
         }
     }
 
-    // Packs what is left and closes the file. Padding repeats the last sample, so the last value
+    // Packs what is left. Padding repeats the last sample, so the last value
     // the encoder packs, which frame 0 names as the record's last sample, is a real one, and
     // padding costs no room. No record is written without samples.
     void Finish() {
@@ -448,7 +443,6 @@ public:
             WriteRecord(count);
             m_fill -= count;
         }
-        m_out.Close();
     }
 
 private:
@@ -511,7 +505,7 @@ private:
 
     PreciseTime m_start;
     int m_rate;
-    OutputFile m_out;
+    OutputFile& m_out;
     int m_sequence = 0;
     RecordBytes m_record;
     std::array<std::int32_t, kSteimBufferSamples> m_samples{};
@@ -519,18 +513,11 @@ private:
 };
 
 // False when the user aborted.
-bool WriteChannel(WriterContext& context, int channelNumber) {
-    const auto outputPath = context.ChannelOutputPath(channelNumber);
-    ChannelFileReader input(context.IntermediatePath(channelNumber));
-    RecordWriter records(input.Header(), outputPath);
+bool WriteChannel(ChannelFiles& files, WriterContext& context) {
+    RecordWriter records(files.in.Header(), files.out);
     std::string_view text;
-    while (input.NextSample(text)) {
-        const auto sample = ParseSampleInt32(text);
-        if (!sample) {
-            throw std::runtime_error("The sample \"" + std::string(text) +
-                                     "\" is not a 32-bit whole number.");
-        }
-        records.Add(*sample);
+    while (files.in.NextSample(text)) {
+        records.Add(SampleWholeNumber(text));
         if (!context.Tick()) {
             return false;
         }
@@ -540,11 +527,7 @@ bool WriteChannel(WriterContext& context, int channelNumber) {
 }
 
 void WriteMiniSeed(WriterContext& context) {
-    for (int channel = 1; channel <= context.ChannelCount(); ++channel) {
-        if (!WriteChannel(context, channel)) {
-            return;
-        }
-    }
+    WriteEachChannel(context, [&](ChannelFiles& files) { return WriteChannel(files, context); });
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "formats/Steim.h"
 
-#include "support/MiniSeedFixture.h"
+#include "formats/MiniSeedFixture.h"
 
 #include <algorithm>
 #include <array>

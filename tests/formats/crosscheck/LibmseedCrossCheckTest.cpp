@@ -1,5 +1,5 @@
+#include "formats/MiniSeedFixture.h"
 #include "formats/Steim.h"
-#include "support/MiniSeedFixture.h"
 
 #include <cmath>
 #include <cstring>

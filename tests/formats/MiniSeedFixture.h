@@ -1,12 +1,10 @@
 #pragma once
 
-#include "engine/ClsConverter.h"
+#include "formats/ConversionTest.h"
 #include "formats/Numbers.h"
-#include "support/TestSupport.h"
 
 #include <cstdint>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <random>
 #include <string>
 #include <vector>
@@ -46,20 +44,8 @@ inline SampleList RandomWalk(std::size_t count, int maxStepBits, unsigned seed) 
     return samples;
 }
 
-class MiniSeedFixture : public ::testing::Test {
+class MiniSeedFixture : public ConversionTest {
 protected:
-    // Adds the file and chooses its output; false when the engine refused the file.
-    bool Add(const std::filesystem::path& input, FileFormat outputFormat,
-             const std::filesystem::path& output) {
-        if (!m_engine.AddFile(input.string())) {
-            return false;
-        }
-        const int index = m_engine.FilesCount() - 1;
-        m_engine.SetFileOutputFormat(index, outputFormat);
-        m_engine.SetFileOutputPath(index, output.string());
-        return true;
-    }
-
     // Converts the one file of the list; its final status.
     ConversionStatus ConvertOne(const std::filesystem::path& input, FileFormat outputFormat,
                                 const std::filesystem::path& output, bool inversion = false) {
@@ -70,8 +56,7 @@ protected:
             return ConversionStatus::Idle;
         }
         m_engine.SetDataInversion(inversion);
-        m_engine.StartConversion();
-        return m_engine.FileStatus(0);
+        return Convert();
     }
 
     // A PSN ASCII input with the given header lines (without "Data:") and samples.
@@ -90,9 +75,7 @@ protected:
         for (const std::int32_t sample : samples) {
             lines.push_back(std::to_string(sample));
         }
-        const auto path = m_folder / name;
-        WriteFile(path, PsnText(headerLines, lines));
-        return path;
+        return Input(name, PsnText(headerLines, lines));
     }
 
     // The samples written by Vibrex as miniSEED, through a PSN ASCII input.
@@ -111,12 +94,6 @@ protected:
                   ConversionStatus::Success);
         return PsnSamples(output);
     }
-
-    bool WorkFolderIsEmpty() const { return std::filesystem::is_empty(m_engine.WorkFolder()); }
-
-    TempFolder m_folder;
-    RecordingHost m_host;
-    ClsConverter m_engine{&m_host, m_folder.Path()};
 };
 
 } // namespace vibrex::test
