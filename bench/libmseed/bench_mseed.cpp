@@ -3,12 +3,14 @@
 // A breakdown times the stages of Vibrex's conversions on their own, in this process.
 // Usage: bench_mseed [samples] [rounds]   (default 10 000 000 samples, 5 rounds)
 #include "../BenchSupport.h"
+#include "formats/ByteOrder.h"
 #include "formats/Numbers.h"
 #include "formats/Steim.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 #include <libmseed.h>
 #include <vector>
@@ -154,6 +156,57 @@ bool ReferenceMiniSeedToMiniSeed(const Path& input, const Path& output) {
     return ok;
 }
 
+// SAC: a 632-byte header, then the samples as little-endian 32-bit floats.
+constexpr std::size_t kSacHeaderSize = 632;
+
+bool ReferenceMiniSeedToSac(const Path& input, const Path& output) {
+    StdioFile out(output, "wb");
+    std::array<unsigned char, kSacHeaderSize> header{};
+    std::fwrite(header.data(), 1, header.size(), out.file); // completed once the count is known
+    std::vector<unsigned char> buffer;
+    buffer.reserve(kChunk + 4);
+    std::int32_t count = 0;
+    const bool ok = ForEachLibmseedSample(input, [&](std::int32_t sample) {
+        buffer.resize(buffer.size() + 4);
+        StoreAs<float>(buffer.data() + buffer.size() - 4, static_cast<float>(sample),
+                       ByteOrder::Little);
+        ++count;
+        if (buffer.size() >= kChunk) {
+            std::fwrite(buffer.data(), 1, buffer.size(), out.file);
+            buffer.clear();
+        }
+    });
+    std::fwrite(buffer.data(), 1, buffer.size(), out.file);
+    StoreAs<float>(header.data(), 0.01f, ByteOrder::Little);              // DELTA
+    StoreAs<std::int32_t>(header.data() + 280, 2026, ByteOrder::Little);  // NZYEAR
+    StoreAs<std::int32_t>(header.data() + 284, 1, ByteOrder::Little);     // NZJDAY
+    StoreAs<std::int32_t>(header.data() + 304, 6, ByteOrder::Little);     // NVHDR
+    StoreAs<std::int32_t>(header.data() + 316, count, ByteOrder::Little); // NPTS
+    StoreAs<std::int32_t>(header.data() + 340, 1, ByteOrder::Little);     // IFTYPE
+    StoreAs<std::int32_t>(header.data() + 420, 1, ByteOrder::Little);     // LEVEN
+    std::fseek(out.file, 0, SEEK_SET);
+    std::fwrite(header.data(), 1, header.size(), out.file);
+    return ok;
+}
+
+bool ReferenceSacToMiniSeed(const Path& input, const Path& output) {
+    StdioFile in(input, "rb");
+    StdioFile out(output, "wb");
+    ReferencePacker packer(out.file);
+    std::vector<unsigned char> buffer(kChunk);
+    if (std::fread(buffer.data(), 1, kSacHeaderSize, in.file) != kSacHeaderSize) {
+        return false;
+    }
+    while (std::size_t got = std::fread(buffer.data(), 4, kChunk / 4, in.file)) {
+        for (std::size_t i = 0; i < got; ++i) {
+            packer.Add(static_cast<std::int32_t>(
+                std::lrint(LoadAs<float>(buffer.data() + 4 * i, ByteOrder::Little))));
+        }
+    }
+    packer.Finish();
+    return true;
+}
+
 // ---- Measurements ---------------------------------------------------------------------------
 
 struct Comparison {
@@ -254,13 +307,24 @@ int main(int argc, char** argv) {
     const Path folder = scratch.Path();
     const Path psn = folder / "in.psn";
     const Path mseed = folder / "in.mseed";
+    const Path sac = folder / "in.sac";
     bench::WriteSyntheticPsn(psn, samples);
     ReferenceTextToMiniSeed(psn, mseed);
+    bench::ConvertWithVibrex(folder, psn, FileFormat::SAC, sac);
     std::printf("%ld samples: PSN input %.1f MB, Steim-2 miniSEED input %.1f MB; %d rounds\n",
                 samples, std::filesystem::file_size(psn) / 1e6,
                 std::filesystem::file_size(mseed) / 1e6, rounds);
 
     const std::vector<Comparison> comparisons = {
+        {"miniSEED -> SAC",
+         [&] { return bench::ConvertWithVibrex(folder, mseed, FileFormat::SAC, folder / "o.sac"); },
+         [&] { return ReferenceMiniSeedToSac(mseed, folder / "r.sac"); }},
+        {"SAC -> miniSEED",
+         [&] {
+             return bench::ConvertWithVibrex(folder, sac, FileFormat::miniSeed,
+                                             folder / "o3.mseed");
+         },
+         [&] { return ReferenceSacToMiniSeed(sac, folder / "r3.mseed"); }},
         {"miniSEED -> PSN ASCII",
          [&] {
              return bench::ConvertWithVibrex(folder, mseed, FileFormat::PSNINT, folder / "o.psn");
