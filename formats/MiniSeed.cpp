@@ -1,45 +1,7 @@
-// miniSEED: one channel as a file of 512-byte data records. Records are read in Steim-1,
-// Steim-2 or 32-bit integers of either word order and always written as big-endian Steim-2.
-//
-// Record layout (offsets from the start of the record; 16-bit fields in the word order of
-// offset 53):
-//
-//   offset  width  field
-//        0      6  sequence number, decimal digits, one more than the previous record's
-//        6      1  data-quality indicator "D"
-//        7      1  reserved, a blank
-//        8      5  station code
-//       13      2  location code
-//       15      3  channel code
-//       18      2  network code
-//       20      2  start time: year
-//       22      2  start time: day of year (1 = 1 January)
-//       24      1  start time: hour
-//       25      1  start time: minute
-//       26      1  start time: second
-//       27      1  unused
-//       28      2  start time: fraction of a second in units of 0.0001 s
-//       30      2  number of samples in the record
-//       32      2  sample rate factor (samples per second, a whole number)
-//       34      2  sample rate multiplier, 1
-//       36      3  activity, I/O and data-quality flags (not read)
-//       39      1  number of blockettes that follow: 1 or 2
-//       40      4  time correction (not read)
-//       44      2  offset of the data: 64
-//       46      2  offset of the first blockette: 48
-//       48      2  blockette 1000: type
-//       50      2  blockette 1000: offset of the next blockette (56)
-//       52      1  blockette 1000: encoding (3, 10 or 11)
-//       53      1  blockette 1000: word order (0 little-endian, 1 big-endian)
-//       54      1  blockette 1000: record length as a power of two: 9
-//       55      1  blockette 1000: reserved
-//       56      2  blockette 1001: type
-//       58      2  blockette 1001: offset of the next blockette (0)
-//       60      1  blockette 1001: timing quality in percent
-//       61      1  blockette 1001: microseconds
-//       62      1  blockette 1001: reserved
-//       63      1  blockette 1001: number of data frames: 7
-//       64    448  data: seven 64-byte frames
+// miniSEED: one channel as a file of 512-byte data records, each a 64-byte header (fixed
+// header, blockette 1000 and optionally 1001) and seven 64-byte data frames. Records are read
+// in Steim-1, Steim-2 or 32-bit integers of either word order and always written as big-endian
+// Steim-2.
 #include "engine/Codec.h"
 #include "formats/ByteOrder.h"
 #include "formats/ChannelValues.h"
@@ -63,34 +25,36 @@ namespace {
 constexpr int kRecordLength = 512;
 constexpr int kRecordLengthExponent = 9;
 
-constexpr int kSequenceNumber = 0;
+// The record layout: offsets from the start of the record, 16-bit fields in the word order
+// of kWordOrder.
+constexpr int kSequenceNumber = 0;  // 6 ASCII digits, one more than the previous record's
+constexpr int kQuality = 6;         // "D", then a reserved blank at 7
+constexpr int kStation = 8;         // 5 ASCII, blank padded
+constexpr int kLocation = 13;       // 2 ASCII
+constexpr int kChannel = 15;        // 3 ASCII
+constexpr int kNetwork = 18;        // 2 ASCII
+constexpr int kYear = 20;           // u16, start time
+constexpr int kDayOfYear = 22;      // u16, 1 = 1 January
+constexpr int kHour = 24;           // u8; 27 is unused
+constexpr int kMinute = 25;         // u8
+constexpr int kSecond = 26;         // u8
+constexpr int kFraction = 28;       // u16, ten-thousandths of a second
+constexpr int kSampleCount = 30;    // i16, samples in this record
+constexpr int kRateFactor = 32;     // i16, samples per second
+constexpr int kRateMultiplier = 34; // i16, 1; 36-38 flags, not read
+constexpr int kBlocketteCount = 39; // u8, 1 or 2; 40-43 time correction, not read
+constexpr int kDataOffset = 44;     // u16, 64
+constexpr int kFirstBlockette = 46; // u16, 48
+constexpr int kBlockette1000 = 48;  // u16 type 1000
+constexpr int kNextAfter1000 = 50;  // u16, 56 (blockette 1001) or 0
+constexpr int kEncoding = 52;       // u8: 3 32-bit integers, 10 Steim-1, 11 Steim-2
+constexpr int kWordOrder = 53;      // u8: 0 little-endian, 1 big-endian
+constexpr int kLengthExponent = 54; // u8, record length as a power of two: 9; 55 reserved
+constexpr int kBlockette1001 = 56;  // u16 type 1001; next blockette at 58: 0
+constexpr int kTimingQuality = 60;  // u8, percent; microseconds at 61, reserved 62
+constexpr int kFrameCount = 63;     // u8, data frames: 7
+constexpr int kData = 64;           // 448 bytes: seven 64-byte frames
 constexpr int kSequenceDigits = 6;
-constexpr int kQuality = 6;
-constexpr int kStation = 8;
-constexpr int kLocation = 13;
-constexpr int kChannel = 15;
-constexpr int kNetwork = 18;
-constexpr int kYear = 20;
-constexpr int kDayOfYear = 22;
-constexpr int kHour = 24;
-constexpr int kMinute = 25;
-constexpr int kSecond = 26;
-constexpr int kFraction = 28;
-constexpr int kSampleCount = 30;
-constexpr int kRateFactor = 32;
-constexpr int kRateMultiplier = 34;
-constexpr int kBlocketteCount = 39;
-constexpr int kDataOffset = 44;
-constexpr int kFirstBlockette = 46;
-constexpr int kBlockette1000 = 48;
-constexpr int kNextAfter1000 = 50;
-constexpr int kEncoding = 52;
-constexpr int kWordOrder = 53;
-constexpr int kLengthExponent = 54;
-constexpr int kBlockette1001 = 56;
-constexpr int kTimingQuality = 60;
-constexpr int kFrameCount = 63;
-constexpr int kData = 64;
 
 constexpr int kStationWidth = 5;
 constexpr int kLocationWidth = 2;
@@ -227,8 +191,6 @@ public:
         CheckLength(header, 1);
         m_sequence = header.SequenceNumber();
     }
-
-    ByteOrder Order() const { return m_order; }
 
     void CheckNext(const RecordBytes& record, std::int64_t number) {
         const RecordHeader header(record, m_order);
@@ -432,9 +394,9 @@ public:
         }
     }
 
-    // Packs what is left. Padding repeats the last sample, so the last value
-    // the encoder packs, which frame 0 names as the record's last sample, is a real one, and
-    // padding costs no room. No record is written without samples.
+    // Packs what is left. Padding repeats the last sample, so the last value the encoder packs,
+    // which frame 0 names as the record's last sample, is a real one, and padding costs no
+    // room. No record is written without samples.
     void Finish() {
         while (m_fill > 1) {
             const int pending = m_fill - 1;
