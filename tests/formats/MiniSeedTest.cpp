@@ -96,20 +96,6 @@ std::string Refusal(const std::filesystem::path& path) {
 
 using MiniSeed = MiniSeedFixture;
 
-TEST_F(MiniSeed, LoaderReadsTheHeaderOfConsecutiveRecords) {
-    auto records = Consecutive(3);
-    records[2].count = 37;
-    const HeaderValues values = Load(Input("in.mseed", FileBytes(records)));
-    EXPECT_EQ(values[kStartTime], "2020/02/29 10:00:00.9000");
-    EXPECT_EQ(values[kNumberOfSamples], "237");
-    EXPECT_EQ(values[kSps], "100");
-    EXPECT_EQ(values[kStationCode], "STAT ");
-    EXPECT_EQ(values[kSensorLocation], "00");
-    EXPECT_EQ(values[kComponentName], "HHZ");
-    EXPECT_EQ(values[kNetworkAffiliation], "XX");
-    EXPECT_EQ(values[kComment], "");
-}
-
 // Each check in turn, spoiling one field of one record of a valid three-record file.
 TEST_F(MiniSeed, LoaderChecksInOrder) {
     struct Case {

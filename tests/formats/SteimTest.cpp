@@ -151,20 +151,6 @@ TEST(Steim, LargeFirstSampleCostsNoRoom) {
     EXPECT_EQ(Unpack(records, kEncodingSteim2, 1), samples);
 }
 
-TEST(Steim, EncoderKeepsLeftoverAndLastSample) {
-    std::array<std::int32_t, kSteimBufferSamples> buffer{};
-    for (int i = 1; i < kSteimEncodeEnd; ++i) {
-        buffer[i] = i * 100000; // 18-bit steps: one per Steim-2 word
-    }
-    DataArea data;
-    const int r = encode_steim(buffer.data(), data.data(), kEncodingSteim2, 1);
-    const int packed = kSteimEncodeEnd - r;
-    EXPECT_EQ(packed, 103);
-    EXPECT_EQ(buffer[0], packed * 100000);
-    EXPECT_EQ(buffer[1], (packed + 1) * 100000);
-    EXPECT_EQ(buffer[r - 1], 734 * 100000);
-}
-
 DataArea Bytes(std::initializer_list<unsigned> bytes) {
     DataArea data{};
     std::copy(bytes.begin(), bytes.end(), data.begin());
