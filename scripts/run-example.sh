@@ -4,5 +4,5 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
 mkdir -p out
-build/vibrex "CONVERT,examples/quake.psn,out/quake-copy.psn,PSNINT"
-echo "Converted examples/quake.psn -> out/quake-copy.psn"
+build/vibrex "CONVERT,examples/quake.psn,out/quake.sac,SAC"
+echo "Converted examples/quake.psn -> out/quake.sac"

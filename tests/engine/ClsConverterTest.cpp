@@ -45,6 +45,8 @@ TEST_F(EngineTest, AddFileRefusalsAndTheirMessages) {
     EXPECT_FALSE(engine.AddFile((folder / "empty.psn").string()));
     WriteFile(folder / "nocount.psn", PsnText({"SPS: 100"}, {"1"}));
     EXPECT_FALSE(engine.AddFile((folder / "nocount.psn").string()));
+    WriteFile(folder / "huge.psn", PsnText({"Number of Samples: 1e300"}, {"1"}));
+    EXPECT_FALSE(engine.AddFile((folder / "huge.psn").string()));
     const std::string good = PsnFile(folder, "good.psn", 3);
     EXPECT_TRUE(engine.AddFile(good));
     EXPECT_FALSE(engine.AddFile(good));
@@ -54,10 +56,11 @@ TEST_F(EngineTest, AddFileRefusalsAndTheirMessages) {
         "Unrecognized file format.\r\n" + (folder / "text.txt").string(),
         "File corrupted: unreadable samples count.\r\n" + (folder / "empty.psn").string(),
         "File corrupted: unreadable samples count.\r\n" + (folder / "nocount.psn").string(),
+        "File corrupted: unreadable samples count.\r\n" + (folder / "huge.psn").string(),
         "File already loaded.\r\n" + good,
     };
     EXPECT_EQ(host.messages, expected);
-    EXPECT_EQ(host.titles, std::vector<std::string>(5, "File loading error"));
+    EXPECT_EQ(host.titles, std::vector<std::string>(6, "File loading error"));
     EXPECT_EQ(engine.FilesCount(), 1);
 }
 
