@@ -191,6 +191,7 @@ std::string ClsConverter::ConvertToIntermediate(int index, int firstChannelNumbe
 
 std::string ClsConverter::ConvertFromIntermediate(int index, int channelCount) {
     std::string error;
+    m_createdOutputs.clear();
     try {
         const vibrex::FileFormat format = FileOutputFormat(index);
         const FormatEntry* entry = FindFormat(format);
@@ -205,6 +206,9 @@ std::string ClsConverter::ConvertFromIntermediate(int index, int channelCount) {
         entry->codec->write(context);
     } catch (const std::exception& failure) {
         error = StageErrorText(kWriterStage, failure.what());
+    }
+    if (!error.empty() || m_abortRequested) {
+        RemoveCreatedOutputs();
     }
     DeleteIntermediateFiles();
     return error;
@@ -225,6 +229,14 @@ void ClsConverter::DeleteIntermediateFiles() const {
     for (const auto& file : files) {
         std::filesystem::remove(file, error);
     }
+}
+
+void ClsConverter::RemoveCreatedOutputs() {
+    std::error_code ignored;
+    for (const auto& output : m_createdOutputs) {
+        std::filesystem::remove(output, ignored);
+    }
+    m_createdOutputs.clear();
 }
 
 bool ClsConverter::ProgressStep(int index) {
@@ -341,6 +353,14 @@ std::filesystem::path WriterContext::ChannelOutputPath(int channelNumber) {
                                        output.extension().string());
     }
     return output;
+}
+
+OutputFile WriterContext::CreateOutputFile(const std::filesystem::path& path) {
+    OutputFile file(path);
+    if (file.IsOpen()) {
+        m_engine.m_createdOutputs.push_back(path);
+    }
+    return file;
 }
 
 WavSettings WriterContext::Wav() const {

@@ -7,7 +7,7 @@ namespace vibrex {
 ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber) {
     const std::filesystem::path outputPath = context.ChannelOutputPath(channelNumber);
     ChannelFiles files{ChannelFileReader(context.IntermediatePath(channelNumber)),
-                       OutputFile(outputPath)};
+                       context.CreateOutputFile(outputPath)};
     if (!files.out.IsOpen()) {
         throw std::runtime_error(CantOpenOutputFile(outputPath));
     }

@@ -55,6 +55,7 @@ constexpr int kTimingQuality = 60;  // u8, percent; microseconds at 61, reserved
 constexpr int kFrameCount = 63;     // u8, data frames: 7
 constexpr int kData = 64;           // 448 bytes: seven 64-byte frames
 constexpr int kSequenceDigits = 6;
+constexpr int kLastSequenceNumber = 999999;
 
 constexpr int kStationWidth = 5;
 constexpr int kLocationWidth = 2;
@@ -195,7 +196,9 @@ public:
     void CheckNext(const RecordBytes& record, std::int64_t number) {
         const RecordHeader header(record, m_order);
         const double sequence = header.SequenceNumber();
-        if (sequence != m_sequence + 1) {
+        // Six digits wrap after 999999, as in every long recording (ours included).
+        const bool wrapped = m_sequence == kLastSequenceNumber && sequence == 0;
+        if (sequence != m_sequence + 1 && !wrapped) {
             Refuse("Incoherent packet number", number);
         }
         m_sequence = sequence;
@@ -311,7 +314,7 @@ std::vector<HeaderValues> LoadHeaderMiniSeed(const std::filesystem::path& path) 
 void ReadMiniSeed(ReaderContext& context) {
     InputFile input(context.InputPath());
     if (!input.IsOpen()) {
-        throw std::runtime_error("Can't open the input file:" + context.InputPath().string());
+        throw std::runtime_error(CantOpenInputFile(context.InputPath()));
     }
     OutputFile channel = context.OpenChannelFile(0);
     const std::int64_t records = RecordCount(input.Size());
@@ -443,7 +446,7 @@ private:
         m_out.Write(m_record.data(), m_record.size());
         m_start = AddSecondsToTime(m_start, static_cast<double>(count) / m_rate);
         // Six digits: the numbering starts again after 999999, as recorders do.
-        m_sequence = (m_sequence + 1) % 1000000;
+        m_sequence = m_sequence == kLastSequenceNumber ? 0 : m_sequence + 1;
     }
 
     void PutSequenceNumber() {

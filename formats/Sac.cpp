@@ -112,7 +112,7 @@ std::optional<ByteOrder> DetectByteOrder(const SacHeader& header) {
 
 SacHeader ReadHeader(InputFile& in, const std::filesystem::path& path) {
     if (!in.IsOpen()) {
-        throw std::runtime_error("Can't open the file: " + path.string());
+        throw std::runtime_error(CantOpenInputFile(path));
     }
     SacHeader header{};
     if (!in.ReadExact(header.data(), header.size())) {

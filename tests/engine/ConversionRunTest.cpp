@@ -104,6 +104,19 @@ TEST_F(RunTest, AbortDuringTheSecondFileStopsTheRun) {
     EXPECT_EQ(engine.FileStatus(2), ConversionStatus::Success);
 }
 
+TEST_F(RunTest, AbortWhileWritingRemovesThePartialOutput) {
+    AddPsn("a.psn", 300);
+    host.onDoEvents = [&] {
+        if (engine.FileProgress(0) >= 75) {
+            engine.Abort();
+        }
+    };
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Aborted);
+    EXPECT_FALSE(std::filesystem::exists(folder / "out-a.psn"));
+    EXPECT_TRUE(WorkFolderIsEmpty());
+}
+
 TEST_F(RunTest, MergeNumbersChannelsAcrossFiles) {
     AddPsn("a.psn", 30, "AAA");
     AddPsn("b.psn", 40, "BBB");

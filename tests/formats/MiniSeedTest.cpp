@@ -150,6 +150,11 @@ TEST_F(MiniSeed, LoaderChecksInOrder) {
     uncounted[0].blockettes = uncounted[1].blockettes = 1;
     uncounted[0].frames = uncounted[1].frames = 0;
     EXPECT_EQ(Refusal(Input("in.mseed", FileBytes(uncounted))), "");
+    auto wrapping = Consecutive(3);
+    wrapping[0].sequence = 999998;
+    wrapping[1].sequence = 999999;
+    wrapping[2].sequence = 0;
+    EXPECT_EQ(Refusal(Input("in.mseed", FileBytes(wrapping))), "");
 }
 
 // Little-endian files pass only as a single record; a trailing half record counts as one.
@@ -240,6 +245,7 @@ TEST_F(MiniSeed, WriterRefusesWhatItCannotStore) {
                   ConversionStatus::Failed);
         EXPECT_NE(LastMessage().find(detail), std::string::npos) << detail;
         EXPECT_TRUE(WorkFolderIsEmpty());
+        EXPECT_FALSE(std::filesystem::exists(output)); // no half-written output is left
     }
     Input("text.psn",
           PsnText({"Start Time: 2016/01/01 00:00:00", "SPS: 100", "Number of Samples: 2"},
