@@ -58,28 +58,11 @@ std::string WithoutSeparators(std::string name) {
 } // namespace
 
 std::string BuildAutomaticName(const std::filesystem::path& channelFile) {
-    std::string startTime;
-    std::string station;
-    std::string component;
     LineReader lines(channelFile);
-    std::string_view line;
-    while (lines.Next(line)) {
-        const auto header = SplitHeaderLine(line);
-        if (!header) {
-            continue;
-        }
-        if (IsDataKey(header->key)) {
-            break;
-        }
-        if (header->key == "START TIME") {
-            startTime = header->value;
-        } else if (header->key == "STATION CODE") {
-            station = header->value;
-        } else if (header->key == "COMPONENT NAME") {
-            component = header->value;
-        }
-    }
-    return WithoutSeparators(TimePart(startTime) + "_" + station + "_" + component);
+    HeaderValues header;
+    ReadHeaderBlock(lines, header);
+    return WithoutSeparators(TimePart(header[kStartTime]) + "_" + header[kStationCode] + "_" +
+                             header[kComponentName]);
 }
 
 } // namespace vibrex

@@ -134,13 +134,14 @@ void ClsConverter::Report(const std::string& text) const {
 namespace {
 
 // Work total: twice the samples of all channels (each sample is read once and written once).
-std::int64_t
-WorkTotalOf(const std::vector<std::array<std::string, kHeaderPropertiesCount>>& header) {
+// A count beyond any real recording counts as unreadable (0), like a missing one.
+std::int64_t WorkTotalOf(const std::vector<HeaderValues>& header) {
+    constexpr double kMaxSamples = 1e15;
     double total = 0;
     for (const auto& channel : header) {
         total = RoundHalfEven(total + LeadingNumber(channel[kNumberOfSamples]));
     }
-    return static_cast<std::int64_t>(total) * 2;
+    return total > 0 && total <= kMaxSamples ? static_cast<std::int64_t>(total) * 2 : 0;
 }
 
 } // namespace

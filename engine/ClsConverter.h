@@ -139,8 +139,10 @@ private:
     std::string ConvertToIntermediate(int index, int firstChannelNumber);
     std::string ConvertFromIntermediate(int index, int channelCount);
     void DeleteIntermediateFiles() const;
+    void RemoveCreatedOutputs();
     std::filesystem::path IntermediatePath(int channelNumber) const;
     void StartFile(FileRecord& record);
+    static void MarkSucceeded(FileRecord& record);
     void SetAllStatuses(ConversionStatus status);
     bool ProgressStep(int index);
     void RaiseFileStatusChange();
@@ -152,6 +154,7 @@ private:
     std::filesystem::path m_workFolder;
     std::vector<FileRecord> m_files;
     std::string m_mergeFilePath;
+    std::vector<std::filesystem::path> m_createdOutputs; // by the writer now running
     bool m_dataInversion = false;
     bool m_showUI = false;
     bool m_verbose = true;

@@ -31,6 +31,7 @@ private:
 
 // Readers and writers report a failure by throwing std::runtime_error (or any std::exception)
 // whose message is the detail line of the error text; the engine builds the text itself.
+std::string CantOpenInputFile(const std::filesystem::path& path);
 std::string CantOpenIntermediateFile(const std::filesystem::path& path);
 std::string CantOpenOutputFile(const std::filesystem::path& path);
 
@@ -105,6 +106,9 @@ public:
     std::filesystem::path ChannelOutputPath(int channelNumber);
     // Where a multichannel format writes all channels.
     std::filesystem::path OutputPath() const;
+    // Creates an output file (check IsOpen()). A writer that fails or is aborted leaves no
+    // half-written output behind: the engine removes what it created.
+    OutputFile CreateOutputFile(const std::filesystem::path& path);
     WavSettings Wav() const;
 
 private:
@@ -126,5 +130,8 @@ struct FormatCodec {
 
 // One per format, each defined in its own file under formats/.
 extern const FormatCodec kPsnAsciiCodec;
+extern const FormatCodec kMiniSeedCodec;
+extern const FormatCodec kSacCodec;
+extern const FormatCodec kWavCodec;
 
 } // namespace vibrex

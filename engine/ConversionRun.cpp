@@ -83,9 +83,7 @@ void ClsConverter::RunSeparate() {
             record.status = ConversionStatus::Aborted;
             RaiseFileStatusChange();
         } else {
-            record.status = ConversionStatus::Success;
-            record.workDone = record.workTotal;
-            record.progress = 100;
+            MarkSucceeded(record);
             RaiseFileStatusChange();
             RaiseConversionProgress();
             if (m_showUI) {
@@ -99,6 +97,12 @@ void ClsConverter::RunSeparate() {
             return;
         }
     }
+}
+
+void ClsConverter::MarkSucceeded(FileRecord& record) {
+    record.status = ConversionStatus::Success;
+    record.workDone = record.workTotal;
+    record.progress = 100;
 }
 
 void ClsConverter::SetAllStatuses(ConversionStatus status) {
@@ -153,9 +157,7 @@ void ClsConverter::RunMerge() {
             RaiseFileStatusChange();
         } else if (!m_abortRequested) {
             for (FileRecord& record : m_files) {
-                record.status = ConversionStatus::Success;
-                record.workDone = record.workTotal;
-                record.progress = 100;
+                MarkSucceeded(record);
             }
             RaiseFileStatusChange();
             RaiseConversionProgress();
@@ -189,6 +191,7 @@ std::string ClsConverter::ConvertToIntermediate(int index, int firstChannelNumbe
 
 std::string ClsConverter::ConvertFromIntermediate(int index, int channelCount) {
     std::string error;
+    m_createdOutputs.clear();
     try {
         const vibrex::FileFormat format = FileOutputFormat(index);
         const FormatEntry* entry = FindFormat(format);
@@ -203,6 +206,9 @@ std::string ClsConverter::ConvertFromIntermediate(int index, int channelCount) {
         entry->codec->write(context);
     } catch (const std::exception& failure) {
         error = StageErrorText(kWriterStage, failure.what());
+    }
+    if (!error.empty() || m_abortRequested) {
+        RemoveCreatedOutputs();
     }
     DeleteIntermediateFiles();
     return error;
@@ -223,6 +229,14 @@ void ClsConverter::DeleteIntermediateFiles() const {
     for (const auto& file : files) {
         std::filesystem::remove(file, error);
     }
+}
+
+void ClsConverter::RemoveCreatedOutputs() {
+    std::error_code ignored;
+    for (const auto& output : m_createdOutputs) {
+        std::filesystem::remove(output, ignored);
+    }
+    m_createdOutputs.clear();
 }
 
 bool ClsConverter::ProgressStep(int index) {
@@ -339,6 +353,14 @@ std::filesystem::path WriterContext::ChannelOutputPath(int channelNumber) {
                                        output.extension().string());
     }
     return output;
+}
+
+OutputFile WriterContext::CreateOutputFile(const std::filesystem::path& path) {
+    OutputFile file(path);
+    if (file.IsOpen()) {
+        m_engine.m_createdOutputs.push_back(path);
+    }
+    return file;
 }
 
 WavSettings WriterContext::Wav() const {

@@ -22,6 +22,10 @@ std::string HeaderLoadErrorText(const std::string& path, const std::string& desc
         AppendErrorInfo("Error loading file header.\r\nInput file: " + path, description));
 }
 
+std::string CantOpenInputFile(const std::filesystem::path& path) {
+    return "Can't open the input file:" + path.string();
+}
+
 std::string CantOpenIntermediateFile(const std::filesystem::path& path) {
     return "Can't open an intermediate file:" + path.string();
 }

@@ -40,7 +40,7 @@ const std::array<FormatEntry, kFormatsCount - 1> kCatalogue = {{
      {".mseed", ".dat"},
      false,
      Carries({0, 1, 2, 21, 22, 24}),
-     nullptr},
+     &kMiniSeedCodec},
     {FileFormat::PSNCM6,
      "PSNCM6",
      "PSNTEXTCM6",
@@ -61,7 +61,7 @@ const std::array<FormatEntry, kFormatsCount - 1> kCatalogue = {{
      {".sac"},
      false,
      Carries({0, 1, 2, 10, 11, 12, 21, 22, 23, 24}),
-     nullptr},
+     &kSacCodec},
     {FileFormat::SAF,
      "SAF",
      "",
@@ -79,7 +79,7 @@ const std::array<FormatEntry, kFormatsCount - 1> kCatalogue = {{
      Carries({0, 1, 2, 6, 10, 11, 12, 21, 22, 24, 25, 26, 27, 28, 29, 30}),
      nullptr},
     {FileFormat::Geonode, "Geonode", "", {".dat"}, false, 0, nullptr},
-    {FileFormat::WAV, "WAV (Audio)", "", {".wav"}, false, Carries({1, 2, 6}), nullptr},
+    {FileFormat::WAV, "WAV (Audio)", "", {".wav"}, false, Carries({1, 2, 6}), &kWavCodec},
 }};
 
 } // namespace

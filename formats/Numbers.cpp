@@ -37,16 +37,24 @@ std::string_view SkipPlus(std::string_view text) {
     return text;
 }
 
-} // namespace
-
-std::optional<double> ParseNumber(std::string_view text) {
+template <typename T> std::optional<T> ParseEntire(std::string_view text) {
     text = SkipPlus(TrimBlanks(text));
-    double value = 0;
+    T value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size() || text.empty()) {
         return std::nullopt;
     }
     return value;
+}
+
+} // namespace
+
+std::optional<double> ParseNumber(std::string_view text) {
+    return ParseEntire<double>(text);
+}
+
+std::optional<float> ParseFloat(std::string_view text) {
+    return ParseEntire<float>(text);
 }
 
 double LeadingNumber(std::string_view text) {

@@ -13,6 +13,8 @@ std::string ToUpper(std::string_view text);
 
 // The whole text (blanks around it allowed) as a number; nothing when it is not one.
 std::optional<double> ParseNumber(std::string_view text);
+// The same in single precision, read directly so that a float's shortest text reads back exactly.
+std::optional<float> ParseFloat(std::string_view text);
 
 // The number the text starts with (leading blanks skipped, reading stops at the first character
 // that cannot continue it); 0 when the text does not start with a number.

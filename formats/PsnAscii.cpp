@@ -46,7 +46,7 @@ void WriteInvertedSample(OutputFile& out, std::string_view sample) {
 void ReadPsn(ReaderContext& context) {
     LineReader input(context.InputPath());
     if (!input.IsOpen()) {
-        throw std::runtime_error("Can't open the input file:" + context.InputPath().string());
+        throw std::runtime_error(CantOpenInputFile(context.InputPath()));
     }
     OutputFile channel = context.OpenChannelFile(0);
     SkipToData(input);
@@ -77,7 +77,7 @@ bool CopyChannel(WriterContext& context, int channelNumber) {
     const std::string copyFailed = "Can't copy an intermediate file:" + source.string() +
                                    " over the output file: " + target.string();
     LineReader input(source);
-    OutputFile output(target);
+    OutputFile output = context.CreateOutputFile(target);
     if (!input.IsOpen() || !output.IsOpen()) {
         throw std::runtime_error(copyFailed);
     }

@@ -1,6 +1,9 @@
 #include "formats/TimeText.h"
 
+#include "formats/Numbers.h"
+
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 
 namespace vibrex {
@@ -109,10 +112,71 @@ DateTime AddSeconds(const DateTime& time, std::int64_t seconds) {
 }
 
 std::string FormatDateTime(const DateTime& time) {
-    char text[40];
+    // Room for six fields of any 32-bit value, as a damaged file header may hold.
+    char text[80];
     const int length = std::snprintf(text, sizeof text, "%04d/%02d/%02d %02d:%02d:%02d", time.year,
                                      time.month, time.day, time.hour, time.minute, time.second);
     return std::string(text, static_cast<std::size_t>(length));
+}
+
+namespace {
+
+constexpr int kTenThousandthsPerSecond = 10000;
+
+// Up to four digits of a fraction as ten-thousandths: ".5" is 5000, ".27999" is 2799.
+std::optional<int> ParseFraction(std::string_view digits) {
+    int value = 0;
+    for (std::size_t i = 0; i < digits.size(); ++i) {
+        if (digits[i] < '0' || digits[i] > '9') {
+            return std::nullopt;
+        }
+        if (i < 4) {
+            value = value * 10 + (digits[i] - '0');
+        }
+    }
+    for (std::size_t i = digits.size(); i < 4; ++i) {
+        value *= 10;
+    }
+    return value;
+}
+
+} // namespace
+
+std::optional<PreciseTime> ParseTimeText(std::string_view text) {
+    const std::size_t dot = text.rfind('.');
+    const auto time = ParseDateTime(text.substr(0, dot));
+    const auto fraction =
+        dot == std::string_view::npos ? std::optional<int>(0) : ParseFraction(text.substr(dot + 1));
+    if (!time || !fraction) {
+        return std::nullopt;
+    }
+    return PreciseTime{*time, *fraction};
+}
+
+std::string FormatTimeText(const PreciseTime& time) {
+    char fraction[8];
+    std::snprintf(fraction, sizeof fraction, ".%04d", time.tenThousandths);
+    return FormatDateTime(time.time) + fraction;
+}
+
+PreciseTime AddSecondsToTime(const PreciseTime& time, double seconds) {
+    const double whole = std::floor(seconds);
+    int fraction = static_cast<int>(RoundHalfEven((seconds - whole) * kTenThousandthsPerSecond)) +
+                   time.tenThousandths;
+    std::int64_t carry = static_cast<std::int64_t>(whole);
+    if (fraction >= kTenThousandthsPerSecond) {
+        fraction -= kTenThousandthsPerSecond;
+        ++carry;
+    }
+    return PreciseTime{AddSeconds(time.time, carry), fraction};
+}
+
+std::optional<std::string> AddSecondsToTime(std::string_view text, double seconds) {
+    const auto time = ParseTimeText(text);
+    if (!time) {
+        return std::nullopt;
+    }
+    return FormatTimeText(AddSecondsToTime(*time, seconds));
 }
 
 } // namespace vibrex

@@ -4,5 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
 mkdir -p out
-build/vibrex "CONVERT,examples/quake.psn,out/quake-copy.psn,PSNINT"
-echo "Converted examples/quake.psn -> out/quake-copy.psn"
+for target in "out/quake.sac,SAC" "out/quake.mseed,miniSeed" "out/quake.wav,WAV (Audio)"; do
+    build/vibrex "CONVERT,examples/quake.psn,$target"
+    echo "Converted examples/quake.psn -> ${target%%,*}"
+done

@@ -48,6 +48,21 @@ std::filesystem::path TestDataFolder() {
     return std::filesystem::exists(folder / "MANIFEST.tsv") ? folder : std::filesystem::path();
 }
 
+std::vector<std::vector<std::string>> ManifestRows(const std::filesystem::path& testData) {
+    std::ifstream manifest(testData / "MANIFEST.tsv");
+    std::string line;
+    std::getline(manifest, line);
+    std::vector<std::vector<std::string>> rows;
+    while (std::getline(manifest, line)) {
+        std::stringstream cells(line);
+        rows.emplace_back();
+        for (std::string cell; std::getline(cells, cell, '\t');) {
+            rows.back().push_back(cell);
+        }
+    }
+    return rows;
+}
+
 std::string PsnText(const std::vector<std::string>& headerLines,
                     const std::vector<std::string>& samples) {
     std::string text = "! PSN ASCII Event File Format 2.0\r\n";

@@ -30,6 +30,8 @@ std::vector<std::string> ReadLines(const std::filesystem::path& path); // CR LF 
 
 // The folder of real recordings; empty when it is not there.
 std::filesystem::path TestDataFolder();
+// The rows of the folder's MANIFEST.tsv below its title row, each split at its tabs.
+std::vector<std::vector<std::string>> ManifestRows(const std::filesystem::path& testData);
 
 // A host that records what the engine told it; `onDoEvents` runs inside each yield.
 class RecordingHost : public ConverterHost {

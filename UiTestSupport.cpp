@@ -1,0 +1,126 @@
+#include "UiTestSupport.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QMimeData>
+#include <QPushButton>
+#include <QTest>
+#include <QUrl>
+#include <gtest/gtest.h>
+
+namespace vibrex::test {
+namespace {
+
+// One application for the whole suite, created when the tests run rather than when they are
+// listed.
+class QtEnvironment final : public ::testing::Environment {
+public:
+    void SetUp() override { m_application = std::make_unique<QApplication>(m_argc, m_argv); }
+    void TearDown() override { m_application.reset(); }
+
+private:
+    int m_argc = 1;
+    char m_name[9] = "ui_tests";
+    char* m_argv[2] = {m_name, nullptr};
+    std::unique_ptr<QApplication> m_application;
+};
+
+[[maybe_unused]] ::testing::Environment* const kQtEnvironment =
+    ::testing::AddGlobalTestEnvironment(new QtEnvironment);
+
+} // namespace
+
+Prompter::Prompter() {
+    m_previousMessages = SetMessageHandler([this](const Message& message) {
+        messages.push_back(message);
+        return message.icon == MessageIcon::Question ? answer : true;
+    });
+    m_previousDialogs = SetDialogHandler([this](QDialog& dialog) {
+        if (dialogs.empty()) {
+            ++unscriptedDialogs;
+            return static_cast<int>(QDialog::Rejected);
+        }
+        auto script = std::move(dialogs.front());
+        dialogs.pop_front();
+        return script(dialog);
+    });
+}
+
+Prompter::~Prompter() {
+    SetMessageHandler(std::move(m_previousMessages));
+    SetDialogHandler(std::move(m_previousDialogs));
+}
+
+int Accept(QDialog& dialog) {
+    dialog.accept();
+    return dialog.result();
+}
+
+MainWindowTest::MainWindowTest() {
+    std::filesystem::create_directories(Output());
+    WriteFile(folder / "Vibrex.ini", "Output path=" + Output().string() + "\r\n");
+    window = std::make_unique<FrmMain>(folder.Path(), folder / "Vibrex.ini");
+    engine = &window->Converter();
+    grid = Find<QAbstractItemView>("GrdFiles");
+    window->show();
+    EXPECT_TRUE(QTest::qWaitForWindowExposed(window.get()));
+}
+
+std::string MainWindowTest::WritePsn(const std::string& name, int samples,
+                                     const std::string& station) const {
+    std::vector<std::string> values;
+    for (int i = 0; i < samples; ++i) {
+        values.push_back(std::to_string(i % 7 - 3));
+    }
+    const auto path = folder / name;
+    std::filesystem::create_directories(path.parent_path());
+    WriteFile(path, PsnText({"Start Time: 2026/03/14 02:47:10.000",
+                             "Number of Samples: " + std::to_string(samples), "SPS: 100",
+                             "Station Code: " + station, "Component Name: HHZ"},
+                            values));
+    return path.string();
+}
+
+void MainWindowTest::Drop(const std::vector<std::string>& paths) {
+    QMimeData data;
+    QList<QUrl> urls;
+    for (const auto& path : paths) {
+        urls << QUrl::fromLocalFile(QString::fromStdString(path));
+    }
+    data.setUrls(urls);
+    const QPoint where = grid->viewport()->rect().center();
+    QDragEnterEvent enter(where, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(grid->viewport(), &enter);
+    QDropEvent drop(where, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(grid->viewport(), &drop);
+}
+
+QModelIndex MainWindowTest::Cell(int row, FileTableModel::Column column) const {
+    return grid->model()->index(row, column);
+}
+
+QString MainWindowTest::Text(int row, FileTableModel::Column column) const {
+    return Cell(row, column).data().toString();
+}
+
+void MainWindowTest::DoubleClick(int row, FileTableModel::Column column) {
+    const QPoint where = grid->visualRect(Cell(row, column)).center();
+    // Qt reports a double click only after a first click at the same place.
+    QTest::mouseClick(grid->viewport(), Qt::LeftButton, {}, where);
+    QTest::mouseDClick(grid->viewport(), Qt::LeftButton, {}, where);
+}
+
+void MainWindowTest::ChooseFormat(int row, FileFormat format) {
+    DoubleClick(row, FileTableModel::ColumnOutputFormat);
+    auto* combo = Find<QComboBox>("CmbFormats");
+    ASSERT_TRUE(combo->isVisible());
+    const int item = combo->findData(static_cast<int>(format));
+    combo->setCurrentIndex(item);
+    emit combo->activated(item);
+}
+
+void MainWindowTest::Click(const char* buttonName) {
+    QTest::mouseClick(Find<QPushButton>(buttonName), Qt::LeftButton);
+}
+
+} // namespace vibrex::test

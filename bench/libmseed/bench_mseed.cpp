@@ -1,0 +1,355 @@
+// miniSEED through Vibrex beside a reference converter built on libmseed, in one run: wall time
+// and peak memory of each conversion in its own child process, median of interleaved rounds.
+// A breakdown times the stages of Vibrex's conversions on their own, in this process.
+// Usage: bench_mseed [samples] [rounds]   (default 10 000 000 samples, 5 rounds)
+#include "../BenchSupport.h"
+#include "formats/ByteOrder.h"
+#include "formats/Numbers.h"
+#include "formats/Steim.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <libmseed.h>
+#include <vector>
+
+using namespace vibrex;
+
+namespace {
+
+using Path = std::filesystem::path;
+
+constexpr std::size_t kChunk = 1 << 20;
+
+// ---- The reference converter: libmseed for the records, plain buffered text ----------------
+
+struct StdioFile {
+    StdioFile(const Path& path, const char* mode) : file(std::fopen(path.c_str(), mode)) {}
+    ~StdioFile() {
+        if (file != nullptr) {
+            std::fclose(file);
+        }
+    }
+    std::FILE* file;
+};
+
+void WriteRecord(char* record, int length, void* file) {
+    std::fwrite(record, 1, static_cast<std::size_t>(length), static_cast<std::FILE*>(file));
+}
+
+// Packs samples into 512-byte big-endian Steim-2 records as they arrive.
+class ReferencePacker {
+public:
+    explicit ReferencePacker(std::FILE* out) : m_out(out), m_record(msr_init(nullptr)) {
+        std::strcpy(m_record->network, "XX");
+        std::strcpy(m_record->station, "BENCH");
+        std::strcpy(m_record->channel, "HHZ");
+        m_record->dataquality = 'D';
+        m_record->starttime = ms_time2hptime(2026, 1, 0, 0, 0, 0);
+        m_record->samprate = 100;
+        m_record->reclen = 512;
+        m_record->encoding = DE_STEIM2;
+        m_record->byteorder = 1;
+        m_record->sampletype = 'i';
+        m_samples.reserve(kChunk);
+    }
+    ~ReferencePacker() {
+        m_record->datasamples = nullptr;
+        msr_free(&m_record);
+    }
+
+    void Add(std::int32_t sample) {
+        m_samples.push_back(sample);
+        if (m_samples.size() == kChunk) {
+            Pack(false);
+        }
+    }
+    void Finish() { Pack(true); }
+
+private:
+    void Pack(bool flush) {
+        m_record->datasamples = m_samples.data();
+        m_record->numsamples = static_cast<std::int64_t>(m_samples.size());
+        std::int64_t packed = 0;
+        // libmseed moves the start time on past the packed samples itself.
+        msr_pack(m_record, WriteRecord, m_out, &packed, flush, 0);
+        m_samples.erase(m_samples.begin(), m_samples.begin() + packed);
+    }
+
+    std::FILE* m_out;
+    MSRecord* m_record;
+    std::vector<std::int32_t> m_samples;
+};
+
+// Calls `use` with every sample of a miniSEED file, record by record.
+template <typename Use> bool ForEachLibmseedSample(const Path& input, Use use) {
+    MSFileParam* file = nullptr;
+    MSRecord* record = nullptr;
+    int status;
+    while ((status = ms_readmsr_r(&file, &record, input.c_str(), 0, nullptr, nullptr, 1, 1, 0)) ==
+           MS_NOERROR) {
+        const auto* samples = static_cast<const std::int32_t*>(record->datasamples);
+        for (std::int64_t i = 0; i < record->numsamples; ++i) {
+            use(samples[i]);
+        }
+    }
+    ms_readmsr_r(&file, &record, nullptr, 0, nullptr, nullptr, 0, 0, 0);
+    return status == MS_ENDOFFILE;
+}
+
+bool ReferenceMiniSeedToText(const Path& input, const Path& output) {
+    StdioFile out(output, "wb");
+    std::vector<char> buffer(kChunk + 64);
+    std::size_t used = 0;
+    const char header[] = "! PSN ASCII Event File Format 2.0\r\nData: \r\n";
+    std::fwrite(header, 1, sizeof header - 1, out.file);
+    const bool ok = ForEachLibmseedSample(input, [&](std::int32_t sample) {
+        used = static_cast<std::size_t>(
+            std::to_chars(buffer.data() + used, buffer.data() + used + 16, sample).ptr -
+            buffer.data());
+        buffer[used++] = '\r';
+        buffer[used++] = '\n';
+        if (used >= kChunk) {
+            std::fwrite(buffer.data(), 1, used, out.file);
+            used = 0;
+        }
+    });
+    std::fwrite(buffer.data(), 1, used, out.file);
+    return ok;
+}
+
+bool ReferenceTextToMiniSeed(const Path& input, const Path& output) {
+    StdioFile in(input, "rb");
+    StdioFile out(output, "wb");
+    ReferencePacker packer(out.file);
+    std::vector<char> buffer(kChunk);
+    std::size_t kept = 0;
+    bool inData = false;
+    while (std::size_t got = std::fread(buffer.data() + kept, 1, buffer.size() - kept, in.file)) {
+        const char* line = buffer.data();
+        const char* end = buffer.data() + kept + got;
+        while (const char* newline =
+                   static_cast<const char*>(std::memchr(line, '\n', end - line))) {
+            if (inData) {
+                std::int32_t sample = 0;
+                std::from_chars(line, newline, sample);
+                packer.Add(sample);
+            } else {
+                inData = std::strncmp(line, "Data:", 5) == 0;
+            }
+            line = newline + 1;
+        }
+        kept = static_cast<std::size_t>(end - line);
+        std::memmove(buffer.data(), line, kept);
+    }
+    packer.Finish();
+    return true;
+}
+
+bool ReferenceMiniSeedToMiniSeed(const Path& input, const Path& output) {
+    StdioFile out(output, "wb");
+    ReferencePacker packer(out.file);
+    const bool ok = ForEachLibmseedSample(input, [&](std::int32_t sample) { packer.Add(sample); });
+    packer.Finish();
+    return ok;
+}
+
+// SAC: a 632-byte header, then the samples as little-endian 32-bit floats.
+constexpr std::size_t kSacHeaderSize = 632;
+
+bool ReferenceMiniSeedToSac(const Path& input, const Path& output) {
+    StdioFile out(output, "wb");
+    std::array<unsigned char, kSacHeaderSize> header{};
+    std::fwrite(header.data(), 1, header.size(), out.file); // completed once the count is known
+    std::vector<unsigned char> buffer;
+    buffer.reserve(kChunk + 4);
+    std::int32_t count = 0;
+    const bool ok = ForEachLibmseedSample(input, [&](std::int32_t sample) {
+        buffer.resize(buffer.size() + 4);
+        StoreAs<float>(buffer.data() + buffer.size() - 4, static_cast<float>(sample),
+                       ByteOrder::Little);
+        ++count;
+        if (buffer.size() >= kChunk) {
+            std::fwrite(buffer.data(), 1, buffer.size(), out.file);
+            buffer.clear();
+        }
+    });
+    std::fwrite(buffer.data(), 1, buffer.size(), out.file);
+    StoreAs<float>(header.data(), 0.01f, ByteOrder::Little);              // DELTA
+    StoreAs<std::int32_t>(header.data() + 280, 2026, ByteOrder::Little);  // NZYEAR
+    StoreAs<std::int32_t>(header.data() + 284, 1, ByteOrder::Little);     // NZJDAY
+    StoreAs<std::int32_t>(header.data() + 304, 6, ByteOrder::Little);     // NVHDR
+    StoreAs<std::int32_t>(header.data() + 316, count, ByteOrder::Little); // NPTS
+    StoreAs<std::int32_t>(header.data() + 340, 1, ByteOrder::Little);     // IFTYPE
+    StoreAs<std::int32_t>(header.data() + 420, 1, ByteOrder::Little);     // LEVEN
+    std::fseek(out.file, 0, SEEK_SET);
+    std::fwrite(header.data(), 1, header.size(), out.file);
+    return ok;
+}
+
+bool ReferenceSacToMiniSeed(const Path& input, const Path& output) {
+    StdioFile in(input, "rb");
+    StdioFile out(output, "wb");
+    ReferencePacker packer(out.file);
+    std::vector<unsigned char> buffer(kChunk);
+    if (std::fread(buffer.data(), 1, kSacHeaderSize, in.file) != kSacHeaderSize) {
+        return false;
+    }
+    while (std::size_t got = std::fread(buffer.data(), 4, kChunk / 4, in.file)) {
+        for (std::size_t i = 0; i < got; ++i) {
+            packer.Add(static_cast<std::int32_t>(
+                std::lrint(LoadAs<float>(buffer.data() + 4 * i, ByteOrder::Little))));
+        }
+    }
+    packer.Finish();
+    return true;
+}
+
+// ---- Measurements ---------------------------------------------------------------------------
+
+struct Comparison {
+    const char* name;
+    std::function<bool()> vibrex;
+    std::function<bool()> reference;
+};
+
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+void Compare(const Comparison& comparison, int rounds) {
+    std::vector<double> ours, theirs;
+    long oursPeak = 0, theirsPeak = 0;
+    bool ok = true;
+    for (int round = 0; round < rounds; ++round) {
+        // Interleaved, the first to run alternating, so drifts of the machine hit both.
+        const bool oursFirst = round % 2 == 0;
+        const auto first =
+            bench::MeasureInChild(oursFirst ? comparison.vibrex : comparison.reference);
+        const auto second =
+            bench::MeasureInChild(oursFirst ? comparison.reference : comparison.vibrex);
+        const auto& mine = oursFirst ? first : second;
+        const auto& other = oursFirst ? second : first;
+        ours.push_back(mine.seconds);
+        theirs.push_back(other.seconds);
+        oursPeak = std::max(oursPeak, mine.peakKiB);
+        theirsPeak = std::max(theirsPeak, other.peakKiB);
+        ok = ok && mine.ok && other.ok;
+    }
+    std::printf("%-28s Vibrex %6.2f s %7ld KiB | libmseed reference %6.2f s %7ld KiB | "
+                "ratio %.2f%s\n",
+                comparison.name, Median(ours), oursPeak, Median(theirs), theirsPeak,
+                Median(ours) / Median(theirs), ok ? "" : "  (A RUN FAILED)");
+}
+
+double SecondsOf(const std::function<void()>& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// The stages of Vibrex's conversions, each on its own.
+void Breakdown(const Path& mseed, const Path& psn, const Path& scratch, long samples) {
+    std::vector<std::int32_t> all;
+    all.reserve(static_cast<std::size_t>(samples));
+    const double decode = SecondsOf([&] {
+        InputFile in(mseed);
+        std::array<unsigned char, 512> record;
+        std::array<std::int32_t, kSteimBufferSamples> buffer;
+        while (in.ReadExact(record.data(), record.size())) {
+            decode_steim(record.data() + 64, buffer.data(), record[52], record[53]);
+            const int count = record[30] << 8 | record[31];
+            all.insert(all.end(), buffer.begin(), buffer.begin() + count);
+        }
+    });
+    const double format = SecondsOf([&] {
+        OutputFile out(scratch / "breakdown.txt");
+        for (const std::int32_t sample : all) {
+            out.IntegerLine(sample);
+        }
+        out.Close();
+    });
+    long parsed = 0;
+    const double parse = SecondsOf([&] {
+        LineReader in(psn);
+        std::string_view line;
+        while (in.Next(line)) {
+            parsed += ParseSampleInt32(TrimBlanks(line)).has_value();
+        }
+    });
+    const double encode = SecondsOf([&] {
+        std::array<std::int32_t, kSteimBufferSamples> buffer{};
+        std::array<unsigned char, kSteimDataBytes> data;
+        int fill = 1;
+        for (const std::int32_t sample : all) {
+            buffer[static_cast<std::size_t>(fill++)] = sample;
+            if (fill == kSteimEncodeEnd) {
+                fill = encode_steim(buffer.data(), data.data(), kEncodingSteim2, 1);
+            }
+        }
+    });
+    const double perSample = 1e9 / static_cast<double>(samples);
+    std::printf("Breakdown per sample: read+Steim-2 decode %.1f ns, integer to text line %.1f ns,"
+                " text line to integer %.1f ns, Steim-2 encode %.1f ns\n",
+                decode * perSample, format * perSample, parse * perSample, encode * perSample);
+    std::filesystem::remove(scratch / "breakdown.txt");
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const long samples = argc > 1 ? std::atol(argv[1]) : 10'000'000;
+    const int rounds = argc > 2 ? std::atoi(argv[2]) : 5;
+    bench::ScratchFolder scratch;
+    const Path folder = scratch.Path();
+    const Path psn = folder / "in.psn";
+    const Path mseed = folder / "in.mseed";
+    const Path sac = folder / "in.sac";
+    bench::WriteSyntheticPsn(psn, samples);
+    ReferenceTextToMiniSeed(psn, mseed);
+    bench::ConvertWithVibrex(folder, psn, FileFormat::SAC, sac);
+    std::printf("%ld samples: PSN input %.1f MB, Steim-2 miniSEED input %.1f MB; %d rounds\n",
+                samples, std::filesystem::file_size(psn) / 1e6,
+                std::filesystem::file_size(mseed) / 1e6, rounds);
+
+    const std::vector<Comparison> comparisons = {
+        {"miniSEED -> SAC",
+         [&] { return bench::ConvertWithVibrex(folder, mseed, FileFormat::SAC, folder / "o.sac"); },
+         [&] { return ReferenceMiniSeedToSac(mseed, folder / "r.sac"); }},
+        {"SAC -> miniSEED",
+         [&] {
+             return bench::ConvertWithVibrex(folder, sac, FileFormat::miniSeed,
+                                             folder / "o3.mseed");
+         },
+         [&] { return ReferenceSacToMiniSeed(sac, folder / "r3.mseed"); }},
+        {"miniSEED -> PSN ASCII",
+         [&] {
+             return bench::ConvertWithVibrex(folder, mseed, FileFormat::PSNINT, folder / "o.psn");
+         },
+         [&] { return ReferenceMiniSeedToText(mseed, folder / "r.psn"); }},
+        {"PSN ASCII -> miniSEED",
+         [&] {
+             return bench::ConvertWithVibrex(folder, psn, FileFormat::miniSeed, folder / "o.mseed");
+         },
+         [&] { return ReferenceTextToMiniSeed(psn, folder / "r.mseed"); }},
+        {"miniSEED -> miniSEED",
+         [&] {
+             return bench::ConvertWithVibrex(folder, mseed, FileFormat::miniSeed,
+                                             folder / "o2.mseed");
+         },
+         [&] { return ReferenceMiniSeedToMiniSeed(mseed, folder / "r2.mseed"); }},
+    };
+    for (const Comparison& comparison : comparisons) {
+        Compare(comparison, rounds);
+    }
+    std::printf("Steim-2 output size: Vibrex %ju bytes, libmseed %ju bytes\n",
+                static_cast<std::uintmax_t>(std::filesystem::file_size(folder / "o.mseed")),
+                static_cast<std::uintmax_t>(std::filesystem::file_size(folder / "r.mseed")));
+    if (samples <= 20'000'000) {
+        Breakdown(mseed, psn, folder, samples);
+    }
+    return 0;
+}

@@ -1,0 +1,87 @@
+#include "formats/ChannelValues.h"
+
+#include "formats/Numbers.h"
+
+#include <stdexcept>
+#include <string>
+
+namespace vibrex {
+
+namespace {
+
+[[noreturn]] void FailUnreadable(std::string_view what, std::string_view text,
+                                 std::string_view expected) {
+    std::string detail(what);
+    detail += " \"";
+    detail += text;
+    detail += "\" is not ";
+    detail += expected;
+    detail += '.';
+    throw std::runtime_error(detail);
+}
+
+[[noreturn]] void FailHeaderValue(const HeaderValues& values, int property,
+                                  std::string_view expected) {
+    FailUnreadable("The header value",
+                   std::string(HeaderPropertyLabel(property)) +
+                       values[static_cast<std::size_t>(property)],
+                   expected);
+}
+
+template <typename T, std::optional<T> (*parse)(std::string_view)>
+std::optional<T> ParsedHeaderValue(const HeaderValues& values, int property) {
+    const std::string& text = values[static_cast<std::size_t>(property)];
+    if (TrimBlanks(text).empty()) {
+        return std::nullopt;
+    }
+    const auto value = parse(text);
+    if (!value) {
+        FailHeaderValue(values, property, "a number");
+    }
+    return value;
+}
+
+template <typename T, std::optional<T> (*parse)(std::string_view)>
+T ParsedSample(std::string_view text, std::string_view expected = "a number") {
+    const auto value = parse(text);
+    if (!value) {
+        FailUnreadable("The sample", text, expected);
+    }
+    return *value;
+}
+
+} // namespace
+
+std::optional<double> HeaderNumber(const HeaderValues& values, int property) {
+    return ParsedHeaderValue<double, ParseNumber>(values, property);
+}
+
+std::optional<float> HeaderFloat(const HeaderValues& values, int property) {
+    return ParsedHeaderValue<float, ParseFloat>(values, property);
+}
+
+std::optional<std::int32_t> HeaderWholeNumber(const HeaderValues& values, int property) {
+    const auto number = HeaderNumber(values, property);
+    if (!number) {
+        return std::nullopt;
+    }
+    const auto whole = RoundToInt32(*number);
+    if (!whole) {
+        FailHeaderValue(values, property, "a 32-bit whole number");
+    }
+    return whole;
+}
+
+double SampleNumber(std::string_view text) {
+    return ParsedSample<double, ParseNumber>(text);
+}
+
+float SampleFloat(std::string_view text) {
+    return ParsedSample<float, ParseFloat>(text);
+}
+
+std::int32_t SampleWholeNumber(std::string_view text) {
+    return ParsedSample<std::int32_t, ParseSampleInt32>(text, "a 32-bit whole number");
+}
+
+} // namespace vibrex

@@ -1,0 +1,17 @@
+#include "formats/ChannelWriter.h"
+
+#include <stdexcept>
+
+namespace vibrex {
+
+ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber) {
+    const std::filesystem::path outputPath = context.ChannelOutputPath(channelNumber);
+    ChannelFiles files{ChannelFileReader(context.IntermediatePath(channelNumber)),
+                       context.CreateOutputFile(outputPath)};
+    if (!files.out.IsOpen()) {
+        throw std::runtime_error(CantOpenOutputFile(outputPath));
+    }
+    return files;
+}
+
+} // namespace vibrex

@@ -1,0 +1,312 @@
+#include "formats/Steim.h"
+
+#include "formats/ByteOrder.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+
+namespace vibrex {
+
+namespace {
+
+constexpr int kFrames = 7;
+constexpr int kWordsPerFrame = 16;
+// Frame 0 spends W1 and W2 on the first and last samples of the record.
+constexpr int kFirstDataWordOfFrame0 = 3;
+constexpr int kDataWords = kFrames * (kWordsPerFrame - 1) - 2;
+constexpr int kMaxDifferencesPerWord = 7;
+constexpr int kInt32Samples = kSteimDataBytes / 4;
+constexpr int kEncoderSamples = kSteimEncodeEnd - 1;
+static_assert(kDataWords * kMaxDifferencesPerWord < kSteimBufferSamples);
+
+// How a data word holds its differences: the 2-bit code in W0 of its frame, for Steim-2 codes 2
+// and 3 the 2-bit sub-code in its own top bits, and `count` fields of `width` bits packed
+// against bit 0, the first difference in the most significant field.
+struct WordShape {
+    std::uint32_t code;
+    std::uint32_t subCode;
+    int count;
+    int width;
+};
+
+// Densest first: the encoder takes the first shape that the pending differences fit.
+constexpr std::array<WordShape, 7> kSteim2Shapes = {{
+    {3, 2, 7, 4},
+    {3, 1, 6, 5},
+    {3, 0, 5, 6},
+    {1, 0, 4, 8},
+    {2, 3, 3, 10},
+    {2, 2, 2, 15},
+    {2, 1, 1, 30},
+}};
+constexpr std::array<WordShape, 3> kSteim1Shapes = {{
+    {1, 0, 4, 8},
+    {2, 0, 2, 16},
+    {3, 0, 1, 32},
+}};
+
+// Little-endian Steim keeps the bytes of 4x8 words, and the 16-bit halves of Steim-1 2x16 words,
+// in sample order; only whole-word values are little-endian. Both fixes are their own inverse.
+std::uint32_t LittleEndianWordFix(std::uint32_t word, std::uint32_t code, bool steim1) {
+    if (code == 1) {
+        return ByteSwap(word);
+    }
+    if (steim1 && code == 2) {
+        return std::rotl(word, 16);
+    }
+    return word;
+}
+
+ByteOrder OrderOf(int wordOrder) {
+    return wordOrder == 0 ? ByteOrder::Little : ByteOrder::Big;
+}
+
+std::uint32_t LoadWord(const unsigned char* frame, int word, ByteOrder order) {
+    return LoadAs<std::uint32_t>(frame + 4 * word, order);
+}
+
+void StoreWord(unsigned char* frame, int word, std::uint32_t value, ByteOrder order) {
+    StoreAs<std::uint32_t>(frame + 4 * word, value, order);
+}
+
+// The shape of a Steim-2 data word, or null for a word that holds no differences or is illegal.
+const WordShape* Steim2ShapeOf(std::uint32_t code, std::uint32_t subCode) {
+    for (const WordShape& shape : kSteim2Shapes) {
+        if (shape.code == code && (code == 1 || shape.subCode == subCode)) {
+            return &shape;
+        }
+    }
+    return nullptr;
+}
+
+std::int32_t SignExtended(std::uint32_t field, int width) {
+    const std::uint32_t sign = 1u << (width - 1);
+    return static_cast<std::int32_t>((field ^ sign) - sign);
+}
+
+// Appends the differences of one word to `out`; returns the new end.
+std::int32_t* UnpackWord(std::uint32_t word, const WordShape& shape, std::int32_t* out) {
+    const std::uint32_t mask = shape.width == 32 ? ~0u : (1u << shape.width) - 1;
+    for (int field = shape.count - 1; field >= 0; --field) {
+        *out++ = SignExtended((word >> (field * shape.width)) & mask, shape.width);
+    }
+    return out;
+}
+
+class FrameDecoder {
+public:
+    FrameDecoder(const unsigned char* data, int encoding, int wordOrder)
+        : m_data(data), m_order(OrderOf(wordOrder)), m_steim1(encoding == kEncodingSteim1) {}
+
+    // Writes the differences into samples[0..] and integrates them from the first sample on
+    // (the record's first difference belongs to the previous record and is skipped).
+    int Decode(std::int32_t* samples) const {
+        std::int32_t* end = samples;
+        for (int frame = 0; frame < kFrames; ++frame) {
+            if (!DecodeFrame(m_data + frame * kWordsPerFrame * 4, frame == 0, end)) {
+                break;
+            }
+        }
+        const int count = static_cast<int>(end - samples);
+        if (count > 0) {
+            Integrate(samples, count, static_cast<std::int32_t>(LoadWord(m_data, 1, m_order)));
+        }
+        return count;
+    }
+
+private:
+    // False at an illegal word: the rest of the data area is not trusted.
+    bool DecodeFrame(const unsigned char* frame, bool first, std::int32_t*& out) const {
+        const std::uint32_t codes = LoadWord(frame, 0, m_order);
+        for (int word = first ? kFirstDataWordOfFrame0 : 1; word < kWordsPerFrame; ++word) {
+            const std::uint32_t code = (codes >> (2 * (kWordsPerFrame - 1 - word))) & 3u;
+            if (code == 0) {
+                continue;
+            }
+            std::uint32_t value = LoadWord(frame, word, m_order);
+            if (m_order == ByteOrder::Little) {
+                value = LittleEndianWordFix(value, code, m_steim1);
+            }
+            const WordShape* shape =
+                m_steim1 ? &kSteim1Shapes[code - 1] : Steim2ShapeOf(code, value >> 30);
+            if (shape == nullptr) {
+                return false;
+            }
+            out = UnpackWord(value, *shape, out);
+        }
+        return true;
+    }
+
+    static void Integrate(std::int32_t* samples, int count, std::int32_t first) {
+        // Unsigned sums wrap as the encoders that produced the differences did.
+        std::uint32_t sample = static_cast<std::uint32_t>(first);
+        samples[0] = first;
+        for (int i = 1; i < count; ++i) {
+            sample += static_cast<std::uint32_t>(samples[i]);
+            samples[i] = static_cast<std::int32_t>(sample);
+        }
+    }
+
+    const unsigned char* m_data;
+    ByteOrder m_order;
+    bool m_steim1;
+};
+
+int DecodeInt32(const unsigned char* data, std::int32_t* samples, ByteOrder order) {
+    for (int i = 0; i < kInt32Samples; ++i) {
+        samples[i] = LoadAs<std::int32_t>(data + 4 * i, order);
+    }
+    return kInt32Samples;
+}
+
+// Bits a difference needs as a two's complement field.
+int SignedWidth(std::int32_t value) {
+    return 33 - std::countl_zero(static_cast<std::uint32_t>(value ^ (value >> 31)));
+}
+
+class FrameEncoder {
+public:
+    FrameEncoder(const std::int32_t* samples, int encoding)
+        : m_steim1(encoding == kEncodingSteim1) {
+        for (int i = 0; i < kEncoderSamples; ++i) {
+            // Differences wrap at 32 bits, as decoders sum them.
+            m_differences[i] =
+                static_cast<std::int32_t>(static_cast<std::uint32_t>(samples[i + 1]) -
+                                          static_cast<std::uint32_t>(samples[i]));
+            m_widths[i] = static_cast<std::uint8_t>(SignedWidth(m_differences[i]));
+        }
+        // Decoders skip the first difference: it carries the step from the previous record
+        // when that fits the word chosen for it, else 0, and so never costs room.
+        m_firstWidth = m_widths[0];
+        m_widths[0] = 1;
+    }
+
+    // Fills the data area in big-endian word values; returns how many samples it holds.
+    int Encode(std::array<std::uint32_t, kFrames * kWordsPerFrame>& words) {
+        words.fill(0);
+        for (int frame = 0; frame < kFrames; ++frame) {
+            std::uint32_t* frameWords = words.data() + frame * kWordsPerFrame;
+            for (int word = frame == 0 ? kFirstDataWordOfFrame0 : 1; word < kWordsPerFrame;
+                 ++word) {
+                const WordShape* shape = NextShape();
+                if (shape == nullptr) {
+                    return m_next;
+                }
+                frameWords[word] = PackWord(*shape);
+                frameWords[0] |= shape->code << (2 * (kWordsPerFrame - 1 - word));
+            }
+        }
+        return m_next;
+    }
+
+    bool Steim1() const { return m_steim1; }
+
+private:
+    // The densest shape the pending differences fit; null when the next difference fits none.
+    const WordShape* NextShape() const {
+        const int pending = std::min(kEncoderSamples - m_next, kMaxDifferencesPerWord);
+        std::array<int, kMaxDifferencesPerWord + 1> widest{};
+        for (int k = 1; k <= pending; ++k) {
+            widest[k] = std::max(widest[k - 1], int{m_widths[m_next + k - 1]});
+        }
+        const auto fits = [&](const WordShape& shape) {
+            return shape.count <= pending && widest[shape.count] <= shape.width;
+        };
+        if (m_steim1) {
+            const auto found = std::find_if(kSteim1Shapes.begin(), kSteim1Shapes.end(), fits);
+            return found == kSteim1Shapes.end() ? nullptr : &*found;
+        }
+        const auto found = std::find_if(kSteim2Shapes.begin(), kSteim2Shapes.end(), fits);
+        return found == kSteim2Shapes.end() ? nullptr : &*found;
+    }
+
+    std::uint32_t PackWord(const WordShape& shape) {
+        if (m_next == 0 && m_firstWidth > shape.width) {
+            m_differences[0] = 0;
+        }
+        const std::uint32_t mask = shape.width == 32 ? ~0u : (1u << shape.width) - 1;
+        std::uint32_t word = shape.code >= 2 && !m_steim1 ? shape.subCode << 30 : 0;
+        for (int field = shape.count - 1; field >= 0; --field) {
+            word |= (static_cast<std::uint32_t>(m_differences[m_next++]) & mask)
+                    << (field * shape.width);
+        }
+        return word;
+    }
+
+    bool m_steim1;
+    std::array<std::int32_t, kEncoderSamples> m_differences;
+    std::array<std::uint8_t, kEncoderSamples> m_widths;
+    int m_firstWidth = 0;
+    int m_next = 0;
+};
+
+void StoreFrames(const std::array<std::uint32_t, kFrames * kWordsPerFrame>& words, bool steim1,
+                 unsigned char* data, ByteOrder order) {
+    for (int frame = 0; frame < kFrames; ++frame) {
+        const std::uint32_t* frameWords = words.data() + frame * kWordsPerFrame;
+        unsigned char* out = data + frame * kWordsPerFrame * 4;
+        for (int word = 0; word < kWordsPerFrame; ++word) {
+            std::uint32_t value = frameWords[word];
+            if (order == ByteOrder::Little) {
+                const std::uint32_t code =
+                    (frameWords[0] >> (2 * (kWordsPerFrame - 1 - word))) & 3u;
+                value = LittleEndianWordFix(value, code, steim1);
+            }
+            StoreWord(out, word, value, order);
+        }
+    }
+}
+
+int EncodeSteim(const std::int32_t* samples, unsigned char* data, int encoding, ByteOrder order) {
+    FrameEncoder encoder(samples, encoding);
+    std::array<std::uint32_t, kFrames * kWordsPerFrame> words;
+    const int count = encoder.Encode(words);
+    // Frame 0 names the first and the last sample so readers can check the integration.
+    words[1] = static_cast<std::uint32_t>(samples[1]);
+    words[2] = static_cast<std::uint32_t>(samples[count]);
+    StoreFrames(words, encoder.Steim1(), data, order);
+    return count;
+}
+
+int EncodeInt32(const std::int32_t* samples, unsigned char* data, ByteOrder order) {
+    for (int i = 0; i < kInt32Samples; ++i) {
+        StoreAs<std::int32_t>(data + 4 * i, samples[i + 1], order);
+    }
+    return kInt32Samples;
+}
+
+} // namespace
+
+std::int32_t decode_steim(const unsigned char* data, std::int32_t* samples, int encoding,
+                          int wordOrder) {
+    int count = 0;
+    if (encoding == kEncodingInt32) {
+        count = DecodeInt32(data, samples, OrderOf(wordOrder));
+    } else if (encoding == kEncodingSteim1 || encoding == kEncodingSteim2) {
+        count = FrameDecoder(data, encoding, wordOrder).Decode(samples);
+    }
+    std::fill(samples + count, samples + kSteimBufferSamples, 0);
+    return count;
+}
+
+std::int32_t encode_steim(std::int32_t* samples, unsigned char* data, int encoding, int wordOrder) {
+    const ByteOrder order = OrderOf(wordOrder);
+    int count = 0;
+    if (encoding == kEncodingInt32) {
+        count = EncodeInt32(samples, data, order);
+    } else if (encoding == kEncodingSteim1 || encoding == kEncodingSteim2) {
+        count = EncodeSteim(samples, data, encoding, order);
+    } else {
+        std::memset(data, 0, kSteimDataBytes);
+    }
+    if (count > 0) {
+        samples[0] = samples[count];
+        std::memmove(samples + 1, samples + count + 1,
+                     sizeof(std::int32_t) * static_cast<std::size_t>(kEncoderSamples - count));
+    }
+    return kSteimEncodeEnd - count;
+}
+
+} // namespace vibrex

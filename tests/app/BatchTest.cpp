@@ -1,0 +1,142 @@
+#include "support/TestSupport.h"
+
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+namespace vibrex {
+namespace {
+
+using test::PsnText;
+using test::ReadFile;
+using test::TempFolder;
+using test::WriteFile;
+
+struct ProcessResult {
+    int exitCode;
+    std::string stderrText;
+    std::string stdoutText;
+};
+
+std::string Quote(const std::string& argument) {
+    std::string quoted = "'";
+    for (char c : argument) {
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return quoted + "'";
+}
+
+// Runs the real executable as a user would, from inside `folder`, with no display.
+ProcessResult Vibrex(const TempFolder& folder, const std::vector<std::string>& arguments) {
+    std::string command = "cd " + Quote(folder.Path().string()) + " && env -u DISPLAY " +
+                          "-u WAYLAND_DISPLAY " + Quote(VIBREX_EXECUTABLE);
+    for (const auto& argument : arguments) {
+        command += " " + Quote(argument);
+    }
+    command += " 2>" + Quote((folder / "stderr.txt").string());
+    std::FILE* pipe = popen(command.c_str(), "r");
+    std::string out;
+    char buffer[4096];
+    for (std::size_t got; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
+        out.append(buffer, got);
+    }
+    const int status = pclose(pipe);
+    return {WEXITSTATUS(status), ReadFile(folder / "stderr.txt"), out};
+}
+
+class BatchTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        WriteFile(folder / "quake.psn",
+                  PsnText({"Number of Samples: 4", "SPS: 50", "Station Code: VBRX"},
+                          {"1", "-2", "3", "-4"}));
+        WriteFile(folder / "b.psn", PsnText({"Number of Samples: 2", "SPS: 50"}, {"5", "6"}));
+        WriteFile(folder / "junk.bin", "not a recording\n");
+    }
+
+    TempFolder folder;
+};
+
+TEST_F(BatchTest, ConvertCopiesTheRecording) {
+    const ProcessResult run = Vibrex(folder, {"CONVERT,quake.psn,copy.psn,PSNINT"});
+    EXPECT_EQ(run.exitCode, 0) << run.stderrText;
+    EXPECT_TRUE(run.stderrText.empty());
+    const std::string copy = ReadFile(folder / "copy.psn");
+    EXPECT_NE(copy.find("Station Code: VBRX\r\n"), std::string::npos);
+    EXPECT_TRUE(copy.ends_with("Data: \r\n1\r\n-2\r\n3\r\n-4\r\n"));
+}
+
+TEST_F(BatchTest, ShellSplitWordsAndAnyCaseAreJoined) {
+    const ProcessResult run =
+        Vibrex(folder, {"convert", ",", "quake.psn", ",", "flipped.psn", ",", "psntextascii"});
+    EXPECT_EQ(run.exitCode, 0) << run.stderrText;
+    EXPECT_TRUE(std::filesystem::exists(folder / "flipped.psn"));
+}
+
+TEST_F(BatchTest, EveryExitCodeWithItsReason) {
+    struct Case {
+        std::string commandLine;
+        int exitCode;
+    };
+    const std::vector<Case> cases = {
+        {"COPY,quake.psn,x.psn,PSNINT", 1},
+        {"CONVERT,absent.psn,x.psn,PSNINT", 2},
+        {"MERGE,quake.psn,absent.psn,x.psn,SEG2", 2},
+        {"CONVERT,quake.psn,no-folder/x.psn,PSNINT", 3},
+        {"CONVERT,junk.bin,x.psn,PSNINT", 4},
+        {"CONVERT,quake.psn,x.wav,WAV", 5},
+        {"CONVERT,quake.psn,x.seg2,SEG2", 6},
+        {"MERGE,quake.psn,b.psn,all.psn,PSNINT", 7},
+        {"CONVERT,quake.psn,x.psn", 8},
+        {"MERGE,quake.psn,x.psn", 8},
+        {"", 1},
+    };
+    for (const Case& c : cases) {
+        const ProcessResult run = Vibrex(folder, {c.commandLine});
+        EXPECT_EQ(run.exitCode, c.exitCode) << c.commandLine;
+        EXPECT_TRUE(run.stderrText.starts_with("vibrex: ") && run.stderrText.ends_with("\n") &&
+                    run.stderrText.find('\n') == run.stderrText.size() - 1)
+            << c.commandLine << ": " << run.stderrText;
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder / "all.psn"));
+}
+
+TEST_F(BatchTest, MergeIntoSafWithTooManyChannelsIsRefused) {
+    for (const char* name : {"c.psn", "d.psn"}) {
+        WriteFile(folder / name, PsnText({"Number of Samples: 1"}, {"1"}));
+    }
+    const ProcessResult run = Vibrex(folder, {"MERGE,quake.psn,b.psn,c.psn,d.psn,all.saf,SAF"});
+    EXPECT_EQ(run.exitCode, 7);
+    EXPECT_FALSE(std::filesystem::exists(folder / "all.saf"));
+}
+
+// Naming an input as the output must never destroy the input.
+TEST_F(BatchTest, OutputThatIsAnInputIsRefusedAndKept) {
+    const std::string before = ReadFile(folder / "quake.psn");
+    EXPECT_EQ(Vibrex(folder, {"CONVERT,quake.psn,./quake.psn,PSNINT"}).exitCode, 3);
+    EXPECT_EQ(Vibrex(folder, {"MERGE,b.psn,quake.psn,quake.psn,SEG2"}).exitCode, 3);
+    EXPECT_EQ(ReadFile(folder / "quake.psn"), before);
+}
+
+TEST_F(BatchTest, HelpAndVersionGoToStdout) {
+    const ProcessResult help = Vibrex(folder, {"--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_NE(help.stdoutText.find("CONVERT"), std::string::npos);
+    const ProcessResult version = Vibrex(folder, {"--version"});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_TRUE(version.stdoutText.starts_with("vibrex "));
+}
+
+TEST_F(BatchTest, NoWorkFolderIsLeftBehind) {
+    Vibrex(folder, {"CONVERT,quake.psn,copy.psn,PSNINT"});
+    Vibrex(folder, {"CONVERT,quake.psn,x.seg2,SEG2"});
+    Vibrex(folder, {"CONVERT,junk.bin,x.psn,PSNINT"});
+    const auto programFolder = std::filesystem::path(VIBREX_EXECUTABLE).parent_path();
+    for (const auto& entry : std::filesystem::directory_iterator(programFolder)) {
+        const std::string name = entry.path().filename().string();
+        EXPECT_FALSE(name.size() == 34 && name.front() == '{') << name;
+    }
+}
+
+} // namespace
+} // namespace vibrex

@@ -1,0 +1,232 @@
+#include "engine/ClsConverter.h"
+
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+namespace vibrex {
+namespace {
+
+using test::PsnText;
+using test::RecordingHost;
+using test::TempFolder;
+using test::WriteFile;
+
+std::vector<std::string> Samples(int count) {
+    std::vector<std::string> samples;
+    for (int i = 0; i < count; ++i) {
+        samples.push_back(std::to_string(i % 7 - 3));
+    }
+    return samples;
+}
+
+std::string PsnFile(const TempFolder& folder, const std::string& name, int samples) {
+    const auto path = (folder / name).string();
+    WriteFile(path, PsnText({"Start Time: 2015/03/01 12:30:45.250",
+                             "Number of Samples: " + std::to_string(samples), "SPS: 100"},
+                            Samples(samples)));
+    return path;
+}
+
+class EngineTest : public ::testing::Test {
+protected:
+    TempFolder folder;
+    RecordingHost host;
+    ClsConverter engine{&host, folder.Path()};
+};
+
+TEST_F(EngineTest, AddFileRefusalsAndTheirMessages) {
+    const std::string missing = (folder / "missing.psn").string();
+    EXPECT_FALSE(engine.AddFile(missing));
+    EXPECT_FALSE(engine.AddFile(folder.Path().string())); // a folder: silently
+    WriteFile(folder / "text.txt", "just some text\n");
+    EXPECT_FALSE(engine.AddFile((folder / "text.txt").string()));
+    WriteFile(folder / "empty.psn", PsnText({"Number of Samples: 0"}, {}));
+    EXPECT_FALSE(engine.AddFile((folder / "empty.psn").string()));
+    WriteFile(folder / "nocount.psn", PsnText({"SPS: 100"}, {"1"}));
+    EXPECT_FALSE(engine.AddFile((folder / "nocount.psn").string()));
+    WriteFile(folder / "huge.psn", PsnText({"Number of Samples: 1e300"}, {"1"}));
+    EXPECT_FALSE(engine.AddFile((folder / "huge.psn").string()));
+    const std::string good = PsnFile(folder, "good.psn", 3);
+    EXPECT_TRUE(engine.AddFile(good));
+    EXPECT_FALSE(engine.AddFile(good));
+
+    const std::vector<std::string> expected = {
+        "File does not exists.\r\n" + missing,
+        "Unrecognized file format.\r\n" + (folder / "text.txt").string(),
+        "File corrupted: unreadable samples count.\r\n" + (folder / "empty.psn").string(),
+        "File corrupted: unreadable samples count.\r\n" + (folder / "nocount.psn").string(),
+        "File corrupted: unreadable samples count.\r\n" + (folder / "huge.psn").string(),
+        "File already loaded.\r\n" + good,
+    };
+    EXPECT_EQ(host.messages, expected);
+    EXPECT_EQ(host.titles, std::vector<std::string>(6, "File loading error"));
+    EXPECT_EQ(engine.FilesCount(), 1);
+}
+
+TEST_F(EngineTest, SamePathSpelledDifferentlyIsAnotherFile) {
+    PsnFile(folder, "a.psn", 3);
+    EXPECT_TRUE(engine.AddFile((folder / "a.psn").string()));
+    EXPECT_TRUE(engine.AddFile((folder / "." / "a.psn").string()));
+    EXPECT_EQ(engine.FilesCount(), 2);
+}
+
+TEST_F(EngineTest, QuietEngineShowsNothing) {
+    engine.SetVerbose(false);
+    EXPECT_FALSE(engine.AddFile((folder / "missing").string()));
+    EXPECT_TRUE(host.messages.empty());
+}
+
+// A detected format whose header cannot be read reports through the load dispatcher.
+TEST_F(EngineTest, HeaderLoadFailureText) {
+    WriteFile(folder / "x.seg2", std::string("U:\x01\x00", 4) + std::string(100, '\0'));
+    const std::string path = (folder / "x.seg2").string();
+    EXPECT_FALSE(engine.AddFile(path));
+    ASSERT_EQ(host.messages.size(), 1u);
+    EXPECT_EQ(host.messages[0].rfind(
+                  "Error loading file header.\r\nInput file: " + path + "\r\nAdditional info: ", 0),
+              0u);
+    EXPECT_TRUE(
+        host.messages[0].ends_with("\r\nPlease help us to improve the software sending the file to "
+                                   "vibrex-support@example.org"));
+    EXPECT_EQ(host.icons[0], MessageIcon::Exclamation);
+}
+
+TEST_F(EngineTest, SettersIgnoreBadValuesAndIndices) {
+    ASSERT_TRUE(engine.AddFile(PsnFile(folder, "a.psn", 3)));
+    engine.SetFileOutputFormat(0, FileFormat::SAC);
+    engine.SetFileOutputFormat(0, FileFormat::Unknown);
+    engine.SetFileOutputFormat(0, static_cast<FileFormat>(14));
+    EXPECT_EQ(engine.FileOutputFormat(0), FileFormat::SAC);
+
+    engine.SetWAVFactor(0, 500);
+    EXPECT_EQ(engine.WAVFactor(0), 0);
+    engine.SetFileOutputFormat(0, FileFormat::WAV);
+    EXPECT_EQ(engine.WAVFactor(0), 1);
+    EXPECT_EQ(engine.WAVBitCount(0), 32);
+    engine.SetWAVFactor(0, 500);
+    engine.SetFileOutputFormat(0, FileFormat::SAC);
+    EXPECT_FALSE(engine.WAVAvailable(0));
+    engine.SetFileOutputFormat(0, FileFormat::WAV);
+    EXPECT_EQ(engine.WAVFactor(0), 500);
+
+    for (int bad : {-1, 1}) {
+        engine.SetFileOutputPath(bad, "x");
+        EXPECT_EQ(engine.FilePath(bad), "");
+        EXPECT_EQ(engine.FileFormat(bad), FileFormat::Unknown);
+        EXPECT_EQ(engine.FileChannelsCount(bad), 0);
+        EXPECT_EQ(engine.FileStatus(bad), ConversionStatus::Idle);
+        EXPECT_FALSE(engine.WAVAvailable(bad));
+    }
+}
+
+TEST_F(EngineTest, HeaderPropertiesEditAndFreshness) {
+    ASSERT_TRUE(engine.AddFile(PsnFile(folder, "a.psn", 3)));
+    EXPECT_EQ(engine.HeaderProperty(0, 0, kSps), "100");
+    EXPECT_EQ(engine.HeaderProperty(0, 0, kNumberOfSamples), "3");
+    engine.SetHeaderProperty(0, 0, kStationCode, "ABC");
+    EXPECT_EQ(engine.HeaderProperty(0, 0, kStationCode), "ABC");
+    EXPECT_FALSE(engine.HeaderPropertyFresh(0, 0, kStationCode));
+    EXPECT_TRUE(engine.HeaderPropertyFresh(0, 0, kSps));
+    for (auto [channel, property] : {std::pair{0, 32}, {0, -1}, {1, 0}, {-1, 0}}) {
+        engine.SetHeaderProperty(0, channel, property, "x");
+        EXPECT_EQ(engine.HeaderProperty(0, channel, property), "");
+        EXPECT_FALSE(engine.HeaderPropertyFresh(0, channel, property));
+    }
+}
+
+TEST_F(EngineTest, AvailabilityFollowsTheOutputFormat) {
+    ASSERT_TRUE(engine.AddFile(PsnFile(folder, "a.psn", 3)));
+    EXPECT_FALSE(engine.HeaderPropertyAvailable(0, kStartTime)); // no output format yet
+    engine.SetFileOutputFormat(0, FileFormat::WAV);
+    EXPECT_FALSE(engine.HeaderPropertyAvailable(0, kStartTime));
+    EXPECT_TRUE(engine.HeaderPropertyAvailable(0, kNumberOfSamples));
+    EXPECT_TRUE(engine.HeaderPropertyAvailable(0, kSps));
+    EXPECT_TRUE(engine.HeaderPropertyAvailable(0, kAdConverterBits));
+    engine.SetFileOutputFormat(0, FileFormat::Geonode);
+    for (int property = 0; property < 32; ++property) {
+        EXPECT_FALSE(engine.HeaderPropertyAvailable(0, property));
+    }
+    engine.SetFileOutputFormat(0, FileFormat::PSNCM6);
+    for (int property = 0; property < 31; ++property) {
+        EXPECT_TRUE(engine.HeaderPropertyAvailable(0, property));
+    }
+    EXPECT_FALSE(engine.HeaderPropertyAvailable(0, kOffset));
+    engine.SetFileOutputFormat(0, FileFormat::SU);
+    EXPECT_TRUE(engine.HeaderPropertyAvailable(0, kOffset));
+    EXPECT_FALSE(engine.HeaderPropertyAvailable(0, 32));
+    EXPECT_FALSE(engine.HeaderPropertyAvailable(1, kSps));
+}
+
+TEST_F(EngineTest, RemoveFileShiftsTheList) {
+    ASSERT_TRUE(engine.AddFile(PsnFile(folder, "a.psn", 3)));
+    ASSERT_TRUE(engine.AddFile(PsnFile(folder, "b.psn", 4)));
+    engine.RemoveFile(5);
+    engine.RemoveFile(0);
+    ASSERT_EQ(engine.FilesCount(), 1);
+    EXPECT_EQ(engine.FilePath(0), (folder / "b.psn").string());
+    engine.RemoveFile(0);
+    EXPECT_EQ(engine.FilesCount(), 0);
+    EXPECT_EQ(engine.FilePath(0), "");
+}
+
+TEST_F(EngineTest, ChannelAndSampleLimits) {
+    for (const char* name : {"a.psn", "b.psn", "c.psn"}) {
+        ASSERT_TRUE(engine.AddFile(PsnFile(folder, name, 3)));
+    }
+    engine.SetFileOutputFormat(0, FileFormat::SAF);
+    EXPECT_EQ(engine.MergeGoodChannelCount(), 0);
+    EXPECT_EQ(engine.GoodChannelCount(0), 0);
+    ASSERT_TRUE(engine.AddFile(PsnFile(folder, "d.psn", 40000)));
+    EXPECT_EQ(engine.MergeGoodChannelCount(), 3);
+    engine.SetFileOutputFormat(0, FileFormat::SEG2);
+    EXPECT_EQ(engine.MergeGoodChannelCount(), 0);
+
+    engine.SetFileOutputFormat(3, FileFormat::SU);
+    EXPECT_EQ(engine.GoodSamplesCount(3), 32767);
+    engine.SetFileOutputFormat(3, FileFormat::SAC);
+    EXPECT_EQ(engine.GoodSamplesCount(3), 0);
+}
+
+TEST(EngineLifecycle, WorkFolderLivesAsLongAsTheEngine) {
+    TempFolder folder;
+    std::filesystem::path work;
+    {
+        ClsConverter engine(nullptr, folder.Path());
+        work = engine.WorkFolder();
+        EXPECT_TRUE(std::filesystem::is_directory(work));
+        const std::string name = work.filename().string();
+        ASSERT_EQ(name.size(), 34u);
+        EXPECT_EQ(name.front(), '{');
+        EXPECT_EQ(name.back(), '}');
+        EXPECT_EQ(name.find_first_not_of("0123456789ABCDEF", 1), 33u);
+    }
+    EXPECT_FALSE(std::filesystem::exists(work));
+}
+
+TEST(EngineCatalogue, NamesStatusesAndColours) {
+    EXPECT_EQ(ClsConverter::StringToFileFormat("PSNTEXTASCII"), FileFormat::PSNINT);
+    EXPECT_EQ(ClsConverter::StringToFileFormat("psntextcm6"), FileFormat::PSNCM6);
+    EXPECT_EQ(ClsConverter::StringToFileFormat("ONDARO2"), FileFormat::Ondaro);
+    EXPECT_EQ(ClsConverter::StringToFileFormat("Geonode"), FileFormat::Geonode);
+    EXPECT_EQ(ClsConverter::StringToFileFormat("wav (audio)"), FileFormat::WAV);
+    EXPECT_EQ(ClsConverter::StringToFileFormat("WAV"), FileFormat::Unknown);
+    EXPECT_EQ(ClsConverter::StringToFileFormat(""), FileFormat::Unknown);
+    EXPECT_EQ(ClsConverter::FileFormatToString(static_cast<FileFormat>(14)), "Unknown");
+    EXPECT_EQ(ClsConverter::GetFileFormatExtensions(FileFormat::WAV),
+              std::vector<std::string>{".wav"});
+    EXPECT_EQ(ClsConverter::GetFileFormatExtensions(FileFormat::miniSeed),
+              (std::vector<std::string>{".mseed", ".dat"}));
+    EXPECT_TRUE(ClsConverter::GetFileFormatExtensions(FileFormat::Unknown).empty());
+    EXPECT_TRUE(ClsConverter::IsMultichannelFormat(static_cast<FileFormat>(99)));
+    EXPECT_FALSE(ClsConverter::IsMultichannelFormat(FileFormat::Unknown));
+    EXPECT_FALSE(ClsConverter::IsMultichannelFormat(FileFormat::Geonode));
+    EXPECT_TRUE(ClsConverter::IsMultichannelFormat(FileFormat::Seisan));
+    EXPECT_EQ(ClsConverter::HeaderPropertyToString(24), "Sensor Station Code");
+    EXPECT_EQ(ClsConverter::ConversionStatusToString(static_cast<ConversionStatus>(7)), "Unknown");
+    EXPECT_EQ(ClsConverter::ConversionStatusToColor(ConversionStatus::Aborted), 0x00FFFFu);
+    EXPECT_EQ(ClsConverter::ConversionStatusToColor(ConversionStatus::Failed), 0x0000FFu);
+}
+
+} // namespace
+} // namespace vibrex

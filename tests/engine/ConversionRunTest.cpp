@@ -1,0 +1,280 @@
+#include "engine/ChannelFile.h"
+#include "engine/ClsConverter.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+namespace vibrex {
+namespace {
+
+using test::PsnText;
+using test::ReadFile;
+using test::ReadLines;
+using test::RecordingHost;
+using test::TempFolder;
+using test::WriteFile;
+
+class RunTest : public ::testing::Test {
+protected:
+    std::string AddPsn(const std::string& name, int samples, const std::string& station = "STA") {
+        std::vector<std::string> values;
+        for (int i = 0; i < samples; ++i) {
+            values.push_back(std::to_string(i - samples / 2));
+        }
+        const auto path = (folder / name).string();
+        WriteFile(path, PsnText({"Start Time: 2015/03/01 12:30:45.250",
+                                 "Number of Samples: " + std::to_string(samples), "SPS: 100",
+                                 "Station Code: " + station, "Component Name: HHZ"},
+                                values));
+        EXPECT_TRUE(engine.AddFile(path));
+        const int index = engine.FilesCount() - 1;
+        engine.SetFileOutputFormat(index, FileFormat::PSNINT);
+        engine.SetFileOutputPath(index, (folder / ("out-" + name)).string());
+        return path;
+    }
+
+    bool WorkFolderIsEmpty() const { return std::filesystem::is_empty(engine.WorkFolder()); }
+
+    TempFolder folder;
+    RecordingHost host;
+    ClsConverter engine{&host, folder.Path()};
+};
+
+TEST_F(RunTest, SeparateModeConvertsEveryFileAndSkipsMissingOnes) {
+    AddPsn("a.psn", 30);
+    const auto b = AddPsn("b.psn", 40);
+    AddPsn("c.psn", 50);
+    std::filesystem::remove(b);
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Success);
+    EXPECT_EQ(engine.FileStatus(1), ConversionStatus::FileMissing);
+    EXPECT_EQ(engine.FileStatus(2), ConversionStatus::Success);
+    EXPECT_EQ(engine.FileProgress(0), 100);
+    EXPECT_TRUE(std::filesystem::exists(folder / "out-c.psn"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "out-b.psn"));
+    EXPECT_TRUE(WorkFolderIsEmpty());
+    EXPECT_TRUE(host.windowMaximums.empty()); // ShowUI is off
+}
+
+// Work total = 2 x samples, step = 1% of it: a 1000-sample file reports 1, 2, ... 100 percent.
+TEST_F(RunTest, ProgressStepsThroughBothStages) {
+    AddPsn("a.psn", 1000);
+    engine.SetShowUI(true);
+    std::vector<int> seen;
+    host.onDoEvents = [&] { seen.push_back(engine.FileProgress(0)); };
+    engine.StartConversion();
+    ASSERT_EQ(host.windowMaximums, std::vector<std::int64_t>{2000});
+    std::vector<int> expected = {0};
+    for (int percent = 1; percent <= 100; ++percent) {
+        expected.push_back(percent);
+    }
+    EXPECT_EQ(seen, expected);
+    ASSERT_EQ(host.windowValues.size(), 101u);
+    EXPECT_EQ(host.windowValues[0], 20);
+    EXPECT_EQ(host.windowValues.back(), 2000);
+    EXPECT_EQ(host.windowCloses, 1);
+}
+
+TEST_F(RunTest, SmallFilesStepEverySample) {
+    AddPsn("a.psn", 30);
+    AddPsn("b.psn", 250);
+    engine.SetShowUI(true);
+    engine.StartConversion();
+    EXPECT_EQ(host.windowMaximums, (std::vector<std::int64_t>{60, 500}));
+    EXPECT_EQ(host.windowValues.size(), (60 + 1) + (100 + 1)); // each step, then the final value
+}
+
+TEST_F(RunTest, AbortDuringTheSecondFileStopsTheRun) {
+    AddPsn("a.psn", 300);
+    AddPsn("b.psn", 300);
+    AddPsn("c.psn", 300);
+    host.onDoEvents = [&] {
+        if (engine.FileStatus(1) == ConversionStatus::InProgress && engine.FileProgress(1) >= 20) {
+            engine.Abort();
+        }
+    };
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Success);
+    EXPECT_EQ(engine.FileStatus(1), ConversionStatus::Aborted);
+    EXPECT_EQ(engine.FileStatus(2), ConversionStatus::Idle);
+    EXPECT_TRUE(WorkFolderIsEmpty());
+    engine.Abort(); // outside a run: nothing to stop, and the next run starts afresh
+    host.onDoEvents = nullptr;
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(2), ConversionStatus::Success);
+}
+
+TEST_F(RunTest, AbortWhileWritingRemovesThePartialOutput) {
+    AddPsn("a.psn", 300);
+    host.onDoEvents = [&] {
+        if (engine.FileProgress(0) >= 75) {
+            engine.Abort();
+        }
+    };
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Aborted);
+    EXPECT_FALSE(std::filesystem::exists(folder / "out-a.psn"));
+    EXPECT_TRUE(WorkFolderIsEmpty());
+}
+
+TEST_F(RunTest, MergeNumbersChannelsAcrossFiles) {
+    AddPsn("a.psn", 30, "AAA");
+    AddPsn("b.psn", 40, "BBB");
+    engine.SetMergeFilePath((folder / "all.psn").string());
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Success);
+    EXPECT_EQ(engine.FileStatus(1), ConversionStatus::Success);
+    const auto second = ReadLines(folder / "all2.psn");
+    EXPECT_NE(std::find(second.begin(), second.end(), "Station Code: BBB"), second.end());
+    EXPECT_EQ(second.size(), 36u + 40u);
+    EXPECT_TRUE(std::filesystem::exists(folder / "all1.psn"));
+    EXPECT_TRUE(WorkFolderIsEmpty());
+}
+
+TEST_F(RunTest, MergeStopsAtAMissingFileAndOthersReturnToIdle) {
+    AddPsn("a.psn", 30);
+    const auto b = AddPsn("b.psn", 30);
+    AddPsn("c.psn", 30);
+    std::filesystem::remove(b);
+    engine.SetMergeFilePath((folder / "all.psn").string());
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Idle);
+    EXPECT_EQ(engine.FileStatus(1), ConversionStatus::FileMissing);
+    EXPECT_EQ(engine.FileStatus(2), ConversionStatus::Idle);
+    EXPECT_FALSE(std::filesystem::exists(folder / "all1.psn"));
+    EXPECT_TRUE(WorkFolderIsEmpty());
+    EXPECT_TRUE(host.messages.empty());
+}
+
+TEST_F(RunTest, AbortDuringAMergeMarksEveryFile) {
+    AddPsn("a.psn", 300);
+    AddPsn("b.psn", 300);
+    engine.SetMergeFilePath((folder / "all.psn").string());
+    host.onDoEvents = [&] {
+        if (engine.FileStatus(1) == ConversionStatus::InProgress) {
+            engine.Abort();
+        }
+    };
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Aborted);
+    EXPECT_EQ(engine.FileStatus(1), ConversionStatus::Aborted);
+    EXPECT_TRUE(WorkFolderIsEmpty());
+}
+
+TEST_F(RunTest, WriterFailureInAMergeFailsEveryFile) {
+    AddPsn("a.psn", 30);
+    AddPsn("b.psn", 30);
+    const auto merged = folder / "no-such-folder" / "all.psn";
+    engine.SetMergeFilePath(merged.string());
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Failed);
+    EXPECT_EQ(engine.FileStatus(1), ConversionStatus::Failed);
+    ASSERT_EQ(host.messages.size(), 1u);
+    const auto source = engine.WorkFolder() / "converter1.tmp";
+    const auto target = folder / "no-such-folder" / "all1.psn";
+    EXPECT_EQ(host.messages[0],
+              "Error while converting intermediate files to output\r\n"
+              "\r\nAdditional info: Can't copy an intermediate file:" +
+                  source.string() + " over the output file: " + target.string() +
+                  "\r\nPlease help us to improve the software sending the file to "
+                  "vibrex-support@example.org");
+    EXPECT_TRUE(WorkFolderIsEmpty());
+}
+
+TEST_F(RunTest, ReaderFailureFailsOnlyThatFile) {
+    WriteFile(folder / "bad.psn", PsnText({"Number of Samples: 2"}, {"1", "oops"}));
+    ASSERT_TRUE(engine.AddFile((folder / "bad.psn").string()));
+    engine.SetFileOutputFormat(0, FileFormat::PSNINT);
+    engine.SetFileOutputPath(0, (folder / "bad-out.psn").string());
+    AddPsn("good.psn", 30);
+    engine.SetDataInversion(true);
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Failed);
+    EXPECT_EQ(engine.FileStatus(1), ConversionStatus::Success);
+    ASSERT_EQ(host.messages.size(), 1u);
+    EXPECT_EQ(host.messages[0].rfind("Error while converting input to intermediate files\r\n"
+                                     "\r\nAdditional info: Not a sample",
+                                     0),
+              0u);
+    EXPECT_TRUE(WorkFolderIsEmpty());
+}
+
+TEST_F(RunTest, MissingWriterFailsWithTheWriterText) {
+    AddPsn("a.psn", 30);
+    engine.SetFileOutputFormat(0, FileFormat::SEG2);
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Failed);
+    ASSERT_EQ(host.messages.size(), 1u);
+    EXPECT_EQ(host.messages[0].rfind("Error while converting intermediate files to output", 0), 0u);
+}
+
+TEST_F(RunTest, AutomaticNamesComeFromTheHeader) {
+    AddPsn("a.psn", 30, "VBRX");
+    engine.SetFileAutoNaming(0, true);
+    engine.SetFileOutputPath(0, (folder / "ignored-name.psn").string());
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Success);
+    EXPECT_TRUE(std::filesystem::exists(folder / "2015-03-01_12-30-45_VBRX_HHZ.psn"));
+}
+
+TEST_F(RunTest, UserEditedHeaderReachesTheOutput) {
+    AddPsn("a.psn", 30);
+    engine.SetHeaderProperty(0, 0, kSensorLatitude, "46.25");
+    engine.StartConversion();
+    const auto lines = ReadLines(folder / "out-a.psn");
+    EXPECT_NE(std::find(lines.begin(), lines.end(), "Sensor Latitude: 46.25"), lines.end());
+}
+
+TEST(ChannelFile, HeaderBlockIsThirtySixCrLfLines) {
+    TempFolder folder;
+    {
+        OutputFile out(folder / "c.tmp");
+        WriteChannelHeader(out, HeaderValues{}, "SAC");
+        out.Close();
+    }
+    const std::string text = ReadFile(folder / "c.tmp");
+    const std::string expected =
+        "! PSN ASCII Event File Format 2.0\r\nStart Time: \r\nNumber of Samples: \r\nSPS: \r\n"
+        "Lock Indicator: \r\nTime Reference Type: \r\nComment: \r\nA/D Converter Bits: \r\n"
+        "Data Maximum: \r\nData Minimum: \r\n! Sensor Information:\r\nSensor Location: \r\n"
+        "Sensor Latitude: \r\nSensor Longitude: \r\nSensor Elevation: \r\n"
+        "Sensor Orientation: \r\nSensor Incident: \r\nSensor Azimuth: \r\nSensor Type: \r\n"
+        "Sensor Measurement Unit: \r\nSensor Sensitivity: \r\nSensor ID: \r\n"
+        "Magnitude Correction: \r\nComponent Name: \r\nNetwork Affiliation: \r\n"
+        "Datalogger: \r\nStation Code: \r\nSensor Generator Constant: \r\n"
+        "Sensor Free Period: \r\nSensor Damping Factor: \r\nCh Gain: \r\n"
+        "Ch Filter Frequency: \r\nCh Filter Poles: \r\nOffset: \r\nFile Format: SAC\r\n"
+        "Data: \r\n";
+    EXPECT_EQ(text, expected);
+}
+
+// Written values come back under their keys, "Sensor Station Code" included.
+TEST(ChannelFile, HeaderReadsBack) {
+    TempFolder folder;
+    HeaderValues written;
+    for (int property = 0; property < kHeaderPropertiesCount; ++property) {
+        written[property] = "value " + std::to_string(property);
+    }
+    {
+        OutputFile out(folder / "c.tmp");
+        WriteChannelHeader(out, written, "PSNINT");
+        out.Line("17");
+        out.Close();
+    }
+    ChannelFileReader reader(folder / "c.tmp");
+    EXPECT_EQ(reader.Header(), written);
+    std::string_view sample;
+    ASSERT_TRUE(reader.NextSample(sample));
+    EXPECT_EQ(sample, "17");
+    EXPECT_FALSE(reader.NextSample(sample));
+
+    WriteFile(folder / "d.psn", "Sensor Station Code: XYZ\nsps:50\ndata:\n");
+    LineReader lines(folder / "d.psn");
+    HeaderValues read;
+    EXPECT_TRUE(ReadHeaderBlock(lines, read));
+    EXPECT_EQ(read[kStationCode], "XYZ");
+    EXPECT_EQ(read[kSps], "50");
+}
+
+} // namespace
+} // namespace vibrex

@@ -1,0 +1,226 @@
+#include "formats/Steim.h"
+
+#include "formats/MiniSeedFixture.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <limits>
+#include <random>
+#include <vector>
+
+namespace vibrex {
+namespace {
+
+using Samples = test::SampleList;
+using test::RandomWalk;
+using DataArea = std::array<unsigned char, kSteimDataBytes>;
+
+struct Record {
+    DataArea data{};
+    int count = 0;
+};
+
+constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
+constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
+constexpr int kEncodings[] = {kEncodingInt32, kEncodingSteim1, kEncodingSteim2};
+
+// Streams samples through the encoder the way the miniSEED writer does: fill up to 735, encode,
+// go on filling at the returned index; at the end, pad with the last sample until all is packed.
+std::vector<Record> Pack(const Samples& samples, int encoding, int wordOrder) {
+    std::array<std::int32_t, kSteimBufferSamples> buffer{};
+    std::vector<Record> records;
+    const auto encode = [&] {
+        records.emplace_back();
+        const int r = encode_steim(buffer.data(), records.back().data.data(), encoding, wordOrder);
+        records.back().count = kSteimEncodeEnd - r;
+        return r;
+    };
+    int fill = 1;
+    for (const std::int32_t sample : samples) {
+        buffer[fill++] = sample;
+        if (fill == kSteimEncodeEnd) {
+            fill = encode();
+        }
+    }
+    while (fill > 1) {
+        std::fill(buffer.begin() + fill, buffer.end(), buffer[fill - 1]);
+        const int pending = fill - 1;
+        encode();
+        records.back().count = std::min(records.back().count, pending);
+        fill -= records.back().count;
+    }
+    return records;
+}
+
+std::uint32_t BigEndianWord(const DataArea& data, int word) {
+    const unsigned char* at = data.data() + 4 * word;
+    return std::uint32_t{at[0]} << 24 | std::uint32_t{at[1]} << 16 | std::uint32_t{at[2]} << 8 |
+           at[3];
+}
+
+std::uint32_t LittleEndianWord(const DataArea& data, int word) {
+    const unsigned char* at = data.data() + 4 * word;
+    return std::uint32_t{at[3]} << 24 | std::uint32_t{at[2]} << 16 | std::uint32_t{at[1]} << 8 |
+           at[0];
+}
+
+// Decodes every record, checking each Steim record's last sample against its frame 0 (the
+// integrity check of independent readers).
+Samples Unpack(const std::vector<Record>& records, int encoding, int wordOrder) {
+    Samples all;
+    std::array<std::int32_t, kSteimBufferSamples> buffer;
+    for (const Record& record : records) {
+        const int decoded = decode_steim(record.data.data(), buffer.data(), encoding, wordOrder);
+        EXPECT_GE(decoded, record.count);
+        all.insert(all.end(), buffer.begin(), buffer.begin() + record.count);
+        if (encoding != kEncodingInt32) {
+            const std::uint32_t xn =
+                wordOrder == 1 ? BigEndianWord(record.data, 2) : LittleEndianWord(record.data, 2);
+            EXPECT_EQ(static_cast<std::int32_t>(xn), buffer[record.count - 1]);
+        }
+    }
+    return all;
+}
+
+void ExpectRoundTrip(const Samples& samples) {
+    for (const int encoding : kEncodings) {
+        for (const int wordOrder : {0, 1}) {
+            SCOPED_TRACE(testing::Message() << "encoding " << encoding << ", word order "
+                                            << wordOrder << ", " << samples.size() << " samples");
+            const auto records = Pack(samples, encoding, wordOrder);
+            EXPECT_EQ(Unpack(records, encoding, wordOrder), samples);
+        }
+    }
+}
+
+// Runs of steps at the edge of every field width, so every word shape is used at its limits.
+Samples EveryFieldWidth() {
+    Samples samples{0};
+    for (const int width : {4, 5, 6, 8, 10, 15, 16, 30, 32}) {
+        const std::int64_t high = (std::int64_t{1} << (width - 1)) - 1;
+        for (int run = 0; run < 9; ++run) {
+            const std::int64_t step = run % 2 == 0 ? high : -high - 1;
+            const std::int64_t next = std::clamp<std::int64_t>(samples.back() + step, kMin, kMax);
+            samples.push_back(static_cast<std::int32_t>(next));
+        }
+    }
+    return samples;
+}
+
+TEST(Steim, RoundTripsAwkwardSequences) {
+    ExpectRoundTrip(RandomWalk(5000, 12, 1));
+    ExpectRoundTrip(RandomWalk(3000, 31, 2));
+    ExpectRoundTrip(EveryFieldWidth());
+    // Jumps beyond 30 bits end a Steim-2 record early; wrapped sums must still come out exact.
+    ExpectRoundTrip({kMin, kMax, kMin, 0, kMax, -1, kMin, kMin, kMax, kMax, 536870911, -536870912,
+                     536870912, -536870913, 0, 1 << 29});
+    ExpectRoundTrip(Samples(2000, kMin));
+    for (const std::size_t length :
+         {1, 2, 7, 111, 112, 113, 411, 412, 413, 720, 721, 722, 734, 735, 1442, 1469}) {
+        ExpectRoundTrip(RandomWalk(length, 4, static_cast<unsigned>(length)));
+    }
+}
+
+TEST(Steim, FillsSevenFramesExactly) {
+    // Steps of 4 bits fill Steim-2's 103 data words with 7 each; 8 bits fill Steim-1's with 4.
+    const Samples small = RandomWalk(2 * 721, 4, 7);
+    const auto steim2 = Pack(small, kEncodingSteim2, 1);
+    ASSERT_EQ(steim2.size(), 2u);
+    EXPECT_EQ(steim2[0].count, 721);
+    EXPECT_EQ(steim2[1].count, 721);
+
+    const auto steim1 = Pack(RandomWalk(2 * 412, 8, 8), kEncodingSteim1, 1);
+    ASSERT_EQ(steim1.size(), 2u);
+    EXPECT_EQ(steim1[0].count, 412);
+
+    const auto int32 = Pack(RandomWalk(224, 31, 9), kEncodingInt32, 1);
+    ASSERT_EQ(int32.size(), 2u);
+    EXPECT_EQ(int32[0].count, 112);
+}
+
+TEST(Steim, LargeFirstSampleCostsNoRoom) {
+    // Decoders ignore the first difference, so a first sample far from 0 must not widen a word.
+    Samples samples(721, 1000000000);
+    for (std::size_t i = 1; i < samples.size(); ++i) {
+        samples[i] = samples[i - 1] + (i % 2 == 0 ? 7 : -8);
+    }
+    const auto records = Pack(samples, kEncodingSteim2, 1);
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(Unpack(records, kEncodingSteim2, 1), samples);
+}
+
+DataArea Bytes(std::initializer_list<unsigned> bytes) {
+    DataArea data{};
+    std::copy(bytes.begin(), bytes.end(), data.begin());
+    return data;
+}
+
+Samples Decoded(const DataArea& data, int encoding, int wordOrder) {
+    std::array<std::int32_t, kSteimBufferSamples> buffer;
+    buffer.fill(-1);
+    const int count = decode_steim(data.data(), buffer.data(), encoding, wordOrder);
+    EXPECT_TRUE(std::all_of(buffer.begin() + count, buffer.end(), [](auto s) { return s == 0; }));
+    return Samples(buffer.begin(), buffer.begin() + count);
+}
+
+TEST(Steim, DecodesHandMadeFramesInBothWordOrders) {
+    const Samples expected{10, 12, 9, 9, 20, 1020, 1021};
+    // Steim-2: W3 = 5x6 (0, 2, -3, 0, 11), W4 = 2x15 (1000, 1).
+    EXPECT_EQ(Decoded(Bytes({0x03, 0x80, 0,    0,    0,    0,    0,    10,   0,    0,
+                             0x03, 0xFD, 0x00, 0x0B, 0xD0, 0x0B, 0x81, 0xF4, 0x00, 0x01}),
+                      kEncodingSteim2, 1),
+              expected);
+    EXPECT_EQ(Decoded(Bytes({0, 0, 0x80, 0x03, 10,   0,    0,    0,    0xFD, 0x03,
+                             0, 0, 0x0B, 0xD0, 0x0B, 0x00, 0x01, 0x00, 0xF4, 0x81}),
+                      kEncodingSteim2, 0),
+              expected);
+    // Steim-1: W3 = 4x8 (0, 2, -3, 0), W4 = 2x16 (11, 1000), W5 = 1x32 (1). In little-endian
+    // data the 4x8 bytes stay in sample order and each 16-bit half is swapped in place.
+    EXPECT_EQ(Decoded(Bytes({0x01, 0xB0, 0,    0,    0,    0,    0,    10,   0, 0, 0x03, 0xFD,
+                             0x00, 0x02, 0xFD, 0x00, 0x00, 0x0B, 0x03, 0xE8, 0, 0, 0,    1}),
+                      kEncodingSteim1, 1),
+              expected);
+    EXPECT_EQ(Decoded(Bytes({0,    0,    0xB0, 0x01, 10,   0,    0,    0,    0xFD, 0x03, 0, 0,
+                             0x00, 0x02, 0xFD, 0x00, 0x0B, 0x00, 0xE8, 0x03, 1,    0,    0, 0}),
+                      kEncodingSteim1, 0),
+              expected);
+    const Samples int32 =
+        Decoded(Bytes({0xFF, 0xFF, 0xFF, 0xFE, 0x80, 0, 0, 0}), kEncodingInt32, 1);
+    ASSERT_EQ(int32.size(), 112u);
+    EXPECT_EQ(int32[0], -2);
+    EXPECT_EQ(int32[1], kMin);
+}
+
+TEST(Steim, IllegalWordEndsDecoding) {
+    // W3 = 4x8, W4 = code 2 with sub-code 0 (illegal), W5 = 4x8 again.
+    const Samples decoded = Decoded(
+        Bytes({0x01, 0x90, 0, 0, 0, 0, 0, 5, 0, 0, 0, 0, 0, 1, 1, 1, 0x00, 0, 0, 1, 1, 1, 1, 1}),
+        kEncodingSteim2, 1);
+    EXPECT_EQ(decoded, (Samples{5, 6, 7, 8}));
+    EXPECT_TRUE(Decoded(DataArea{}, 12, 1).empty());
+}
+
+TEST(Steim, GarbageNeverLeavesTheBuffers) {
+    std::mt19937 random(42);
+    std::uniform_int_distribution<int> byte(0, 255);
+    constexpr int kGuard = 64;
+    constexpr std::int32_t kCanary = 0x5A5A5A5A;
+    std::vector<std::int32_t> guarded(kSteimBufferSamples + kGuard, kCanary);
+    for (int round = 0; round < 3000; ++round) {
+        std::vector<unsigned char> data(kSteimDataBytes); // exact size, so overreads show in ASan
+        for (auto& b : data) {
+            b = static_cast<unsigned char>(byte(random));
+        }
+        const int encoding = kEncodings[round % 3];
+        const int count = decode_steim(data.data(), guarded.data(), encoding, round % 2);
+        EXPECT_LE(count, 721);
+        EXPECT_GE(count, 0);
+        EXPECT_TRUE(std::all_of(guarded.begin() + kSteimBufferSamples, guarded.end(),
+                                [](auto s) { return s == kCanary; }));
+    }
+}
+
+} // namespace
+} // namespace vibrex

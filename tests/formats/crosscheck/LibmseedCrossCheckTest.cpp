@@ -1,0 +1,205 @@
+#include "formats/MiniSeedFixture.h"
+#include "formats/Steim.h"
+
+#include <cmath>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <libmseed.h>
+
+// libmseed, an independent reader and writer, checks every miniSEED file Vibrex writes and
+// every file it reads.
+namespace vibrex::test {
+namespace {
+
+// What libmseed logs while decoding: its Steim integrity check reports there.
+std::vector<std::string> g_libmseedMessages;
+
+void CollectMessage(char* message) {
+    g_libmseedMessages.emplace_back(message);
+}
+
+struct LibmseedTrace {
+    SampleList samples;
+    std::string network, station, location, channel;
+    hptime_t start = 0;
+    double rate = 0;
+    std::vector<int> recordCounts;
+};
+
+LibmseedTrace ReadWithLibmseed(const std::filesystem::path& path) {
+    ms_loginit(CollectMessage, nullptr, CollectMessage, nullptr);
+    g_libmseedMessages.clear();
+    LibmseedTrace trace;
+    MSFileParam* file = nullptr;
+    MSRecord* record = nullptr;
+    while (ms_readmsr_r(&file, &record, path.c_str(), 0, nullptr, nullptr, 1, 1, 0) == MS_NOERROR) {
+        if (trace.recordCounts.empty()) {
+            trace = {{},
+                     record->network,
+                     record->station,
+                     record->location,
+                     record->channel,
+                     record->starttime,
+                     record->samprate,
+                     {}};
+        }
+        EXPECT_EQ(record->sampletype, 'i');
+        const auto* data = static_cast<const std::int32_t*>(record->datasamples);
+        trace.samples.insert(trace.samples.end(), data, data + record->numsamples);
+        trace.recordCounts.push_back(static_cast<int>(record->numsamples));
+    }
+    ms_readmsr_r(&file, &record, nullptr, 0, nullptr, nullptr, 0, 0, 0);
+    return trace;
+}
+
+void AppendRecord(char* record, int length, void* file) {
+    static_cast<std::string*>(file)->append(record, static_cast<std::size_t>(length));
+}
+
+constexpr int kStartDay = 100; // 2020/04/09
+
+// The samples as libmseed packs them into 512-byte big-endian records.
+std::string PackWithLibmseed(SampleList samples, int encoding, bool withBlockette1001) {
+    MSRecord* record = msr_init(nullptr);
+    std::strcpy(record->network, "XX");
+    std::strcpy(record->station, "LIBM");
+    std::strcpy(record->channel, "BHZ");
+    record->dataquality = 'D';
+    record->starttime = ms_time2hptime(2020, kStartDay, 12, 0, 0, 500000);
+    record->samprate = 100;
+    record->reclen = 512;
+    record->encoding = static_cast<std::int8_t>(encoding);
+    record->byteorder = 1;
+    record->datasamples = samples.data();
+    record->numsamples = static_cast<std::int64_t>(samples.size());
+    record->sampletype = 'i';
+    if (withBlockette1001) {
+        // Blockette 1000 first, so the layout is the standard 1000 at 48, 1001 at 56.
+        blkt_1000_s blockette1000{};
+        msr_addblockette(record, reinterpret_cast<char*>(&blockette1000), sizeof blockette1000,
+                         1000, 0);
+        blkt_1001_s blockette1001{};
+        blockette1001.framecnt = 7;
+        msr_addblockette(record, reinterpret_cast<char*>(&blockette1001), sizeof blockette1001,
+                         1001, 0);
+    }
+    std::string file;
+    std::int64_t packed = 0;
+    EXPECT_GT(msr_pack(record, AppendRecord, &file, &packed, 1, 0), 0);
+    EXPECT_EQ(packed, record->numsamples);
+    record->datasamples = nullptr; // ours
+    msr_free(&record);
+    return file;
+}
+
+class LibmseedCrossCheck : public MiniSeedFixture {};
+
+TEST_F(LibmseedCrossCheck, EveryFileWeWriteDecodesInLibmseed) {
+    std::vector<SampleList> sequences;
+    for (const std::size_t length : {1, 2, 720, 721, 722, 1442, 1443, 20000}) {
+        for (const int bits : {4, 12, 30}) {
+            sequences.push_back(RandomWalk(length, bits, static_cast<unsigned>(length) + bits));
+        }
+    }
+    sequences.push_back(RandomWalk(5000, 32, 1)); // steps beyond 30 bits end records early
+    for (const SampleList& samples : sequences) {
+        SCOPED_TRACE(testing::Message() << samples.size() << " samples");
+        const LibmseedTrace trace = ReadWithLibmseed(WrittenMiniSeed("ours", samples));
+        EXPECT_EQ(g_libmseedMessages, std::vector<std::string>());
+        EXPECT_EQ(trace.samples, samples);
+        EXPECT_EQ(trace.network + "." + trace.station + "." + trace.location + "." + trace.channel,
+                  "XX.STAT.00.HHZ");
+        EXPECT_EQ(trace.start, ms_time2hptime(2016, 60, 23, 59, 58, 123400));
+        EXPECT_EQ(trace.rate, 100);
+    }
+}
+
+TEST_F(LibmseedCrossCheck, EveryFileLibmseedPacksReadsInVibrex) {
+    struct Packing {
+        int encoding;
+        bool blockette1001;
+    };
+    for (const Packing packing : {Packing{DE_STEIM1, false}, Packing{DE_STEIM2, false},
+                                  Packing{DE_STEIM2, true}, Packing{DE_INT32, true}}) {
+        const SampleList longest = RandomWalk(5000, 14, 2);
+        // Lengths that end inside a record and exactly at the end of one, two and three.
+        const LibmseedTrace records = [&] {
+            WriteFile(m_folder / "all.mseed",
+                      PackWithLibmseed(longest, packing.encoding, packing.blockette1001));
+            return ReadWithLibmseed(m_folder / "all.mseed");
+        }();
+        std::vector<std::size_t> lengths = {1, 99, 1000, longest.size()};
+        std::size_t boundary = 0;
+        for (std::size_t i = 0; i < 3; ++i) {
+            boundary += static_cast<std::size_t>(records.recordCounts.at(i));
+            lengths.push_back(boundary);
+        }
+        for (const std::size_t length : lengths) {
+            SCOPED_TRACE(testing::Message()
+                         << "encoding " << packing.encoding << ", " << length << " samples");
+            const SampleList samples(longest.begin(), longest.begin() + length);
+            const auto file = m_folder / "libmseed.mseed";
+            WriteFile(file, PackWithLibmseed(samples, packing.encoding, packing.blockette1001));
+            EXPECT_EQ(ReadMiniSeed(file), samples);
+            EXPECT_EQ(m_engine.HeaderProperty(0, 0, kStartTime), "2020/04/09 12:00:00.5000");
+        }
+    }
+}
+
+SampleList Sine(std::size_t count, double amplitude) {
+    SampleList samples;
+    for (std::size_t i = 0; i < count; ++i) {
+        samples.push_back(static_cast<std::int32_t>(amplitude * std::sin(0.01 * i)));
+    }
+    return samples;
+}
+
+TEST_F(LibmseedCrossCheck, OurSteim2IsNoLargerThanLibmseeds) {
+    std::vector<SampleList> sets = {RandomWalk(30000, 4, 3),  RandomWalk(30000, 9, 4),
+                                    RandomWalk(30000, 16, 5), RandomWalk(30000, 29, 6),
+                                    Sine(30000, 1000),        Sine(30000, 5e6)};
+    if (const auto folder = TestDataFolder(); !folder.empty()) {
+        sets.push_back(ReadMiniSeed(folder / "mseed" / "CH.BALST..LHE.D.2025.314"));
+    }
+    for (const SampleList& samples : sets) {
+        const auto ours = std::filesystem::file_size(WrittenMiniSeed("ours", samples));
+        EXPECT_LE(ours, PackWithLibmseed(samples, DE_STEIM2, true).size());
+    }
+}
+
+// Our decoder against libmseed's on every 512-byte record of the real files, whatever their
+// encoding, word order or quality letter.
+TEST(LibmseedCodec, DecodesEveryRealRecordAsLibmseedDoes) {
+    const auto folder = TestDataFolder();
+    if (folder.empty()) {
+        GTEST_SKIP() << "no test data folder";
+    }
+    ms_loginit(CollectMessage, nullptr, CollectMessage, nullptr);
+    int compared = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder / "mseed")) {
+        std::string bytes = ReadFile(entry.path());
+        for (std::size_t offset = 0; offset + 512 <= bytes.size(); offset += 512) {
+            char* raw = bytes.data() + offset;
+            MSRecord* record = nullptr;
+            if (msr_parse(raw, 512, &record, 512, 1, 0) != MS_NOERROR) {
+                continue;
+            }
+            if (record->Blkt1000 == nullptr || record->Blkt1000->reclen != 9) {
+                msr_free(&record);
+                continue; // a part of a longer record
+            }
+            SCOPED_TRACE(entry.path().filename().string() + " at " + std::to_string(offset));
+            std::array<std::int32_t, kSteimBufferSamples> samples;
+            decode_steim(reinterpret_cast<unsigned char*>(raw) + 64, samples.data(),
+                         record->encoding, record->Blkt1000->byteorder);
+            const auto* theirs = static_cast<const std::int32_t*>(record->datasamples);
+            EXPECT_TRUE(std::equal(theirs, theirs + record->numsamples, samples.begin()));
+            ++compared;
+            msr_free(&record);
+        }
+    }
+    EXPECT_GT(compared, 400);
+}
+
+} // namespace
+} // namespace vibrex::test
