@@ -8,3 +8,7 @@ for target in "out/quake.sac,SAC" "out/quake.mseed,miniSeed" "out/quake.wav,WAV 
     build/vibrex "CONVERT,examples/quake.psn,$target"
     echo "Converted examples/quake.psn -> ${target%%,*}"
 done
+if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
+    echo "Opening the Vibrex window..."
+    exec build/vibrex
+fi
