@@ -1,7 +1,5 @@
 #include "formats/FileIO.h"
 
-#include "formats/Numbers.h"
-
 #include <cstring>
 #include <stdexcept>
 
@@ -48,13 +46,6 @@ OutputFile::~OutputFile() {
     }
 }
 
-char* OutputFile::Room(std::size_t count) {
-    if (m_used + count > m_buffer.size()) {
-        Flush();
-    }
-    return m_buffer.data() + m_used;
-}
-
 void OutputFile::Flush() {
     if (m_used > 0 && std::fwrite(m_buffer.data(), 1, m_used, m_file.get()) != m_used) {
         m_used = 0;
@@ -63,16 +54,14 @@ void OutputFile::Flush() {
     m_used = 0;
 }
 
-void OutputFile::Write(const void* bytes, std::size_t count) {
-    if (count > m_buffer.size()) {
-        Flush();
-        if (std::fwrite(bytes, 1, count, m_file.get()) != count) {
-            throw std::runtime_error("Can't write the file: " + m_path.string());
-        }
-        return;
+void OutputFile::WriteBeyondBuffer(const void* bytes, std::size_t count) {
+    Flush();
+    if (count <= m_buffer.size()) {
+        std::memcpy(m_buffer.data(), bytes, count);
+        m_used = count;
+    } else if (std::fwrite(bytes, 1, count, m_file.get()) != count) {
+        throw std::runtime_error("Can't write the file: " + m_path.string());
     }
-    std::memcpy(Room(count), bytes, count);
-    m_used += count;
 }
 
 void OutputFile::Line(std::string_view text) {
@@ -86,30 +75,6 @@ void OutputFile::Line(std::string_view text) {
     out[text.size()] = '\r';
     out[text.size() + 1] = '\n';
     m_used += text.size() + 2;
-}
-
-void OutputFile::IntegerLine(std::int64_t value) {
-    char* start = Room(32);
-    char* end = AppendInteger(start, value);
-    *end++ = '\r';
-    *end++ = '\n';
-    m_used += static_cast<std::size_t>(end - start);
-}
-
-void OutputFile::NumberLine(double value) {
-    char* start = Room(40);
-    char* end = AppendNumber(start, value);
-    *end++ = '\r';
-    *end++ = '\n';
-    m_used += static_cast<std::size_t>(end - start);
-}
-
-void OutputFile::NumberLine(float value) {
-    char* start = Room(40);
-    char* end = AppendNumber(start, value);
-    *end++ = '\r';
-    *end++ = '\n';
-    m_used += static_cast<std::size_t>(end - start);
 }
 
 void OutputFile::Close() {

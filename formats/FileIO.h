@@ -1,7 +1,10 @@
 #pragma once
 
+#include "formats/Numbers.h"
+
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string_view>
@@ -41,16 +44,45 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
 
     bool IsOpen() const { return m_file != nullptr; }
-    void Write(const void* bytes, std::size_t count);
+    // Inline, as are the line writers: they run once for every sample of a recording.
+    void Write(const void* bytes, std::size_t count) {
+        if (count > m_buffer.size() - m_used) {
+            WriteBeyondBuffer(bytes, count);
+            return;
+        }
+        std::memcpy(m_buffer.data() + m_used, bytes, count);
+        m_used += count;
+    }
     void Line(std::string_view text);
-    void IntegerLine(std::int64_t value);
-    void NumberLine(double value);
-    void NumberLine(float value);
+    void IntegerLine(std::int64_t value) {
+        AppendLine([value](char* out) { return AppendInteger(out, value); });
+    }
+    void NumberLine(double value) {
+        AppendLine([value](char* out) { return AppendNumber(out, value); });
+    }
+    void NumberLine(float value) {
+        AppendLine([value](char* out) { return AppendNumber(out, value); });
+    }
     // Flushes and closes; throws std::runtime_error when the data did not reach the disk.
     void Close();
 
 private:
-    char* Room(std::size_t count);
+    // A number's text and the line end, written straight into the buffer.
+    template <typename Append> void AppendLine(Append append) {
+        constexpr std::size_t kLongestLine = 32 + 2;
+        char* start = Room(kLongestLine);
+        char* end = append(start);
+        end[0] = '\r';
+        end[1] = '\n';
+        m_used += static_cast<std::size_t>(end + 2 - start);
+    }
+    char* Room(std::size_t count) {
+        if (count > m_buffer.size() - m_used) {
+            Flush();
+        }
+        return m_buffer.data() + m_used;
+    }
+    void WriteBeyondBuffer(const void* bytes, std::size_t count);
     void Flush();
 
     FileHandle m_file;

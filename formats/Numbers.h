@@ -1,5 +1,9 @@
 #pragma once
 
+#include "formats/ByteOrder.h"
+
+#include <bit>
+#include <charconv>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -30,8 +34,38 @@ std::optional<std::int32_t> RoundToInt32(double value);
 std::string NumberToText(double value);
 std::string NumberToText(float value);
 
+namespace detail {
+
+// The eight decimal digits of a value below 10^8, one per byte, the most significant in the
+// lowest byte: the value is split into halves, quarters and single digits, all lanes at once.
+inline std::uint64_t EightDigits(std::uint32_t value) {
+    std::uint64_t lanes = value / 10000 | std::uint64_t{value % 10000} << 32;
+    std::uint64_t high = (lanes * 10486 >> 20) & 0x0000007F0000007F; // each lane / 100
+    lanes = high | (lanes - high * 100) << 16;
+    high = (lanes * 103 >> 10) & 0x000F000F000F000F; // each lane / 10
+    return high | (lanes - high * 10) << 8;
+}
+
+} // namespace detail
+
 // Appends the decimal text of a value to a buffer; returns the end. Buffers need 32 characters.
-char* AppendInteger(char* out, std::int64_t value);
+// Inline: it runs once for every sample of a recording. Signs and lengths of samples vary
+// unpredictably, so the common case branches on neither.
+inline char* AppendInteger(char* out, std::int64_t value) {
+    *out = '-';
+    out += value < 0;
+    const std::uint64_t magnitude =
+        value < 0 ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
+    if (magnitude >= 100000000) {
+        return std::to_chars(out, out + 24, magnitude).ptr;
+    }
+    const std::uint64_t digits = detail::EightDigits(static_cast<std::uint32_t>(magnitude));
+    // Leading zeros sit in the low bytes; the last digit is written even when it is 0.
+    const int leadingZeros = std::countr_zero(digits | std::uint64_t{1} << 56) / 8;
+    StoreAs(reinterpret_cast<unsigned char*>(out),
+            (digits | 0x3030303030303030) >> (8 * leadingZeros), ByteOrder::Little);
+    return out + 8 - leadingZeros;
+}
 char* AppendNumber(char* out, double value);
 char* AppendNumber(char* out, float value);
 
