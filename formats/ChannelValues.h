@@ -16,7 +16,7 @@ std::optional<float> HeaderFloat(const HeaderValues& values, int property);
 // Rounded half to even; a value beyond 32 bits fails as well.
 std::optional<std::int32_t> HeaderWholeNumber(const HeaderValues& values, int property);
 
-// One sample line.
+// One sample line, as a ChannelFileReader gives it (so with kReadAhead readable bytes after it).
 double SampleNumber(std::string_view text);
 float SampleFloat(std::string_view text);
 // Integer text exactly, other numbers rounded half to even; beyond 32 bits it fails as well.

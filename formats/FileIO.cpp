@@ -90,7 +90,7 @@ void OutputFile::Close() {
 
 LineReader::LineReader(const std::filesystem::path& path) : m_file(OpenFile(path, "rb")) {
     if (m_file) {
-        m_buffer.resize(kBufferSize);
+        m_buffer.resize(kBufferSize + kReadAhead);
     }
 }
 
@@ -103,14 +103,15 @@ bool LineReader::Refill() {
     std::memmove(m_buffer.data(), m_buffer.data() + m_begin, kept);
     m_begin = 0;
     m_end = kept;
-    if (m_end == m_buffer.size()) {
-        if (m_buffer.size() >= kMaxLineLength) {
+    std::size_t room = m_buffer.size() - kReadAhead;
+    if (m_end == room) {
+        if (room >= kMaxLineLength) {
             throw std::runtime_error("A line is too long to be read as text.");
         }
-        m_buffer.resize(m_buffer.size() * 2);
+        room *= 2;
+        m_buffer.resize(room + kReadAhead);
     }
-    const std::size_t got =
-        std::fread(m_buffer.data() + m_end, 1, m_buffer.size() - m_end, m_file.get());
+    const std::size_t got = std::fread(m_buffer.data() + m_end, 1, room - m_end, m_file.get());
     m_end += got;
     if (got == 0) {
         m_eof = true;
@@ -118,39 +119,22 @@ bool LineReader::Refill() {
     return got > 0;
 }
 
-bool LineReader::Next(std::string_view& line) {
+bool LineReader::NextAfterRefill(std::string_view& line) {
     if (!m_file) {
         return false;
     }
-    std::size_t searchFrom = m_begin;
     for (;;) {
-        const char* start = m_buffer.data() + searchFrom;
-        const void* found = std::memchr(start, '\n', m_end - searchFrom);
-        if (found != nullptr) {
-            const std::size_t newline =
-                static_cast<std::size_t>(static_cast<const char*>(found) - m_buffer.data());
-            std::size_t length = newline - m_begin;
-            if (length > 0 && m_buffer[newline - 1] == '\r') {
-                --length;
-            }
-            line = std::string_view(m_buffer.data() + m_begin, length);
-            m_begin = newline + 1;
-            return true;
-        }
         const std::size_t scanned = m_end - m_begin;
         if (!Refill()) {
             if (m_begin == m_end) {
                 return false;
             }
-            std::size_t length = m_end - m_begin;
-            if (m_buffer[m_end - 1] == '\r') {
-                --length;
-            }
-            line = std::string_view(m_buffer.data() + m_begin, length);
-            m_begin = m_end;
+            TakeLine(m_end, m_end, line);
             return true;
         }
-        searchFrom = m_begin + scanned;
+        if (FindLine(m_begin + scanned, line)) {
+            return true;
+        }
     }
 }
 

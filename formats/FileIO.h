@@ -91,15 +91,41 @@ private:
     std::size_t m_used = 0;
 };
 
-// Text input one line at a time, CR LF or LF, without the line end.
+// Text input one line at a time, CR LF or LF, without the line end. Every line is followed by
+// kReadAhead readable bytes, so that the numbers in it can be read a word at a time.
 class LineReader {
 public:
     explicit LineReader(const std::filesystem::path& path);
     bool IsOpen() const { return m_file != nullptr; }
-    // The next line, valid until the following call; false at the end of the file.
-    bool Next(std::string_view& line);
+    // The next line, valid until the following call; false at the end of the file. Inline: it
+    // runs once for every sample of a recording.
+    bool Next(std::string_view& line) { return FindLine(m_begin, line) || NextAfterRefill(line); }
 
 private:
+    // The line from m_begin when its end lies in the buffer at or after `searchFrom`.
+    bool FindLine(std::size_t searchFrom, std::string_view& line) {
+        if (searchFrom == m_end) {
+            return false;
+        }
+        const char* data = m_buffer.data();
+        const void* found = std::memchr(data + searchFrom, '\n', m_end - searchFrom);
+        if (found == nullptr) {
+            return false;
+        }
+        const auto newline = static_cast<std::size_t>(static_cast<const char*>(found) - data);
+        TakeLine(newline, newline + 1, line);
+        return true;
+    }
+    // The line from m_begin to `end` without a CR before it; the next one starts at `next`.
+    void TakeLine(std::size_t end, std::size_t next, std::string_view& line) {
+        const char* data = m_buffer.data();
+        if (end > m_begin && data[end - 1] == '\r') {
+            --end;
+        }
+        line = std::string_view(data + m_begin, end - m_begin);
+        m_begin = next;
+    }
+    bool NextAfterRefill(std::string_view& line);
     bool Refill();
 
     FileHandle m_file;

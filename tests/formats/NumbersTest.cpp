@@ -1,14 +1,119 @@
 #include "formats/Numbers.h"
 
+#include "engine/ChannelFile.h"
+#include "formats/ChannelValues.h"
+#include "formats/FileIO.h"
+#include "support/TestSupport.h"
+
+#include <bit>
 #include <charconv>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <limits>
+#include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace vibrex::test {
 namespace {
+
+// ---- Sample lines: the plain-integer reading agrees with the general parsers ----------------
+
+// A sample's text as a reader's buffer holds it: more text follows, which reading ahead must
+// ignore. Digits are the most misleading bytes to find there.
+class BufferedText {
+public:
+    explicit BufferedText(std::string_view text) : m_bytes(std::string(text) + "98765432") {}
+    std::string_view Text() const {
+        return std::string_view(m_bytes).substr(0, m_bytes.size() - 8);
+    }
+
+private:
+    std::string m_bytes;
+};
+
+template <typename T> std::uint64_t Bits(T value) {
+    if constexpr (sizeof(T) == 4) {
+        return std::bit_cast<std::uint32_t>(value);
+    } else {
+        return std::bit_cast<std::uint64_t>(value);
+    }
+}
+
+// The sample reader gives the general parser's value to the bit (so "-0" stays negative), and
+// fails exactly where the general parser finds no value.
+template <typename T, typename General, typename Sample>
+void ExpectSameAsGeneral(std::string_view text, General general, Sample sample) {
+    const BufferedText buffered(text);
+    const auto expected = general(text);
+    if (!expected) {
+        EXPECT_THROW(sample(buffered.Text()), std::runtime_error) << '"' << text << '"';
+        return;
+    }
+    T value{};
+    ASSERT_NO_THROW(value = sample(buffered.Text())) << '"' << text << '"';
+    EXPECT_EQ(Bits(value), Bits(*expected)) << '"' << text << '"';
+}
+
+void ExpectEverySampleReaderAgrees(std::string_view text) {
+    ExpectSameAsGeneral<float>(text, ParseFloat, SampleFloat);
+    ExpectSameAsGeneral<double>(text, ParseNumber, SampleNumber);
+    ExpectSameAsGeneral<std::int32_t>(text, ParseSampleInt32, SampleWholeNumber);
+}
+
+TEST(SampleText, AwkwardTextReadsAsTheGeneralParsersReadIt) {
+    const char* const texts[] = {
+        "0",           "-0",
+        "+0",          "+5",
+        "-5",          "007",
+        "-007",        "00000000",
+        "9",           "99999999",
+        "-99999999",   "100000000",
+        "-100000000",  "16777216",
+        "16777217",    "-16777217",
+        "16777219",    "2147483647",
+        "-2147483648", "2147483648",
+        "-2147483649", "99999999999999999999",
+        " 12 ",        "12 ",
+        "1e3",         "1.5",
+        "-0.0",        ".5",
+        "-",           "+",
+        "+-5",         "-+5",
+        "--5",         "12a",
+        "a12",         "1 2",
+        "0x10",        "1/2",
+        "1:2",         "nan",
+        "inf",         "",
+    };
+    for (const char* text : texts) {
+        ExpectEverySampleReaderAgrees(text);
+    }
+}
+
+TEST(SampleText, IntegersAcrossTheRangeReadExactly) {
+    std::vector<std::int64_t> values;
+    for (std::int64_t power = 1; power <= 1'000'000'000; power *= 10) {
+        for (const std::int64_t near : {power - 1, power, power + 1}) {
+            values.push_back(near);
+            values.push_back(-near);
+        }
+    }
+    for (std::int64_t offset = -3; offset <= 3; ++offset) {
+        values.push_back((std::int64_t{1} << 24) + offset);
+        values.push_back(-(std::int64_t{1} << 24) + offset);
+    }
+    values.push_back(std::numeric_limits<std::int32_t>::max());
+    values.push_back(std::numeric_limits<std::int32_t>::min());
+    std::mt19937 random(7);
+    for (int i = 0; i < 20000; ++i) {
+        // Every length from 1 to 10 digits, about equally often.
+        values.push_back(static_cast<std::int32_t>(random()) >> (random() % 32));
+    }
+    for (const std::int64_t value : values) {
+        ExpectEverySampleReaderAgrees(std::to_string(value));
+    }
+}
 
 // ---- Numbers written as text: the fast forms give the general forms' very text ---------------
 
@@ -52,6 +157,35 @@ TEST(NumberText, WholeFloatsAsTheirShortestText) {
     for (std::int32_t whole = -(1 << 24); whole <= (1 << 24); whole += 997) {
         ExpectShortestText(static_cast<float>(whole));
     }
+}
+
+// ---- Lines: the read-ahead room survives refills and growth ---------------------------------
+
+TEST(SampleLines, EveryLineReadsBackAcrossRefillsAndAnOverlongLine) {
+    TempFolder folder;
+    std::string text = "Data: \r\n";
+    std::vector<float> expected;
+    std::mt19937 random(3);
+    while (text.size() < (3u << 20)) {
+        const auto value = static_cast<std::int32_t>(random()) >> (random() % 32);
+        text += std::to_string(value) + (random() % 2 ? "\r\n" : "\n");
+        expected.push_back(static_cast<float>(value));
+        if (expected.size() == 100000) { // longer than the whole buffer
+            text += std::string(3u << 20, ' ') + "-42\r\n";
+            expected.push_back(-42);
+        }
+    }
+    text += "7"; // the last line without its line end
+    expected.push_back(7);
+    WriteFile(folder / "samples.txt", text);
+
+    ChannelFileReader reader(folder / "samples.txt");
+    std::vector<float> samples;
+    std::string_view sample;
+    while (reader.NextSample(sample)) {
+        samples.push_back(SampleFloat(sample));
+    }
+    EXPECT_EQ(samples, expected);
 }
 
 } // namespace
