@@ -1,5 +1,6 @@
 #include "formats/FileIO.h"
 
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 
@@ -10,6 +11,28 @@ namespace {
 constexpr std::size_t kBufferSize = 1 << 20;
 // A longer "line" is not text the system reads; refusing it keeps memory bounded.
 constexpr std::size_t kMaxLineLength = 16 << 20;
+
+// Line ends are looked for a block at a time; the buffer has a block's room after its data, which
+// also gives every line the read-ahead room numbers need.
+constexpr std::size_t kBlockSize = 64;
+static_assert(kBlockSize >= kReadAhead);
+
+// Bit i set where byte i of the block is a line feed.
+std::uint64_t LineFeedBits(const char* block) {
+    constexpr std::uint64_t kLow7 = 0x7F7F7F7F7F7F7F7F;
+    std::uint64_t bits = 0;
+    for (std::size_t word = 0; word < kBlockSize / 8; ++word) {
+        const std::uint64_t x =
+            LoadAs<std::uint64_t>(reinterpret_cast<const unsigned char*>(block) + 8 * word,
+                                  ByteOrder::Little) ^
+            0x0A0A0A0A0A0A0A0A;
+        // The high bit of each byte that is 0, with no carry from one byte into the next.
+        const std::uint64_t zero = ~(((x & kLow7) + kLow7) | x | kLow7);
+        // The eight high bits gathered into the top byte.
+        bits |= ((zero >> 7) * 0x0102040810204080 >> 56) << (8 * word);
+    }
+    return bits;
+}
 
 FileHandle OpenFile(const std::filesystem::path& path, const char* mode) {
     return FileHandle(std::fopen(path.c_str(), mode));
@@ -90,8 +113,18 @@ void OutputFile::Close() {
 
 LineReader::LineReader(const std::filesystem::path& path) : m_file(OpenFile(path, "rb")) {
     if (m_file) {
-        m_buffer.resize(kBufferSize + kReadAhead);
+        m_buffer.resize(kBufferSize + kBlockSize);
     }
+}
+
+void LineReader::ScanBlock() {
+    m_blockStart = m_scanned;
+    m_lineFeeds = LineFeedBits(m_buffer.data() + m_blockStart);
+    const std::size_t left = m_end - m_blockStart;
+    if (left < kBlockSize) {
+        m_lineFeeds &= (std::uint64_t{1} << left) - 1; // what lies beyond is stale
+    }
+    m_scanned = m_blockStart + std::min(left, kBlockSize);
 }
 
 bool LineReader::Refill() {
@@ -103,13 +136,14 @@ bool LineReader::Refill() {
     std::memmove(m_buffer.data(), m_buffer.data() + m_begin, kept);
     m_begin = 0;
     m_end = kept;
-    std::size_t room = m_buffer.size() - kReadAhead;
+    m_scanned = kept; // it holds no line end
+    std::size_t room = m_buffer.size() - kBlockSize;
     if (m_end == room) {
         if (room >= kMaxLineLength) {
             throw std::runtime_error("A line is too long to be read as text.");
         }
         room *= 2;
-        m_buffer.resize(room + kReadAhead);
+        m_buffer.resize(room + kBlockSize);
     }
     const std::size_t got = std::fread(m_buffer.data() + m_end, 1, room - m_end, m_file.get());
     m_end += got;
@@ -123,19 +157,16 @@ bool LineReader::NextAfterRefill(std::string_view& line) {
     if (!m_file) {
         return false;
     }
-    for (;;) {
-        const std::size_t scanned = m_end - m_begin;
-        if (!Refill()) {
-            if (m_begin == m_end) {
-                return false;
-            }
-            TakeLine(m_end, m_end, line);
-            return true;
-        }
-        if (FindLine(m_begin + scanned, line)) {
+    while (Refill()) {
+        if (FindLine(line)) {
             return true;
         }
     }
+    if (m_begin == m_end) {
+        return false;
+    }
+    TakeLine(m_end, m_end, line);
+    return true;
 }
 
 } // namespace vibrex

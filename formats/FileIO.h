@@ -2,6 +2,7 @@
 
 #include "formats/Numbers.h"
 
+#include <bit>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -99,21 +100,21 @@ public:
     bool IsOpen() const { return m_file != nullptr; }
     // The next line, valid until the following call; false at the end of the file. Inline: it
     // runs once for every sample of a recording.
-    bool Next(std::string_view& line) { return FindLine(m_begin, line) || NextAfterRefill(line); }
+    bool Next(std::string_view& line) { return FindLine(line) || NextAfterRefill(line); }
 
 private:
-    // The line from m_begin when its end lies in the buffer at or after `searchFrom`.
-    bool FindLine(std::size_t searchFrom, std::string_view& line) {
-        if (searchFrom == m_end) {
-            return false;
+    // Line ends are found 64 bytes at a time, as bits, so that finding one line's end does not
+    // wait on finding the previous one's.
+    bool FindLine(std::string_view& line) {
+        while (m_lineFeeds == 0) {
+            if (m_scanned == m_end) {
+                return false;
+            }
+            ScanBlock();
         }
-        const char* data = m_buffer.data();
-        const void* found = std::memchr(data + searchFrom, '\n', m_end - searchFrom);
-        if (found == nullptr) {
-            return false;
-        }
-        const auto newline = static_cast<std::size_t>(static_cast<const char*>(found) - data);
-        TakeLine(newline, newline + 1, line);
+        const std::size_t lineFeed = m_blockStart + std::countr_zero(m_lineFeeds);
+        m_lineFeeds &= m_lineFeeds - 1;
+        TakeLine(lineFeed, lineFeed + 1, line);
         return true;
     }
     // The line from m_begin to `end` without a CR before it; the next one starts at `next`.
@@ -125,6 +126,7 @@ private:
         line = std::string_view(data + m_begin, end - m_begin);
         m_begin = next;
     }
+    void ScanBlock();
     bool NextAfterRefill(std::string_view& line);
     bool Refill();
 
@@ -132,6 +134,11 @@ private:
     std::vector<char> m_buffer;
     std::size_t m_begin = 0;
     std::size_t m_end = 0;
+    // The line feeds not yet taken of the block from m_blockStart, bit i for byte i; the bytes
+    // before m_scanned are all in such blocks.
+    std::uint64_t m_lineFeeds = 0;
+    std::size_t m_blockStart = 0;
+    std::size_t m_scanned = 0;
     bool m_eof = false;
 };
 

@@ -159,33 +159,59 @@ TEST(NumberText, WholeFloatsAsTheirShortestText) {
     }
 }
 
-// ---- Lines: the read-ahead room survives refills and growth ---------------------------------
+// ---- Lines: found across blocks, refills and growth, with the read-ahead room kept ---------
 
-TEST(SampleLines, EveryLineReadsBackAcrossRefillsAndAnOverlongLine) {
-    TempFolder folder;
-    std::string text = "Data: \r\n";
-    std::vector<float> expected;
-    std::mt19937 random(3);
-    while (text.size() < (3u << 20)) {
-        const auto value = static_cast<std::int32_t>(random()) >> (random() % 32);
-        text += std::to_string(value) + (random() % 2 ? "\r\n" : "\n");
-        expected.push_back(static_cast<float>(value));
-        if (expected.size() == 100000) { // longer than the whole buffer
-            text += std::string(3u << 20, ' ') + "-42\r\n";
-            expected.push_back(-42);
+class SampleFile {
+public:
+    // Lines of random samples up to `size` bytes; blanks before some of them make lines that
+    // span whole blocks of the reader.
+    void AddRandomLines(std::size_t size, unsigned seed) {
+        std::mt19937 random(seed);
+        while (m_text.size() < size) {
+            const auto value = static_cast<std::int32_t>(random()) >> (random() % 32);
+            const std::string blanks(random() % 8 == 0 ? random() % 200 : 0, ' ');
+            Add(blanks + std::to_string(value) + (random() % 2 ? "\r\n" : "\n"), value);
         }
     }
-    text += "7"; // the last line without its line end
-    expected.push_back(7);
-    WriteFile(folder / "samples.txt", text);
-
-    ChannelFileReader reader(folder / "samples.txt");
-    std::vector<float> samples;
-    std::string_view sample;
-    while (reader.NextSample(sample)) {
-        samples.push_back(SampleFloat(sample));
+    void Add(const std::string& line, float value) {
+        m_text += line;
+        m_expected.push_back(value);
     }
-    EXPECT_EQ(samples, expected);
+    void ExpectReadBack() const {
+        TempFolder folder;
+        WriteFile(folder / "samples.txt", "Data: \r\n" + m_text);
+        ChannelFileReader reader(folder / "samples.txt");
+        std::vector<float> samples;
+        std::string_view sample;
+        while (reader.NextSample(sample)) {
+            samples.push_back(SampleFloat(sample));
+        }
+        EXPECT_EQ(samples, m_expected);
+    }
+
+private:
+    std::string m_text;
+    std::vector<float> m_expected;
+};
+
+// The last read fills the buffer only in part: behind it lie earlier lines, dense with line
+// ends, which must not be taken for lines.
+TEST(SampleLines, LastLineAfterAPartlyFilledBuffer) {
+    SampleFile file;
+    file.AddRandomLines(1u << 19, 3);
+    for (int i = 0; i < 500000; ++i) {
+        file.Add(i % 2 ? "5\n" : "-6\r\n", i % 2 ? 5.0f : -6.0f);
+    }
+    file.Add("7", 7); // without its line end
+    file.ExpectReadBack();
+}
+
+TEST(SampleLines, LineLongerThanTheBuffer) {
+    SampleFile file;
+    file.AddRandomLines(1u << 19, 4);
+    file.Add(std::string(3u << 20, ' ') + "-42\r\n", -42);
+    file.AddRandomLines(2u << 20, 5);
+    file.ExpectReadBack();
 }
 
 } // namespace
