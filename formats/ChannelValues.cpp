@@ -50,16 +50,6 @@ T ParsedSample(std::string_view text, std::string_view expected = "a number") {
     return *value;
 }
 
-// Sample lines are nearly always plain integers; anything else takes the general parser.
-template <typename T, std::optional<T> (*parse)(std::string_view)>
-T PlainOrParsedSample(std::string_view text) {
-    PlainInteger plain;
-    if (ParsePlainInteger(text, plain)) {
-        return plain.As<T>();
-    }
-    return ParsedSample<T, parse>(text);
-}
-
 } // namespace
 
 std::optional<double> HeaderNumber(const HeaderValues& values, int property) {
@@ -82,20 +72,20 @@ std::optional<std::int32_t> HeaderWholeNumber(const HeaderValues& values, int pr
     return whole;
 }
 
-double SampleNumber(std::string_view text) {
-    return PlainOrParsedSample<double, ParseNumber>(text);
+namespace detail {
+
+double GeneralSampleNumber(std::string_view text) {
+    return ParsedSample<double, ParseNumber>(text);
 }
 
-float SampleFloat(std::string_view text) {
-    return PlainOrParsedSample<float, ParseFloat>(text);
+float GeneralSampleFloat(std::string_view text) {
+    return ParsedSample<float, ParseFloat>(text);
 }
 
-std::int32_t SampleWholeNumber(std::string_view text) {
-    PlainInteger plain;
-    if (ParsePlainInteger(text, plain)) {
-        return static_cast<std::int32_t>(plain.Value()); // at most 8 digits: it fits
-    }
+std::int32_t GeneralSampleWholeNumber(std::string_view text) {
     return ParsedSample<std::int32_t, ParseSampleInt32>(text, "a 32-bit whole number");
 }
+
+} // namespace detail
 
 } // namespace vibrex
