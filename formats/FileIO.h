@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -58,6 +59,9 @@ public:
     void IntegerLine(std::int64_t value) {
         AppendLine([value](char* out) { return AppendInteger(out, value); });
     }
+    // A line for each value: a whole record of samples written with the write position kept
+    // in a register rather than updated in memory after every line.
+    void IntegerLines(std::span<const std::int32_t> values);
     void NumberLine(double value) {
         AppendLine([value](char* out) { return AppendNumber(out, value); });
     }
