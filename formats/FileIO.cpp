@@ -41,6 +41,11 @@ FileHandle OpenFile(const std::filesystem::path& path, const char* mode) {
 } // namespace
 
 InputFile::InputFile(const std::filesystem::path& path) : m_file(OpenFile(path, "rb")) {
+    constexpr std::size_t kReadBufferSize = 1 << 16;
+    if (m_file) {
+        m_readBuffer = std::make_unique<char[]>(kReadBufferSize);
+        std::setvbuf(m_file.get(), m_readBuffer.get(), _IOFBF, kReadBufferSize);
+    }
     if (m_file && std::fseek(m_file.get(), 0, SEEK_END) == 0) {
         const long size = std::ftell(m_file.get());
         m_size = size > 0 ? static_cast<std::uint64_t>(size) : 0;

@@ -32,6 +32,9 @@ public:
     bool ReadExact(void* into, std::size_t count) { return Read(into, count) == count; }
 
 private:
+    // Records are read one by one; the usual 4 KiB buffer would cost a system call every 8.
+    // Declared before the file, so that it outlives it.
+    std::unique_ptr<char[]> m_readBuffer;
     FileHandle m_file;
     std::uint64_t m_size = 0;
 };
