@@ -71,14 +71,22 @@ void StoreWord(unsigned char* frame, int word, std::uint32_t value, ByteOrder or
     StoreAs<std::uint32_t>(frame + 4 * word, value, order);
 }
 
-// The shape of a Steim-2 data word, or null for a word that holds no differences or is illegal.
-const WordShape* Steim2ShapeOf(std::uint32_t code, std::uint32_t subCode) {
+// The shape of each Steim-2 data word by code * 4 + sub-code (which 4x8 words do not have); null
+// for a word that holds no differences or is illegal. A lookup, as shapes vary from word to word.
+constexpr std::array<const WordShape*, 16> kSteim2ShapeByCodes = [] {
+    std::array<const WordShape*, 16> table{};
     for (const WordShape& shape : kSteim2Shapes) {
-        if (shape.code == code && (code == 1 || shape.subCode == subCode)) {
-            return &shape;
+        for (std::uint32_t subCode = 0; subCode < 4; ++subCode) {
+            if (shape.code == 1 || shape.subCode == subCode) {
+                table[shape.code * 4 + subCode] = &shape;
+            }
         }
     }
-    return nullptr;
+    return table;
+}();
+
+const WordShape* Steim2ShapeOf(std::uint32_t code, std::uint32_t subCode) {
+    return kSteim2ShapeByCodes[code * 4 + subCode];
 }
 
 std::int32_t SignExtended(std::uint32_t field, int width) {
