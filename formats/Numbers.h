@@ -104,14 +104,20 @@ std::string NumberToText(float value);
 
 namespace detail {
 
+// Splits every lane of `lanes` into a lane of half the width above it, holding the remainder
+// by `divisor`, below the quotient: high | (lanes - high * divisor) << width, with one multiply
+// fewer on the way, as samples are formatted by the million.
+inline std::uint64_t SplitLanes(std::uint64_t lanes, std::uint64_t high, std::uint64_t divisor,
+                                int width) {
+    return (lanes << width) + high * (1 - (divisor << width));
+}
+
 // The eight decimal digits of a value below 10^8, one per byte, the most significant in the
 // lowest byte: the value is split into halves, quarters and single digits, all lanes at once.
 inline std::uint64_t EightDigits(std::uint32_t value) {
-    std::uint64_t lanes = value / 10000 | std::uint64_t{value % 10000} << 32;
-    std::uint64_t high = (lanes * 10486 >> 20) & 0x0000007F0000007F; // each lane / 100
-    lanes = high | (lanes - high * 100) << 16;
-    high = (lanes * 103 >> 10) & 0x000F000F000F000F; // each lane / 10
-    return high | (lanes - high * 10) << 8;
+    std::uint64_t lanes = SplitLanes(value, value / 10000, 10000, 32);
+    lanes = SplitLanes(lanes, (lanes * 10486 >> 20) & 0x0000007F0000007F, 100, 16); // lane / 100
+    return SplitLanes(lanes, (lanes * 103 >> 10) & 0x000F000F000F000F, 10, 8);      // lane / 10
 }
 
 } // namespace detail

@@ -131,6 +131,10 @@ TEST(NumberText, IntegersAsToCharsWritesThem) {
             values.push_back(-near);
         }
     }
+    std::mt19937_64 random(11);
+    for (int i = 0; i < 100000; ++i) { // every length, about equally often
+        values.push_back(static_cast<std::int64_t>(random()) >> (random() % 64));
+    }
     for (const std::int64_t value : values) {
         char buffer[32];
         EXPECT_EQ(std::string(buffer, AppendInteger(buffer, value)), ToCharsText(value));
