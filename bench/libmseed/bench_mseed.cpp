@@ -252,6 +252,17 @@ double SecondsOf(const std::function<void()>& work) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
+// Reads the samples of a text file as the writers do, handing each sample's text to `use`.
+template <typename Use> double SecondsReadingSamples(const Path& psn, Use use) {
+    return SecondsOf([&] {
+        ChannelFileReader in(psn);
+        std::string_view text;
+        while (in.NextSample(text)) {
+            use(text);
+        }
+    });
+}
+
 // The stages of Vibrex's conversions, each on its own.
 void Breakdown(const Path& mseed, const Path& psn, const Path& scratch, long samples) {
     std::vector<std::int32_t> all;
@@ -278,23 +289,12 @@ void Breakdown(const Path& mseed, const Path& psn, const Path& scratch, long sam
         }
         out.Close();
     });
-    // Both read the samples as the writers do, straight after the header.
     long parsed = 0;
-    const double parse = SecondsOf([&] {
-        ChannelFileReader in(psn);
-        std::string_view text;
-        while (in.NextSample(text)) {
-            parsed += SampleWholeNumber(text);
-        }
-    });
+    const double parse = SecondsReadingSamples(
+        psn, [&](std::string_view text) { parsed += SampleWholeNumber(text); });
     double sum = 0;
-    const double floatParse = SecondsOf([&] {
-        ChannelFileReader in(psn);
-        std::string_view text;
-        while (in.NextSample(text)) {
-            sum += SampleFloat(text);
-        }
-    });
+    const double floatParse =
+        SecondsReadingSamples(psn, [&](std::string_view text) { sum += SampleFloat(text); });
     const double encode = SecondsOf([&] {
         std::array<std::int32_t, kSteimBufferSamples> buffer{};
         std::array<unsigned char, kSteimDataBytes> data;
