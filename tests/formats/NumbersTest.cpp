@@ -2,12 +2,11 @@
 
 #include "engine/ChannelFile.h"
 #include "formats/ChannelValues.h"
-#include "formats/FileIO.h"
 #include "support/TestSupport.h"
 
-#include <bit>
 #include <charconv>
 #include <cstdint>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
@@ -18,42 +17,39 @@
 namespace vibrex::test {
 namespace {
 
-// ---- Sample lines: the plain-integer reading agrees with the general parsers ----------------
-
-// A sample's text as a reader's buffer holds it: more text follows, which reading ahead must
-// ignore. Digits are the most misleading bytes to find there.
-class BufferedText {
-public:
-    explicit BufferedText(std::string_view text) : m_bytes(std::string(text) + "98765432") {}
-    std::string_view Text() const {
-        return std::string_view(m_bytes).substr(0, m_bytes.size() - 8);
+// 10^k - 1, 10^k and 10^k + 1 up to `limit`, with either sign; then `count` random values of
+// every length, about equally often.
+std::vector<std::int64_t> EdgesAndRandomValues(std::int64_t limit, int count) {
+    std::vector<std::int64_t> values;
+    for (std::int64_t power = 1; power <= limit; power *= 10) {
+        for (const std::int64_t near :
+             {power - 1, power, power + 1, 1 - power, -power, -power - 1}) {
+            values.push_back(near);
+        }
     }
-
-private:
-    std::string m_bytes;
-};
-
-template <typename T> std::uint64_t Bits(T value) {
-    if constexpr (sizeof(T) == 4) {
-        return std::bit_cast<std::uint32_t>(value);
-    } else {
-        return std::bit_cast<std::uint64_t>(value);
+    std::mt19937_64 random(7);
+    for (int i = 0; i < count; ++i) {
+        values.push_back(static_cast<std::int64_t>(random()) >> (random() % 64));
     }
+    return values;
 }
 
-// The sample reader gives the general parser's value to the bit (so "-0" stays negative), and
-// fails exactly where the general parser finds no value.
+// ---- Sample lines: the plain-integer reading agrees with the general parsers ----------------
+
+// The sample reader gives the general parser's value to the bit (so "-0" stays negative) and
+// fails exactly where it finds no value. The text lies in a buffer as a reader's lines do,
+// followed by digits, which reading ahead must ignore.
 template <typename T, typename General, typename Sample>
 void ExpectSameAsGeneral(std::string_view text, General general, Sample sample) {
-    const BufferedText buffered(text);
+    const std::string buffer = std::string(text) + "98765432";
+    const std::string_view buffered = std::string_view(buffer).substr(0, text.size());
     const auto expected = general(text);
     if (!expected) {
-        EXPECT_THROW(sample(buffered.Text()), std::runtime_error) << '"' << text << '"';
+        EXPECT_THROW(sample(buffered), std::runtime_error) << '"' << text << '"';
         return;
     }
-    T value{};
-    ASSERT_NO_THROW(value = sample(buffered.Text())) << '"' << text << '"';
-    EXPECT_EQ(Bits(value), Bits(*expected)) << '"' << text << '"';
+    const T value = sample(buffered);
+    EXPECT_EQ(std::memcmp(&value, &*expected, sizeof value), 0) << '"' << text << '"';
 }
 
 void ExpectEverySampleReaderAgrees(std::string_view text) {
@@ -63,54 +59,16 @@ void ExpectEverySampleReaderAgrees(std::string_view text) {
 }
 
 TEST(SampleText, AwkwardTextReadsAsTheGeneralParsersReadIt) {
-    const char* const texts[] = {
-        "0",           "-0",
-        "+0",          "+5",
-        "-5",          "007",
-        "-007",        "00000000",
-        "9",           "99999999",
-        "-99999999",   "100000000",
-        "-100000000",  "16777216",
-        "16777217",    "-16777217",
-        "16777219",    "2147483647",
-        "-2147483648", "2147483648",
-        "-2147483649", "99999999999999999999",
-        " 12 ",        "12 ",
-        "1e3",         "1.5",
-        "-0.0",        ".5",
-        "-",           "+",
-        "+-5",         "-+5",
-        "--5",         "12a",
-        "a12",         "1 2",
-        "0x10",        "1/2",
-        "1:2",         "nan",
-        "inf",         "",
-    };
-    for (const char* text : texts) {
-        ExpectEverySampleReaderAgrees(text);
+    // Separated by "|"; the last one is empty.
+    std::string_view awkward =
+        "-0|+0|+5|007|00000000|16777217|-16777217|2147483647|-2147483648|"
+        "2147483648|99999999999999999999| 12 |1e3|1.5|.5|-|+|+-5|12a|1 2|nan|";
+    for (std::size_t bar; (bar = awkward.find('|')) != std::string_view::npos;) {
+        ExpectEverySampleReaderAgrees(awkward.substr(0, bar));
+        awkward.remove_prefix(bar + 1);
     }
-}
-
-TEST(SampleText, IntegersAcrossTheRangeReadExactly) {
-    std::vector<std::int64_t> values;
-    for (std::int64_t power = 1; power <= 1'000'000'000; power *= 10) {
-        for (const std::int64_t near : {power - 1, power, power + 1}) {
-            values.push_back(near);
-            values.push_back(-near);
-        }
-    }
-    for (std::int64_t offset = -3; offset <= 3; ++offset) {
-        values.push_back((std::int64_t{1} << 24) + offset);
-        values.push_back(-(std::int64_t{1} << 24) + offset);
-    }
-    values.push_back(std::numeric_limits<std::int32_t>::max());
-    values.push_back(std::numeric_limits<std::int32_t>::min());
-    std::mt19937 random(7);
-    for (int i = 0; i < 20000; ++i) {
-        // Every length from 1 to 10 digits, about equally often.
-        values.push_back(static_cast<std::int32_t>(random()) >> (random() % 32));
-    }
-    for (const std::int64_t value : values) {
+    ExpectEverySampleReaderAgrees(awkward);
+    for (const std::int64_t value : EdgesAndRandomValues(1'000'000'000'000, 20000)) {
         ExpectEverySampleReaderAgrees(std::to_string(value));
     }
 }
@@ -123,18 +81,9 @@ std::string ToCharsText(auto value) {
 }
 
 TEST(NumberText, IntegersAsToCharsWritesThem) {
-    std::vector<std::int64_t> values = {std::numeric_limits<std::int64_t>::min(),
-                                        std::numeric_limits<std::int64_t>::max()};
-    for (std::int64_t power = 1; power <= 1'000'000'000'000'000'000; power *= 10) {
-        for (const std::int64_t near : {power - 1, power, power + 1}) {
-            values.push_back(near);
-            values.push_back(-near);
-        }
-    }
-    std::mt19937_64 random(11);
-    for (int i = 0; i < 100000; ++i) { // every length, about equally often
-        values.push_back(static_cast<std::int64_t>(random()) >> (random() % 64));
-    }
+    std::vector<std::int64_t> values = EdgesAndRandomValues(1'000'000'000'000'000'000, 100000);
+    values.push_back(std::numeric_limits<std::int64_t>::min());
+    values.push_back(std::numeric_limits<std::int64_t>::max());
     for (const std::int64_t value : values) {
         char buffer[32];
         EXPECT_EQ(std::string(buffer, AppendInteger(buffer, value)), ToCharsText(value));
@@ -142,60 +91,54 @@ TEST(NumberText, IntegersAsToCharsWritesThem) {
 }
 
 // Whole floats are written as integer text, which must be the shortest text all the same.
-void ExpectShortestText(float value) {
-    const std::string expected = value == 0 ? "0" : ToCharsText(value); // never "-0"
-    EXPECT_EQ(NumberToText(value), expected) << expected;
-}
-
 TEST(NumberText, WholeFloatsAsTheirShortestText) {
-    const float edges[] = {0.0f,        -0.0f,       1.0f,        99999.0f,    100000.0f,
-                           110000.0f,   1100000.0f,  12000000.0f, 16777215.0f, 16777216.0f,
-                           16777218.0f, 33554432.0f, 2.0e9f,      0.5f,        16777215.5f};
-    for (const float edge : edges) {
-        ExpectShortestText(edge);
-        ExpectShortestText(-edge);
-    }
+    std::vector<float> values = {-0.0f,       99999.0f,    100000.0f,   110000.0f,
+                                 1100000.0f,  12000000.0f, 16777215.0f, 16777216.0f,
+                                 16777218.0f, 2.0e9f,      0.5f,        16777215.5f};
     for (std::int32_t multiple = 0; multiple <= (1 << 24); multiple += 100000) {
-        ExpectShortestText(static_cast<float>(multiple));
+        values.push_back(static_cast<float>(multiple));
     }
     for (std::int32_t whole = -(1 << 24); whole <= (1 << 24); whole += 997) {
-        ExpectShortestText(static_cast<float>(whole));
+        values.push_back(static_cast<float>(whole));
+    }
+    for (const float value : values) {
+        for (const float signed_ : {value, -value}) {
+            const std::string expected = signed_ == 0 ? "0" : ToCharsText(signed_); // never "-0"
+            EXPECT_EQ(NumberToText(signed_), expected);
+        }
     }
 }
 
 // ---- Lines: found across blocks, refills and growth, with the read-ahead room kept ---------
 
-class SampleFile {
-public:
-    // Lines of random samples up to `size` bytes; blanks before some of them make lines that
-    // span whole blocks of the reader.
+// A text of sample lines and the values they hold. Blanks before some samples make lines that
+// span whole blocks of the reader.
+struct SampleFile {
     void AddRandomLines(std::size_t size, unsigned seed) {
         std::mt19937 random(seed);
-        while (m_text.size() < size) {
+        while (text.size() < size) {
             const auto value = static_cast<std::int32_t>(random()) >> (random() % 32);
             const std::string blanks(random() % 8 == 0 ? random() % 200 : 0, ' ');
             Add(blanks + std::to_string(value) + (random() % 2 ? "\r\n" : "\n"), value);
         }
     }
     void Add(const std::string& line, float value) {
-        m_text += line;
-        m_expected.push_back(value);
+        text += line;
+        values.push_back(value);
     }
     void ExpectReadBack() const {
         TempFolder folder;
-        WriteFile(folder / "samples.txt", "Data: \r\n" + m_text);
+        WriteFile(folder / "samples.txt", "Data: \r\n" + text);
         ChannelFileReader reader(folder / "samples.txt");
-        std::vector<float> samples;
-        std::string_view sample;
-        while (reader.NextSample(sample)) {
-            samples.push_back(SampleFloat(sample));
+        std::vector<float> read;
+        for (std::string_view sample; reader.NextSample(sample);) {
+            read.push_back(SampleFloat(sample));
         }
-        EXPECT_EQ(samples, m_expected);
+        EXPECT_EQ(read, values);
     }
 
-private:
-    std::string m_text;
-    std::vector<float> m_expected;
+    std::string text;
+    std::vector<float> values;
 };
 
 // The last read fills the buffer only in part: behind it lie earlier lines, dense with line
