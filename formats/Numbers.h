@@ -12,15 +12,13 @@
 // Numbers in text, always with "." as decimal point whatever the user's locale.
 namespace vibrex {
 
-// Inline, as other helpers here that run once for every sample of a recording.
-inline bool IsBlank(char c) {
-    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
-}
+// Inline, as are the other helpers here that run once for every sample of a recording.
 inline std::string_view TrimBlanks(std::string_view text) {
-    while (!text.empty() && IsBlank(text.front())) {
+    const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    while (!text.empty() && isBlank(text.front())) {
         text.remove_prefix(1);
     }
-    while (!text.empty() && IsBlank(text.back())) {
+    while (!text.empty() && isBlank(text.back())) {
         text.remove_suffix(1);
     }
     return text;
