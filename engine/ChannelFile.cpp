@@ -71,15 +71,4 @@ ChannelFileReader::ChannelFileReader(const std::filesystem::path& path) : m_line
     ReadHeaderBlock(m_lines, m_header);
 }
 
-bool ChannelFileReader::NextSample(std::string_view& text) {
-    std::string_view line;
-    while (m_lines.Next(line)) {
-        text = TrimBlanks(line);
-        if (!text.empty()) {
-            return true;
-        }
-    }
-    return false;
-}
-
 } // namespace vibrex

@@ -2,6 +2,7 @@
 
 #include "engine/HeaderProperties.h"
 #include "formats/FileIO.h"
+#include "formats/Numbers.h"
 
 #include <filesystem>
 #include <optional>
@@ -36,8 +37,17 @@ public:
     // Throws std::runtime_error with the "Can't open an intermediate file:" detail.
     explicit ChannelFileReader(const std::filesystem::path& path);
     const HeaderValues& Header() const { return m_header; }
-    // The next sample's text (trimmed); blank lines are skipped. False at the end.
-    bool NextSample(std::string_view& text);
+    // The next sample's text (trimmed); blank lines are skipped. False at the end. Inline: it
+    // runs once for every sample.
+    bool NextSample(std::string_view& text) {
+        while (m_lines.Next(text)) {
+            text = TrimBlanks(text);
+            if (!text.empty()) {
+                return true;
+            }
+        }
+        return false;
+    }
 
 private:
     LineReader m_lines;

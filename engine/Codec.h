@@ -46,6 +46,19 @@ public:
         }
         return Step();
     }
+    // `count` ticks at once, reporting progress at the very counts single ticks would.
+    bool Tick(std::int64_t count) {
+        while (count >= m_untilStep) {
+            count -= m_untilStep;
+            *m_workDone += m_untilStep;
+            if (!Step()) {
+                return false;
+            }
+        }
+        *m_workDone += count;
+        m_untilStep -= count;
+        return true;
+    }
     bool DataInversion() const;
 
 protected:

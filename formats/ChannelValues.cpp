@@ -72,16 +72,20 @@ std::optional<std::int32_t> HeaderWholeNumber(const HeaderValues& values, int pr
     return whole;
 }
 
-double SampleNumber(std::string_view text) {
+namespace detail {
+
+double GeneralSampleNumber(std::string_view text) {
     return ParsedSample<double, ParseNumber>(text);
 }
 
-float SampleFloat(std::string_view text) {
+float GeneralSampleFloat(std::string_view text) {
     return ParsedSample<float, ParseFloat>(text);
 }
 
-std::int32_t SampleWholeNumber(std::string_view text) {
+std::int32_t GeneralSampleWholeNumber(std::string_view text) {
     return ParsedSample<std::int32_t, ParseSampleInt32>(text, "a 32-bit whole number");
 }
+
+} // namespace detail
 
 } // namespace vibrex

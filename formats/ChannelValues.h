@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/HeaderProperties.h"
+#include "formats/Numbers.h"
 
 #include <cstdint>
 #include <optional>
@@ -16,10 +17,30 @@ std::optional<float> HeaderFloat(const HeaderValues& values, int property);
 // Rounded half to even; a value beyond 32 bits fails as well.
 std::optional<std::int32_t> HeaderWholeNumber(const HeaderValues& values, int property);
 
-// One sample line.
-double SampleNumber(std::string_view text);
-float SampleFloat(std::string_view text);
+namespace detail {
+
+// Sample text that is not a plain integer, read by the general parsers.
+double GeneralSampleNumber(std::string_view text);
+float GeneralSampleFloat(std::string_view text);
+std::int32_t GeneralSampleWholeNumber(std::string_view text);
+
+} // namespace detail
+
+// One sample line, as a ChannelFileReader gives it (so with kReadAhead readable bytes after it).
+// Inline: they run once for every sample, and sample lines are nearly always plain integers.
+inline double SampleNumber(std::string_view text) {
+    PlainInteger plain;
+    return ParsePlainInteger(text, plain) ? plain.As<double>() : detail::GeneralSampleNumber(text);
+}
+inline float SampleFloat(std::string_view text) {
+    PlainInteger plain;
+    return ParsePlainInteger(text, plain) ? plain.As<float>() : detail::GeneralSampleFloat(text);
+}
 // Integer text exactly, other numbers rounded half to even; beyond 32 bits it fails as well.
-std::int32_t SampleWholeNumber(std::string_view text);
+inline std::int32_t SampleWholeNumber(std::string_view text) {
+    PlainInteger plain; // at most 8 digits: it fits
+    return ParsePlainInteger(text, plain) ? static_cast<std::int32_t>(plain.Value())
+                                          : detail::GeneralSampleWholeNumber(text);
+}
 
 } // namespace vibrex

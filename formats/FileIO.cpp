@@ -1,7 +1,6 @@
 #include "formats/FileIO.h"
 
-#include "formats/Numbers.h"
-
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 
@@ -13,6 +12,28 @@ constexpr std::size_t kBufferSize = 1 << 20;
 // A longer "line" is not text the system reads; refusing it keeps memory bounded.
 constexpr std::size_t kMaxLineLength = 16 << 20;
 
+// Line ends are looked for a block at a time; the buffer has a block's room after its data, which
+// also gives every line the read-ahead room numbers need.
+constexpr std::size_t kBlockSize = 64;
+static_assert(kBlockSize >= kReadAhead);
+
+// Bit i set where byte i of the block is a line feed.
+std::uint64_t LineFeedBits(const char* block) {
+    constexpr std::uint64_t kLow7 = 0x7F7F7F7F7F7F7F7F;
+    std::uint64_t bits = 0;
+    for (std::size_t word = 0; word < kBlockSize / 8; ++word) {
+        const std::uint64_t x =
+            LoadAs<std::uint64_t>(reinterpret_cast<const unsigned char*>(block) + 8 * word,
+                                  ByteOrder::Little) ^
+            0x0A0A0A0A0A0A0A0A;
+        // The high bit of each byte that is 0, with no carry from one byte into the next.
+        const std::uint64_t zero = ~(((x & kLow7) + kLow7) | x | kLow7);
+        // The eight high bits gathered into the top byte.
+        bits |= ((zero >> 7) * 0x0102040810204080 >> 56) << (8 * word);
+    }
+    return bits;
+}
+
 FileHandle OpenFile(const std::filesystem::path& path, const char* mode) {
     return FileHandle(std::fopen(path.c_str(), mode));
 }
@@ -20,6 +41,11 @@ FileHandle OpenFile(const std::filesystem::path& path, const char* mode) {
 } // namespace
 
 InputFile::InputFile(const std::filesystem::path& path) : m_file(OpenFile(path, "rb")) {
+    constexpr std::size_t kReadBufferSize = 1 << 16;
+    if (m_file) {
+        m_readBuffer = std::make_unique<char[]>(kReadBufferSize);
+        std::setvbuf(m_file.get(), m_readBuffer.get(), _IOFBF, kReadBufferSize);
+    }
     if (m_file && std::fseek(m_file.get(), 0, SEEK_END) == 0) {
         const long size = std::ftell(m_file.get());
         m_size = size > 0 ? static_cast<std::uint64_t>(size) : 0;
@@ -48,13 +74,6 @@ OutputFile::~OutputFile() {
     }
 }
 
-char* OutputFile::Room(std::size_t count) {
-    if (m_used + count > m_buffer.size()) {
-        Flush();
-    }
-    return m_buffer.data() + m_used;
-}
-
 void OutputFile::Flush() {
     if (m_used > 0 && std::fwrite(m_buffer.data(), 1, m_used, m_file.get()) != m_used) {
         m_used = 0;
@@ -63,16 +82,33 @@ void OutputFile::Flush() {
     m_used = 0;
 }
 
-void OutputFile::Write(const void* bytes, std::size_t count) {
-    if (count > m_buffer.size()) {
-        Flush();
-        if (std::fwrite(bytes, 1, count, m_file.get()) != count) {
-            throw std::runtime_error("Can't write the file: " + m_path.string());
-        }
-        return;
+void OutputFile::WriteBeyondBuffer(const void* bytes, std::size_t count) {
+    Flush();
+    if (count <= m_buffer.size()) {
+        std::memcpy(m_buffer.data(), bytes, count);
+        m_used = count;
+    } else if (std::fwrite(bytes, 1, count, m_file.get()) != count) {
+        throw std::runtime_error("Can't write the file: " + m_path.string());
     }
-    std::memcpy(Room(count), bytes, count);
-    m_used += count;
+}
+
+void OutputFile::IntegerLines(std::span<const std::int32_t> values) {
+    constexpr std::size_t kLongestLine = 13; // "-2147483648" and the line end
+    constexpr std::size_t kLinesAtOnce = 4096;
+    while (!values.empty()) {
+        const auto lines = values.first(std::min(values.size(), kLinesAtOnce));
+        // Room for the 8 bytes a number's digits are stored as, past the last line's end.
+        char* const start = Room(lines.size() * kLongestLine + 8);
+        char* out = start;
+        for (const std::int32_t value : lines) {
+            out = AppendInteger(out, value);
+            out[0] = '\r';
+            out[1] = '\n';
+            out += 2;
+        }
+        m_used += static_cast<std::size_t>(out - start);
+        values = values.subspan(lines.size());
+    }
 }
 
 void OutputFile::Line(std::string_view text) {
@@ -88,30 +124,6 @@ void OutputFile::Line(std::string_view text) {
     m_used += text.size() + 2;
 }
 
-void OutputFile::IntegerLine(std::int64_t value) {
-    char* start = Room(32);
-    char* end = AppendInteger(start, value);
-    *end++ = '\r';
-    *end++ = '\n';
-    m_used += static_cast<std::size_t>(end - start);
-}
-
-void OutputFile::NumberLine(double value) {
-    char* start = Room(40);
-    char* end = AppendNumber(start, value);
-    *end++ = '\r';
-    *end++ = '\n';
-    m_used += static_cast<std::size_t>(end - start);
-}
-
-void OutputFile::NumberLine(float value) {
-    char* start = Room(40);
-    char* end = AppendNumber(start, value);
-    *end++ = '\r';
-    *end++ = '\n';
-    m_used += static_cast<std::size_t>(end - start);
-}
-
 void OutputFile::Close() {
     if (!m_file) {
         return;
@@ -125,8 +137,18 @@ void OutputFile::Close() {
 
 LineReader::LineReader(const std::filesystem::path& path) : m_file(OpenFile(path, "rb")) {
     if (m_file) {
-        m_buffer.resize(kBufferSize);
+        m_buffer.resize(kBufferSize + kBlockSize);
     }
+}
+
+void LineReader::ScanBlock() {
+    m_blockStart = m_scanned;
+    m_lineFeeds = LineFeedBits(m_buffer.data() + m_blockStart);
+    const std::size_t left = m_end - m_blockStart;
+    if (left < kBlockSize) {
+        m_lineFeeds &= (std::uint64_t{1} << left) - 1; // what lies beyond is stale
+    }
+    m_scanned = m_blockStart + std::min(left, kBlockSize);
 }
 
 bool LineReader::Refill() {
@@ -138,14 +160,16 @@ bool LineReader::Refill() {
     std::memmove(m_buffer.data(), m_buffer.data() + m_begin, kept);
     m_begin = 0;
     m_end = kept;
-    if (m_end == m_buffer.size()) {
-        if (m_buffer.size() >= kMaxLineLength) {
+    m_scanned = kept; // it holds no line end
+    std::size_t room = m_buffer.size() - kBlockSize;
+    if (m_end == room) {
+        if (room >= kMaxLineLength) {
             throw std::runtime_error("A line is too long to be read as text.");
         }
-        m_buffer.resize(m_buffer.size() * 2);
+        room *= 2;
+        m_buffer.resize(room + kBlockSize);
     }
-    const std::size_t got =
-        std::fread(m_buffer.data() + m_end, 1, m_buffer.size() - m_end, m_file.get());
+    const std::size_t got = std::fread(m_buffer.data() + m_end, 1, room - m_end, m_file.get());
     m_end += got;
     if (got == 0) {
         m_eof = true;
@@ -153,40 +177,20 @@ bool LineReader::Refill() {
     return got > 0;
 }
 
-bool LineReader::Next(std::string_view& line) {
+bool LineReader::NextAfterRefill(std::string_view& line) {
     if (!m_file) {
         return false;
     }
-    std::size_t searchFrom = m_begin;
-    for (;;) {
-        const char* start = m_buffer.data() + searchFrom;
-        const void* found = std::memchr(start, '\n', m_end - searchFrom);
-        if (found != nullptr) {
-            const std::size_t newline =
-                static_cast<std::size_t>(static_cast<const char*>(found) - m_buffer.data());
-            std::size_t length = newline - m_begin;
-            if (length > 0 && m_buffer[newline - 1] == '\r') {
-                --length;
-            }
-            line = std::string_view(m_buffer.data() + m_begin, length);
-            m_begin = newline + 1;
+    while (Refill()) {
+        if (FindLine(line)) {
             return true;
         }
-        const std::size_t scanned = m_end - m_begin;
-        if (!Refill()) {
-            if (m_begin == m_end) {
-                return false;
-            }
-            std::size_t length = m_end - m_begin;
-            if (m_buffer[m_end - 1] == '\r') {
-                --length;
-            }
-            line = std::string_view(m_buffer.data() + m_begin, length);
-            m_begin = m_end;
-            return true;
-        }
-        searchFrom = m_begin + scanned;
     }
+    if (m_begin == m_end) {
+        return false;
+    }
+    TakeLine(m_end, m_end, line);
+    return true;
 }
 
 } // namespace vibrex

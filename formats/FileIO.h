@@ -1,9 +1,14 @@
 #pragma once
 
+#include "formats/Numbers.h"
+
+#include <bit>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -27,6 +32,9 @@ public:
     bool ReadExact(void* into, std::size_t count) { return Read(into, count) == count; }
 
 private:
+    // Records are read one by one; the usual 4 KiB buffer would cost a system call every 8.
+    // Declared before the file, so that it outlives it.
+    std::unique_ptr<char[]> m_readBuffer;
     FileHandle m_file;
     std::uint64_t m_size = 0;
 };
@@ -41,16 +49,48 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
 
     bool IsOpen() const { return m_file != nullptr; }
-    void Write(const void* bytes, std::size_t count);
+    // Inline, as are the line writers: they run once for every sample of a recording.
+    void Write(const void* bytes, std::size_t count) {
+        if (count > m_buffer.size() - m_used) {
+            WriteBeyondBuffer(bytes, count);
+            return;
+        }
+        std::memcpy(m_buffer.data() + m_used, bytes, count);
+        m_used += count;
+    }
     void Line(std::string_view text);
-    void IntegerLine(std::int64_t value);
-    void NumberLine(double value);
-    void NumberLine(float value);
+    void IntegerLine(std::int64_t value) {
+        AppendLine([value](char* out) { return AppendInteger(out, value); });
+    }
+    // A line for each value: a whole record of samples written with the write position kept
+    // in a register rather than updated in memory after every line.
+    void IntegerLines(std::span<const std::int32_t> values);
+    void NumberLine(double value) {
+        AppendLine([value](char* out) { return AppendNumber(out, value); });
+    }
+    void NumberLine(float value) {
+        AppendLine([value](char* out) { return AppendNumber(out, value); });
+    }
     // Flushes and closes; throws std::runtime_error when the data did not reach the disk.
     void Close();
 
 private:
-    char* Room(std::size_t count);
+    // A number's text and the line end, written straight into the buffer.
+    template <typename Append> void AppendLine(Append append) {
+        constexpr std::size_t kLongestLine = 32 + 2;
+        char* start = Room(kLongestLine);
+        char* end = append(start);
+        end[0] = '\r';
+        end[1] = '\n';
+        m_used += static_cast<std::size_t>(end + 2 - start);
+    }
+    char* Room(std::size_t count) {
+        if (count > m_buffer.size() - m_used) {
+            Flush();
+        }
+        return m_buffer.data() + m_used;
+    }
+    void WriteBeyondBuffer(const void* bytes, std::size_t count);
     void Flush();
 
     FileHandle m_file;
@@ -59,21 +99,53 @@ private:
     std::size_t m_used = 0;
 };
 
-// Text input one line at a time, CR LF or LF, without the line end.
+// Text input one line at a time, CR LF or LF, without the line end. Every line is followed by
+// kReadAhead readable bytes, so that the numbers in it can be read a word at a time.
 class LineReader {
 public:
     explicit LineReader(const std::filesystem::path& path);
     bool IsOpen() const { return m_file != nullptr; }
-    // The next line, valid until the following call; false at the end of the file.
-    bool Next(std::string_view& line);
+    // The next line, valid until the following call; false at the end of the file. Inline: it
+    // runs once for every sample of a recording.
+    bool Next(std::string_view& line) { return FindLine(line) || NextAfterRefill(line); }
 
 private:
+    // Line ends are found 64 bytes at a time, as bits, so that finding one line's end does not
+    // wait on finding the previous one's.
+    bool FindLine(std::string_view& line) {
+        while (m_lineFeeds == 0) {
+            if (m_scanned == m_end) {
+                return false;
+            }
+            ScanBlock();
+        }
+        const std::size_t lineFeed = m_blockStart + std::countr_zero(m_lineFeeds);
+        m_lineFeeds &= m_lineFeeds - 1;
+        TakeLine(lineFeed, lineFeed + 1, line);
+        return true;
+    }
+    // The line from m_begin to `end` without a CR before it; the next one starts at `next`.
+    void TakeLine(std::size_t end, std::size_t next, std::string_view& line) {
+        const char* data = m_buffer.data();
+        if (end > m_begin && data[end - 1] == '\r') {
+            --end;
+        }
+        line = std::string_view(data + m_begin, end - m_begin);
+        m_begin = next;
+    }
+    void ScanBlock();
+    bool NextAfterRefill(std::string_view& line);
     bool Refill();
 
     FileHandle m_file;
     std::vector<char> m_buffer;
     std::size_t m_begin = 0;
     std::size_t m_end = 0;
+    // The line feeds not yet taken of the block from m_blockStart, bit i for byte i; the bytes
+    // before m_scanned are all in such blocks.
+    std::uint64_t m_lineFeeds = 0;
+    std::size_t m_blockStart = 0;
+    std::size_t m_scanned = 0;
     bool m_eof = false;
 };
 

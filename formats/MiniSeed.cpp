@@ -15,6 +15,7 @@
 #include <array>
 #include <cstdlib>
 #include <limits>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -338,11 +339,13 @@ void ReadMiniSeed(ReaderContext& context) {
                                      std::to_string(count) + " samples.");
         }
         decode_steim(record.data() + kData, samples.data(), encoding, wordOrder);
-        for (int i = 0; i < count; ++i) {
-            channel.IntegerLine(invert ? InvertedSample(samples[i]) : samples[i]);
-            if (!context.Tick()) {
-                return;
-            }
+        const std::span<std::int32_t> decoded(samples.data(), static_cast<std::size_t>(count));
+        if (invert) {
+            std::transform(decoded.begin(), decoded.end(), decoded.begin(), InvertedSample);
+        }
+        channel.IntegerLines(decoded);
+        if (!context.Tick(count)) {
+            return;
         }
     }
     channel.Close();

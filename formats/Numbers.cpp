@@ -6,17 +6,6 @@
 
 namespace vibrex {
 
-std::string_view TrimBlanks(std::string_view text) {
-    const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
-    while (!text.empty() && isBlank(text.front())) {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && isBlank(text.back())) {
-        text.remove_suffix(1);
-    }
-    return text;
-}
-
 std::string ToUpper(std::string_view text) {
     std::string upper(text);
     for (char& c : upper) {
@@ -90,10 +79,6 @@ std::string NumberToText(float value) {
     return std::string(buffer, AppendNumber(buffer, value));
 }
 
-char* AppendInteger(char* out, std::int64_t value) {
-    return std::to_chars(out, out + 24, value).ptr;
-}
-
 char* AppendNumber(char* out, double value) {
     if (value == 0) {
         value = 0; // no "-0" in text files
@@ -101,9 +86,25 @@ char* AppendNumber(char* out, double value) {
     return std::to_chars(out, out + 32, value).ptr;
 }
 
+namespace {
+
+// Counts from digitisers are whole numbers. Up to 2^24 a whole float's shortest text is its
+// integer text (zero written without sign), except for multiples of 100000, where "1e+05" and
+// the like are shorter.
+bool IsPlainWholeFloat(float value) {
+    constexpr float kLimit = 16777216.0f;
+    if (!(std::fabs(value) <= kLimit)) {
+        return false;
+    }
+    const auto whole = static_cast<std::int32_t>(value);
+    return static_cast<float>(whole) == value && (whole % 100000 != 0 || whole == 0);
+}
+
+} // namespace
+
 char* AppendNumber(char* out, float value) {
-    if (value == 0) {
-        value = 0;
+    if (IsPlainWholeFloat(value)) {
+        return AppendInteger(out, static_cast<std::int32_t>(value));
     }
     return std::to_chars(out, out + 32, value).ptr;
 }

@@ -71,28 +71,37 @@ void StoreWord(unsigned char* frame, int word, std::uint32_t value, ByteOrder or
     StoreAs<std::uint32_t>(frame + 4 * word, value, order);
 }
 
-// The shape of a Steim-2 data word, or null for a word that holds no differences or is illegal.
-const WordShape* Steim2ShapeOf(std::uint32_t code, std::uint32_t subCode) {
+// The shape of each Steim-2 data word by code * 4 + sub-code (which 4x8 words do not have); null
+// for a word that holds no differences or is illegal. A lookup, as shapes vary from word to word.
+constexpr std::array<const WordShape*, 16> kSteim2ShapeByCodes = [] {
+    std::array<const WordShape*, 16> table{};
     for (const WordShape& shape : kSteim2Shapes) {
-        if (shape.code == code && (code == 1 || shape.subCode == subCode)) {
-            return &shape;
+        for (std::uint32_t subCode = 0; subCode < 4; ++subCode) {
+            if (shape.code == 1 || shape.subCode == subCode) {
+                table[shape.code * 4 + subCode] = &shape;
+            }
         }
     }
-    return nullptr;
+    return table;
+}();
+
+const WordShape* Steim2ShapeOf(std::uint32_t code, std::uint32_t subCode) {
+    return kSteim2ShapeByCodes[code * 4 + subCode];
 }
 
-std::int32_t SignExtended(std::uint32_t field, int width) {
-    const std::uint32_t sign = 1u << (width - 1);
-    return static_cast<std::int32_t>((field ^ sign) - sign);
-}
-
-// Appends the differences of one word to `out`; returns the new end.
+// Appends the differences of one word to `out`; returns the new end. Always seven are written,
+// those past the word's own count being overwritten by the next word's (or cleared after the
+// last): a loop of fixed length, as counts vary from word to word. A data area's 103 words end
+// their writes by index 720, inside the sample buffer.
 std::int32_t* UnpackWord(std::uint32_t word, const WordShape& shape, std::int32_t* out) {
-    const std::uint32_t mask = shape.width == 32 ? ~0u : (1u << shape.width) - 1;
-    for (int field = shape.count - 1; field >= 0; --field) {
-        *out++ = SignExtended((word >> (field * shape.width)) & mask, shape.width);
+    const int fieldShift = 32 - shape.width;
+    int leftShift = 32 - shape.width * shape.count; // brings field k to the top, for k = 0, 1, ...
+    for (int k = 0; k < kMaxDifferencesPerWord; ++k) {
+        // Shifted back down as a signed value, the field extends its own sign.
+        out[k] = static_cast<std::int32_t>(word << (leftShift & 31)) >> fieldShift;
+        leftShift += shape.width;
     }
-    return out;
+    return out + shape.count;
 }
 
 class FrameDecoder {

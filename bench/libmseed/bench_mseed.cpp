@@ -3,8 +3,9 @@
 // A breakdown times the stages of Vibrex's conversions on their own, in this process.
 // Usage: bench_mseed [samples] [rounds]   (default 10 000 000 samples, 5 rounds)
 #include "../BenchSupport.h"
+#include "engine/ChannelFile.h"
 #include "formats/ByteOrder.h"
-#include "formats/Numbers.h"
+#include "formats/ChannelValues.h"
 #include "formats/Steim.h"
 
 #include <algorithm>
@@ -251,6 +252,17 @@ double SecondsOf(const std::function<void()>& work) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
+// Reads the samples of a text file as the writers do, handing each sample's text to `use`.
+template <typename Use> double SecondsReadingSamples(const Path& psn, Use use) {
+    return SecondsOf([&] {
+        ChannelFileReader in(psn);
+        std::string_view text;
+        while (in.NextSample(text)) {
+            use(text);
+        }
+    });
+}
+
 // The stages of Vibrex's conversions, each on its own.
 void Breakdown(const Path& mseed, const Path& psn, const Path& scratch, long samples) {
     std::vector<std::int32_t> all;
@@ -267,19 +279,22 @@ void Breakdown(const Path& mseed, const Path& psn, const Path& scratch, long sam
     });
     const double format = SecondsOf([&] {
         OutputFile out(scratch / "breakdown.txt");
+        out.IntegerLines(all);
+        out.Close();
+    });
+    const double floatFormat = SecondsOf([&] {
+        OutputFile out(scratch / "breakdown.txt");
         for (const std::int32_t sample : all) {
-            out.IntegerLine(sample);
+            out.NumberLine(static_cast<float>(sample));
         }
         out.Close();
     });
     long parsed = 0;
-    const double parse = SecondsOf([&] {
-        LineReader in(psn);
-        std::string_view line;
-        while (in.Next(line)) {
-            parsed += ParseSampleInt32(TrimBlanks(line)).has_value();
-        }
-    });
+    const double parse = SecondsReadingSamples(
+        psn, [&](std::string_view text) { parsed += SampleWholeNumber(text); });
+    double sum = 0;
+    const double floatParse =
+        SecondsReadingSamples(psn, [&](std::string_view text) { sum += SampleFloat(text); });
     const double encode = SecondsOf([&] {
         std::array<std::int32_t, kSteimBufferSamples> buffer{};
         std::array<unsigned char, kSteimDataBytes> data;
@@ -295,6 +310,8 @@ void Breakdown(const Path& mseed, const Path& psn, const Path& scratch, long sam
     std::printf("Breakdown per sample: read+Steim-2 decode %.1f ns, integer to text line %.1f ns,"
                 " text line to integer %.1f ns, Steim-2 encode %.1f ns\n",
                 decode * perSample, format * perSample, parse * perSample, encode * perSample);
+    std::printf("  for SAC: whole float to text line %.1f ns, text line to float %.1f ns\n",
+                floatFormat * perSample, floatParse * perSample);
     std::filesystem::remove(scratch / "breakdown.txt");
 }
 

@@ -288,6 +288,33 @@ TEST_F(MiniSeed, RoundTripsThroughTheEngine) {
     EXPECT_TRUE(WorkFolderIsEmpty());
 }
 
+// The reader ticks a record's samples at once: progress still steps at the very counts a PSN
+// input of the same samples gives, and aborting while it reads leaves nothing behind.
+TEST_F(MiniSeed, ReaderProgressAsSampleBySample) {
+    const SampleList samples = RandomWalk(3000, 12, 9);
+    const auto mseed = WrittenMiniSeed("steps", samples);
+    const auto psn = PsnInput("steps.psn", samples);
+    m_engine.SetShowUI(true);
+    const auto progressOf = [&](const std::filesystem::path& input) {
+        m_host.windowValues.clear();
+        EXPECT_EQ(ConvertOne(input, FileFormat::PSNINT, m_folder / "steps.out.psn"),
+                  ConversionStatus::Success);
+        return m_host.windowValues;
+    };
+    EXPECT_EQ(progressOf(mseed), progressOf(psn));
+
+    m_host.onDoEvents = [&] {
+        if (m_engine.FileProgress(0) >= 20) {
+            m_engine.Abort();
+        }
+    };
+    std::filesystem::remove(m_folder / "steps.out.psn");
+    EXPECT_EQ(ConvertOne(mseed, FileFormat::PSNINT, m_folder / "steps.out.psn"),
+              ConversionStatus::Aborted);
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "steps.out.psn"));
+    EXPECT_TRUE(WorkFolderIsEmpty());
+}
+
 // POSITIVE files load with the recorded header and samples, and survive a miniSEED round
 // trip; NEGATIVE ones are refused with the recorded message.
 TEST_F(MiniSeed, RealFilesBehaveAsTheManifestSays) {
