@@ -204,28 +204,19 @@ TEST(EngineLifecycle, WorkFolderLivesAsLongAsTheEngine) {
     EXPECT_FALSE(std::filesystem::exists(work));
 }
 
-TEST(EngineCatalogue, NamesStatusesAndColours) {
+// Names are matched whatever their case, aliases included, but only whole names.
+TEST(EngineCatalogue, FormatNamesAndExtensions) {
     EXPECT_EQ(ClsConverter::StringToFileFormat("PSNTEXTASCII"), FileFormat::PSNINT);
     EXPECT_EQ(ClsConverter::StringToFileFormat("psntextcm6"), FileFormat::PSNCM6);
-    EXPECT_EQ(ClsConverter::StringToFileFormat("ONDARO2"), FileFormat::Ondaro);
-    EXPECT_EQ(ClsConverter::StringToFileFormat("Geonode"), FileFormat::Geonode);
     EXPECT_EQ(ClsConverter::StringToFileFormat("wav (audio)"), FileFormat::WAV);
     EXPECT_EQ(ClsConverter::StringToFileFormat("WAV"), FileFormat::Unknown);
     EXPECT_EQ(ClsConverter::StringToFileFormat(""), FileFormat::Unknown);
     EXPECT_EQ(ClsConverter::FileFormatToString(static_cast<FileFormat>(14)), "Unknown");
-    EXPECT_EQ(ClsConverter::GetFileFormatExtensions(FileFormat::WAV),
-              std::vector<std::string>{".wav"});
     EXPECT_EQ(ClsConverter::GetFileFormatExtensions(FileFormat::miniSeed),
               (std::vector<std::string>{".mseed", ".dat"}));
     EXPECT_TRUE(ClsConverter::GetFileFormatExtensions(FileFormat::Unknown).empty());
     EXPECT_TRUE(ClsConverter::IsMultichannelFormat(static_cast<FileFormat>(99)));
     EXPECT_FALSE(ClsConverter::IsMultichannelFormat(FileFormat::Unknown));
-    EXPECT_FALSE(ClsConverter::IsMultichannelFormat(FileFormat::Geonode));
-    EXPECT_TRUE(ClsConverter::IsMultichannelFormat(FileFormat::Seisan));
-    EXPECT_EQ(ClsConverter::HeaderPropertyToString(24), "Sensor Station Code");
-    EXPECT_EQ(ClsConverter::ConversionStatusToString(static_cast<ConversionStatus>(7)), "Unknown");
-    EXPECT_EQ(ClsConverter::ConversionStatusToColor(ConversionStatus::Aborted), 0x00FFFFu);
-    EXPECT_EQ(ClsConverter::ConversionStatusToColor(ConversionStatus::Failed), 0x0000FFu);
 }
 
 } // namespace
