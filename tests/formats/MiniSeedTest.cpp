@@ -1,6 +1,6 @@
 #include "engine/Codec.h"
 #include "formats/ByteOrder.h"
-#include "formats/MiniSeedFixture.h"
+#include "formats/ConversionTest.h"
 #include "formats/TimeText.h"
 
 #include <fstream>
@@ -94,7 +94,7 @@ std::string Refusal(const std::filesystem::path& path) {
     return "";
 }
 
-using MiniSeed = MiniSeedFixture;
+using MiniSeed = ConversionTest;
 
 // Each check in turn, spoiling one field of one record of a valid three-record file.
 TEST_F(MiniSeed, LoaderChecksInOrder) {

@@ -241,8 +241,8 @@ TEST_F(SacConversion, WrittenReferenceTimeFromStartTimeText) {
                                                       "Number of Samples: 1"},
                                                      {"1"})),
                         FileFormat::SAC, m_folder / (name + ".sac")));
+        ASSERT_EQ(Convert(), ConversionStatus::Success);
     }
-    m_engine.StartConversion();
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         const std::string sac = ReadFile(m_folder / (std::to_string(i) + ".sac"));
         ASSERT_EQ(sac.size(), 636u);
@@ -260,8 +260,7 @@ TEST_P(SacRoundTrip, SacToSacKeepsEveryBitAndInversionNegatesOnce) {
     ASSERT_TRUE(Add(input, FileFormat::SAC, m_folder / "plain.sac"));
     ASSERT_EQ(Convert(), ConversionStatus::Success);
     m_engine.SetFileOutputPath(0, (m_folder / "inverted.sac").string());
-    m_engine.SetDataInversion(true);
-    ASSERT_EQ(Convert(), ConversionStatus::Success);
+    ASSERT_EQ(Convert(true), ConversionStatus::Success);
 
     EXPECT_EQ(SampleBits(ReadFile(m_folder / "plain.sac")), Bits(kAwkwardSamples));
     EXPECT_EQ(SampleBits(ReadFile(m_folder / "inverted.sac")), Bits(kAwkwardSamples, -1));
@@ -280,11 +279,8 @@ INSTANTIATE_TEST_SUITE_P(BothByteOrders, SacRoundTrip,
 TEST_F(SacConversion, ThroughPsnAndBackIsSampleExact) {
     const auto input = Input("in.sac", SacFile(SacFields{}, kAwkwardSamples));
     ASSERT_TRUE(Add(input, FileFormat::PSNINT, m_folder / "mid.psn"));
-    m_engine.SetDataInversion(true);
-    ASSERT_EQ(Convert(), ConversionStatus::Success);
-    m_engine.RemoveFile(0);
+    ASSERT_EQ(Convert(true), ConversionStatus::Success);
     ASSERT_TRUE(Add(m_folder / "mid.psn", FileFormat::SAC, m_folder / "out.sac"));
-    m_engine.SetDataInversion(false);
     ASSERT_EQ(Convert(), ConversionStatus::Success);
 
     EXPECT_EQ(SampleBits(ReadFile(m_folder / "out.sac")), Bits(kAwkwardSamples, -1));

@@ -1,6 +1,6 @@
 #include "formats/Steim.h"
 
-#include "formats/MiniSeedFixture.h"
+#include "formats/ConversionTest.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "formats/MiniSeedFixture.h"
+#include "formats/ConversionTest.h"
 #include "formats/Steim.h"
 
 #include <cmath>
@@ -92,7 +92,7 @@ std::string PackWithLibmseed(SampleList samples, int encoding, bool withBlockett
     return file;
 }
 
-class LibmseedCrossCheck : public MiniSeedFixture {};
+using LibmseedCrossCheck = ConversionTest;
 
 TEST_F(LibmseedCrossCheck, EveryFileWeWriteDecodesInLibmseed) {
     std::vector<SampleList> sequences;
