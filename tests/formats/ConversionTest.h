@@ -12,11 +12,22 @@
 #include <string_view>
 #include <vector>
 
-// What the format tests share: sample lists, and an engine whose work
+// What the format tests share: bytes written by hand, sample lists, and an engine whose work
 // folder lives in a temporary folder, converting one file at a time.
 namespace vibrex::test {
 
 using SampleList = std::vector<std::int32_t>;
+
+// Bytes from pairs of hexadecimal digits; blanks between pairs are for the reader.
+inline std::string Hex(std::string_view hex) {
+    std::string bytes;
+    for (std::size_t i = 0; i < hex.size(); ++i) {
+        if (hex[i] != ' ') {
+            bytes += static_cast<char>(std::stoi(std::string(hex.substr(i++, 2)), nullptr, 16));
+        }
+    }
+    return bytes;
+}
 
 // A random walk whose steps take 1 to `maxStepBits` bits, wrapping around at 32 bits.
 inline SampleList RandomWalk(std::size_t count, int maxStepBits, unsigned seed) {
