@@ -44,12 +44,10 @@ inline SampleList RandomWalk(std::size_t count, int maxStepBits, unsigned seed) 
     return samples;
 }
 
-// The lines after the "Data:" line of a PSN ASCII file, which may be spelled "data:".
+// The lines after the "Data: " line of a PSN ASCII file that Vibrex wrote.
 inline std::vector<std::string> DataLines(const std::filesystem::path& psn) {
     const auto lines = ReadLines(psn);
-    const auto data = std::find_if(lines.begin(), lines.end(), [](const std::string& line) {
-        return line.starts_with("Data:") || line.starts_with("data:");
-    });
+    const auto data = std::find(lines.begin(), lines.end(), "Data: ");
     return data == lines.end() ? std::vector<std::string>() : std::vector(data + 1, lines.end());
 }
 
