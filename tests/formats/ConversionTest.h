@@ -90,6 +90,15 @@ protected:
 
     bool WorkFolderIsEmpty() const { return std::filesystem::is_empty(m_engine.WorkFolder()); }
 
+    // Converts the file of the list, which must fail with `detail` in the message and leave
+    // neither an intermediate nor an output file behind.
+    void ExpectFailure(const std::string& detail, bool inversion = false) {
+        EXPECT_EQ(Convert(inversion), ConversionStatus::Failed);
+        EXPECT_NE(LastMessage().find(detail), std::string::npos) << LastMessage();
+        EXPECT_TRUE(WorkFolderIsEmpty());
+        EXPECT_FALSE(std::filesystem::exists(m_engine.FileOutputPath(0)));
+    }
+
     // A PSN ASCII input of the samples, under a full header unless other lines are given.
     std::filesystem::path PsnInput(const std::string& name, const SampleList& samples,
                                    std::vector<std::string> headerLines = {}) {
