@@ -145,21 +145,20 @@ Samples Decoded(const std::string& bytes, int encoding, int wordOrder) {
     return Samples(buffer.begin(), buffer.begin() + count);
 }
 
+// Frame 0 names the first and the last sample in W1 and W2. Steim-2: W3 = 5x6 (0, 2, -3, 0, 11),
+// W4 = 2x15 (1000, 1). Steim-1: W3 = 4x8 (0, 2, -3, 0), W4 = 2x16 (11, 1000), W5 = 1x32 (1); in
+// little-endian data the 4x8 bytes stay in sample order and each 16-bit half is swapped in place.
 TEST(Steim, DecodesHandMadeFrames) {
-    const Samples expected{10, 12, 9, 9, 20, 1020, 1021};
-    // Steim-2: W0 codes, W1 first sample, W2 last, W3 = 5x6 (0, 2, -3, 0, 11), W4 = 2x15 (1000, 1).
-    EXPECT_EQ(Decoded(Hex("03800000 0000000A 000003FD 000BD00B 81F40001"), kEncodingSteim2, 1),
-              expected);
-    EXPECT_EQ(Decoded(Hex("00008003 0A000000 FD030000 0BD00B00 0100F481"), kEncodingSteim2, 0),
-              expected);
-    // Steim-1: W3 = 4x8 (0, 2, -3, 0), W4 = 2x16 (11, 1000), W5 = 1x32 (1). In little-endian
-    // data the 4x8 bytes stay in sample order and each 16-bit half is swapped in place.
-    EXPECT_EQ(
-        Decoded(Hex("01B00000 0000000A 000003FD 0002FD00 000B03E8 00000001"), kEncodingSteim1, 1),
-        expected);
-    EXPECT_EQ(
-        Decoded(Hex("0000B001 0A000000 FD030000 0002FD00 0B00E803 01000000"), kEncodingSteim1, 0),
-        expected);
+    const std::tuple<const char*, int, int> frames[] = {
+        {"03800000 0000000A 000003FD 000BD00B 81F40001", kEncodingSteim2, 1},
+        {"00008003 0A000000 FD030000 0BD00B00 0100F481", kEncodingSteim2, 0},
+        {"01B00000 0000000A 000003FD 0002FD00 000B03E8 00000001", kEncodingSteim1, 1},
+        {"0000B001 0A000000 FD030000 0002FD00 0B00E803 01000000", kEncodingSteim1, 0},
+    };
+    for (const auto& [hex, encoding, wordOrder] : frames) {
+        EXPECT_EQ(Decoded(Hex(hex), encoding, wordOrder), (Samples{10, 12, 9, 9, 20, 1020, 1021}))
+            << hex;
+    }
     const Samples int32 = Decoded(Hex("FFFFFFFE 80000000"), kEncodingInt32, 1);
     ASSERT_EQ(int32.size(), 112u);
     EXPECT_EQ(int32[0], -2);
