@@ -41,20 +41,6 @@ TEST_F(Psn, DataLineSpellingsAndLineEnds) {
     }
 }
 
-TEST_F(Psn, AbortInTheSampleLoopIsNoError) {
-    m_host.onDoEvents = [&] {
-        if (m_engine.FileProgress(0) >= 10) {
-            m_engine.Abort();
-        }
-    };
-    const auto input =
-        Input("in.psn", PsnText({"Number of Samples: 500"}, std::vector<std::string>(500, "7")));
-    EXPECT_EQ(ConvertOne(input, FileFormat::PSNINT, m_folder / "out.psn"),
-              ConversionStatus::Aborted);
-    EXPECT_TRUE(m_host.messages.empty());
-    EXPECT_TRUE(WorkFolderIsEmpty());
-}
-
 // Hostile text never crashes: binary noise after the data line fails the inversion cleanly.
 TEST_F(Psn, MalformedInputFailsCleanly) {
     std::string noise = "! PSN ASCII Event File Format 2.0\nNumber of Samples: 3\nData:\n";

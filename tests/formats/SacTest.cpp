@@ -202,7 +202,7 @@ TEST_F(Sac, RoundTripsKeepEveryBit) {
 }
 
 // Aborting stops the reader (no output at all) or the writer (the output stops short) at once;
-// either way no file is left.
+// either way no file is left, and no error is shown.
 TEST_F(Sac, AbortStopsEitherStage) {
     const auto output = m_folder / "out.sac";
     ASSERT_TRUE(
@@ -219,6 +219,7 @@ TEST_F(Sac, AbortStopsEitherStage) {
         EXPECT_FALSE(std::filesystem::exists(output));
         EXPECT_TRUE(WorkFolderIsEmpty());
     }
+    EXPECT_TRUE(m_host.messages.empty());
 }
 
 // A file that changed after it was added: the reader must neither crash nor leave files behind.
