@@ -225,14 +225,8 @@ TEST_F(MiniSeed, ReaderProgressAsSampleBySample) {
     EXPECT_EQ(progressOf(mseed), progressOf(PsnInput("steps.psn", samples)));
 
     std::filesystem::remove(output);
-    m_host.onDoEvents = [&] {
-        if (m_engine.FileProgress(0) >= 20) {
-            m_engine.Abort();
-        }
-    };
-    EXPECT_EQ(ConvertOne(mseed, FileFormat::PSNINT, output), ConversionStatus::Aborted);
-    EXPECT_FALSE(std::filesystem::exists(output));
-    EXPECT_TRUE(WorkFolderIsEmpty());
+    ASSERT_TRUE(Add(mseed, FileFormat::PSNINT, output));
+    ExpectAbortAt(20);
 }
 
 // POSITIVE files load with the recorded header and samples, and survive a miniSEED round
