@@ -211,22 +211,22 @@ TEST_F(MiniSeed, RoundTripsThroughTheEngine) {
 }
 
 // The reader ticks a record's samples at once: progress still steps at the very counts a PSN
-// input of the same samples gives, and aborting while it reads leaves nothing behind.
-TEST_F(MiniSeed, ReaderProgressAsSampleBySample) {
+// input of the same samples gives. Aborting stops the reader, or the writer.
+TEST_F(MiniSeed, ProgressAndAbort) {
     const SampleList samples = RandomWalk(3000, 12, 9);
     const auto mseed = WrittenMiniSeed("steps", samples);
-    const auto output = m_folder / "steps.out.psn";
     m_engine.SetShowUI(true);
     const auto progressOf = [&](const std::filesystem::path& input) {
         m_host.windowValues.clear();
-        EXPECT_EQ(ConvertOne(input, FileFormat::PSNINT, output), ConversionStatus::Success);
+        EXPECT_EQ(ConvertOne(input, FileFormat::PSNINT, m_folder / "steps.out.psn"),
+                  ConversionStatus::Success);
         return m_host.windowValues;
     };
     EXPECT_EQ(progressOf(mseed), progressOf(PsnInput("steps.psn", samples)));
 
-    std::filesystem::remove(output);
-    ASSERT_TRUE(Add(mseed, FileFormat::PSNINT, output));
+    ASSERT_TRUE(Add(mseed, FileFormat::miniSeed, m_folder / "steps.out.mseed"));
     ExpectAbortAt(20);
+    ExpectAbortAt(70);
 }
 
 // POSITIVE files load with the recorded header and samples, and survive a miniSEED round
