@@ -3,6 +3,7 @@
 #include "formats/ConversionTest.h"
 #include "formats/TimeText.h"
 
+#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
 #include <random>
@@ -67,6 +68,10 @@ std::string FileBytes(std::size_t count, const Spoil& spoil = {}) {
     return bytes;
 }
 
+Spoil EveryRecord(const std::function<void(RecordFields&)>& spoil) {
+    return [spoil](auto& records) { std::ranges::for_each(records, spoil); };
+}
+
 // The loader's message for a refused file; empty when it loads.
 std::string Refusal(const std::filesystem::path& path) {
     try {
@@ -82,11 +87,8 @@ using MiniSeed = ConversionTest;
 
 // Each check in turn, spoiling fields of a valid three-record file.
 TEST_F(MiniSeed, LoaderChecksInOrder) {
-    const Spoil littleEndian = [](auto& r) {
-        for (auto& f : r) {
-            f.order = ByteOrder::Little, f.wordOrderByte = 0;
-        }
-    };
+    const Spoil littleEndian =
+        EveryRecord([](auto& f) { f.order = ByteOrder::Little, f.wordOrderByte = 0; });
     const std::pair<Spoil, std::string> cases[] = {
         {[](auto& r) { r[0].blockettes = 0; }, "Wrong blockettes count (1)."},
         {[](auto& r) { r[0].blockettes = 3; }, "Wrong blockettes count (1)."},
@@ -113,7 +115,7 @@ TEST_F(MiniSeed, LoaderChecksInOrder) {
         {[](auto& r) { r[2].wordOrderByte = 0; }, "Incoherent endianess (3)."},
         {[](auto& r) { r[1].lengthExponent = 8; }, "Bad packet length (2)."},
         {[](auto& r) { r[1].frames = 0; }, "Bad frames count (2)."},
-        {[](auto& r) { r[0].rate = r[1].rate = r[2].rate = 0; }, "Unrecognized SPS (1)."},
+        {EveryRecord([](auto& f) { f.rate = 0; }), "Unrecognized SPS (1)."},
         // Little-endian files pass only as a single record.
         {littleEndian, "Incoherent endianess (2)."},
         // The first failing check wins.
@@ -124,12 +126,7 @@ TEST_F(MiniSeed, LoaderChecksInOrder) {
         {[](auto& r) { r[1].fraction = 9001; }, ""},
         {[](auto& r) { r[1].second = 2; }, ""},
         {[](auto& r) { r[1].second = 9, r[1].fraction = 8999; }, ""},
-        {[](auto& r) {
-             for (auto& f : r) {
-                 f.blockettes = 1, f.frames = 0;
-             }
-         },
-         ""},
+        {EveryRecord([](auto& f) { f.blockettes = 1, f.frames = 0; }), ""},
         {[](auto& r) { r[0].sequence = 999998, r[1].sequence = 999999, r[2].sequence = 0; }, ""},
     };
     for (const auto& [spoil, message] : cases) {

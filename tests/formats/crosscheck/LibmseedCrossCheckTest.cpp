@@ -113,20 +113,13 @@ TEST_F(LibmseedCrossCheck, EveryFileLibmseedPacksReadsInVibrex) {
     const std::pair<int, bool> packings[] = {
         {DE_STEIM1, false}, {DE_STEIM2, false}, {DE_STEIM2, true}, {DE_INT32, true}};
     for (const auto& [encoding, blockette1001] : packings) {
-        const auto file = m_folder / "libmseed.mseed";
-        WriteFile(file, PackWithLibmseed(longest, encoding, blockette1001));
-        const std::vector<int> counts = ReadWithLibmseed(file).recordCounts;
-        // Lengths that end inside a record and exactly at the end of one, two and three.
-        std::vector<std::size_t> lengths = {1, 99, 1000, longest.size()};
-        for (std::size_t i = 0, boundary = 0; i < 3; ++i) {
-            lengths.push_back(boundary += static_cast<std::size_t>(counts.at(i)));
-        }
-        for (const std::size_t length : lengths) {
+        for (const std::size_t length : {1, 99, 1000, 5000}) {
             SCOPED_TRACE(testing::Message()
                          << "encoding " << encoding << ", " << length << " samples");
             const SampleList samples(longest.begin(), longest.begin() + length);
-            WriteFile(file, PackWithLibmseed(samples, encoding, blockette1001));
-            EXPECT_EQ(ReadMiniSeed(file), samples);
+            WriteFile(m_folder / "libmseed.mseed",
+                      PackWithLibmseed(samples, encoding, blockette1001));
+            EXPECT_EQ(ReadMiniSeed(m_folder / "libmseed.mseed"), samples);
             EXPECT_EQ(m_engine.HeaderProperty(0, 0, kStartTime), "2020/04/09 12:00:00.5000");
         }
     }
