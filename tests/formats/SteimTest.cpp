@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
+#include <stdexcept>
 #include <vector>
 
 namespace vibrex {
@@ -37,6 +38,9 @@ std::vector<Record> Pack(const Samples& samples, int encoding, int wordOrder) {
         records.emplace_back();
         const int r = encode_steim(buffer.data(), records.back().data.data(), encoding, wordOrder);
         records.back().count = kSteimEncodeEnd - r;
+        if (r == kSteimEncodeEnd) {
+            throw std::runtime_error("A record holds no sample."); // else the stream never ends
+        }
         return r;
     };
     int fill = 1;
