@@ -92,8 +92,8 @@ TEST(NumberText, IntegersAsToCharsWritesThem) {
 
 // Whole floats are written as integer text, which must be the shortest text all the same.
 TEST(NumberText, WholeFloatsAsTheirShortestText) {
-    // Beside the loops' values: zero, fractions, the last odd whole floats, and wholes beyond
-    // 2^24 and beyond 32 bits.
+    // Beside the loops' values: zero, fractions, the last whole float below 2^24, and wholes
+    // beyond it.
     std::vector<float> values = {-0.0f, 0.5f, 16777215.5f, 16777215.0f, 16777218.0f, 2.0e9f};
     for (std::int32_t multiple = 0; multiple <= (1 << 24); multiple += 100000) {
         values.push_back(static_cast<float>(multiple));
