@@ -251,9 +251,9 @@ TEST_F(MiniSeed, RealFilesBehaveAsTheManifestSays) {
         const HeaderValues values = kMiniSeedCodec.loadHeader(path).at(0);
         EXPECT_EQ(loader, "OK (START TIME " + values[kStartTime] + ", NUMBER OF SAMPLES " +
                               values[kNumberOfSamples] + ", SPS " + values[kSps] + ")");
-        EXPECT_EQ(values[kStationCode] + values[kNetworkAffiliation] + values[kSensorLocation] +
-                      values[kComponentName],
-                  row[5] + row[6] + row[7] + row[8]);
+        EXPECT_EQ(values[kStationCode] + "|" + values[kNetworkAffiliation] + "|" +
+                      values[kSensorLocation] + "|" + values[kComponentName],
+                  row[5] + "|" + row[6] + "|" + row[7] + "|" + row[8]);
         const SampleList samples = ReadMiniSeed(path);
         ASSERT_EQ(std::to_string(samples.size()), row[9]);
         std::string first5;
