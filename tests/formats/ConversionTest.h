@@ -100,7 +100,7 @@ protected:
     }
 
     // Aborts the conversion of the file of the list once its progress reaches `percent`: the
-    // codec must stop at once, with no further yield, and no error, no file may be left.
+    // codec must stop at once, with no further yield; no error is shown and no file is left.
     void ExpectAbortAt(int percent) {
         int yieldsAfterAbort = -1;
         m_host.onDoEvents = [&] {
