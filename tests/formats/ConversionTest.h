@@ -3,36 +3,85 @@
 #include "engine/ClsConverter.h"
 #include "support/TestSupport.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <random>
 #include <string>
+#include <string_view>
+#include <vector>
 
+// What the format tests share: bytes written by hand, sample lists, and an engine whose work
+// folder lives in a temporary folder, converting one file at a time.
 namespace vibrex::test {
 
-// An engine whose work folder lives in a temporary folder, converting the files of one test.
+using SampleList = std::vector<std::int32_t>;
+
+// Bytes from pairs of hexadecimal digits; blanks between pairs are for the reader.
+inline std::string Hex(std::string_view hex) {
+    std::string bytes;
+    for (std::size_t i = 0; i < hex.size(); ++i) {
+        if (hex[i] != ' ') {
+            bytes += static_cast<char>(std::stoi(std::string(hex.substr(i++, 2)), nullptr, 16));
+        }
+    }
+    return bytes;
+}
+
+// A random walk whose steps take 1 to `maxStepBits` bits, wrapping around at 32 bits.
+inline SampleList RandomWalk(std::size_t count, int maxStepBits, unsigned seed) {
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<int> bits(1, maxStepBits);
+    SampleList samples;
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::int64_t limit = (std::int64_t{1} << (bits(random) - 1)) - 1;
+        value += static_cast<std::uint32_t>(
+            std::uniform_int_distribution<std::int64_t>(-limit - 1, limit)(random));
+        samples.push_back(static_cast<std::int32_t>(value));
+    }
+    return samples;
+}
+
+// The lines after the "Data: " line of a PSN ASCII file that Vibrex wrote.
+inline std::vector<std::string> DataLines(const std::filesystem::path& psn) {
+    const auto lines = ReadLines(psn);
+    const auto data = std::find(lines.begin(), lines.end(), "Data: ");
+    return data == lines.end() ? std::vector<std::string>() : std::vector(data + 1, lines.end());
+}
+
 class ConversionTest : public ::testing::Test {
 protected:
     std::filesystem::path Input(const std::string& name, const std::string& bytes) {
-        const auto path = m_folder / name;
-        WriteFile(path, bytes);
-        return path;
+        WriteFile(m_folder / name, bytes);
+        return m_folder / name;
     }
 
-    // Adds the file and chooses its output; false when the engine refused the file.
+    // Makes `input` the only file of the list; false when the engine refused it.
     bool Add(const std::filesystem::path& input, FileFormat outputFormat,
              const std::filesystem::path& output) {
+        while (m_engine.FilesCount() > 0) {
+            m_engine.RemoveFile(0);
+        }
         if (!m_engine.AddFile(input.string())) {
             return false;
         }
-        const int index = m_engine.FilesCount() - 1;
-        m_engine.SetFileOutputFormat(index, outputFormat);
-        m_engine.SetFileOutputPath(index, output.string());
+        m_engine.SetFileOutputFormat(0, outputFormat);
+        m_engine.SetFileOutputPath(0, output.string());
         return true;
     }
 
-    ConversionStatus Convert() {
+    ConversionStatus Convert(bool inversion = false) {
+        m_engine.SetDataInversion(inversion);
         m_engine.StartConversion();
         return m_engine.FileStatus(0);
+    }
+
+    // Idle when the engine refused the file.
+    ConversionStatus ConvertOne(const std::filesystem::path& input, FileFormat outputFormat,
+                                const std::filesystem::path& output, bool inversion = false) {
+        return Add(input, outputFormat, output) ? Convert(inversion) : ConversionStatus::Idle;
     }
 
     std::string LastMessage() const {
@@ -40,6 +89,76 @@ protected:
     }
 
     bool WorkFolderIsEmpty() const { return std::filesystem::is_empty(m_engine.WorkFolder()); }
+
+    // Converts the file of the list, which must fail with `detail` in the message and leave
+    // neither an intermediate nor an output file behind.
+    void ExpectFailure(const std::string& detail, bool inversion = false) {
+        EXPECT_EQ(Convert(inversion), ConversionStatus::Failed);
+        EXPECT_NE(LastMessage().find(detail), std::string::npos) << LastMessage();
+        EXPECT_TRUE(WorkFolderIsEmpty());
+        EXPECT_FALSE(std::filesystem::exists(m_engine.FileOutputPath(0)));
+    }
+
+    // Aborts the conversion of the file of the list once its progress reaches `percent`: the
+    // codec must stop at once, with no further yield; no error is shown and no file is left.
+    void ExpectAbortAt(int percent) {
+        int yieldsAfterAbort = -1;
+        m_host.onDoEvents = [&] {
+            if (yieldsAfterAbort >= 0) {
+                ++yieldsAfterAbort;
+            } else if (m_engine.FileProgress(0) >= percent) {
+                m_engine.Abort();
+                yieldsAfterAbort = 0;
+            }
+        };
+        EXPECT_EQ(Convert(), ConversionStatus::Aborted);
+        m_host.onDoEvents = nullptr;
+        EXPECT_EQ(yieldsAfterAbort, 0);
+        EXPECT_TRUE(m_host.messages.empty());
+        EXPECT_TRUE(WorkFolderIsEmpty());
+        EXPECT_FALSE(std::filesystem::exists(m_engine.FileOutputPath(0)));
+    }
+
+    // A PSN ASCII input of the samples, under a full header unless other lines are given.
+    std::filesystem::path PsnInput(const std::string& name, const SampleList& samples,
+                                   std::vector<std::string> headerLines = {}) {
+        if (headerLines.empty()) {
+            headerLines = {"Start Time: 2016/02/29 23:59:58.1234",
+                           "SPS: 100",
+                           "Station Code: STAT",
+                           "Sensor Location: 00",
+                           "Component Name: HHZ",
+                           "Network Affiliation: XX"};
+        }
+        headerLines.push_back("Number of Samples: " + std::to_string(samples.size()));
+        std::vector<std::string> lines;
+        for (const std::int32_t sample : samples) {
+            lines.push_back(std::to_string(sample));
+        }
+        return Input(name, PsnText(headerLines, lines));
+    }
+
+    // The samples written by Vibrex as miniSEED, through a PSN ASCII input.
+    std::filesystem::path WrittenMiniSeed(const std::string& name, const SampleList& samples,
+                                          std::vector<std::string> headerLines = {}) {
+        const auto output = m_folder / (name + ".mseed");
+        EXPECT_EQ(ConvertOne(PsnInput(name + ".psn", samples, std::move(headerLines)),
+                             FileFormat::miniSeed, output),
+                  ConversionStatus::Success);
+        return output;
+    }
+
+    // A file's samples as Vibrex reads them, through a PSN ASCII output.
+    SampleList ReadMiniSeed(const std::filesystem::path& input, bool inversion = false) {
+        const auto output = m_folder / (input.filename().string() + ".read.psn");
+        EXPECT_EQ(ConvertOne(input, FileFormat::PSNINT, output, inversion),
+                  ConversionStatus::Success);
+        SampleList samples;
+        for (const std::string& line : DataLines(output)) {
+            samples.push_back(std::stoi(line));
+        }
+        return samples;
+    }
 
     TempFolder m_folder;
     RecordingHost m_host;

@@ -92,9 +92,9 @@ TEST(NumberText, IntegersAsToCharsWritesThem) {
 
 // Whole floats are written as integer text, which must be the shortest text all the same.
 TEST(NumberText, WholeFloatsAsTheirShortestText) {
-    std::vector<float> values = {-0.0f,       99999.0f,    100000.0f,   110000.0f,
-                                 1100000.0f,  12000000.0f, 16777215.0f, 16777216.0f,
-                                 16777218.0f, 2.0e9f,      0.5f,        16777215.5f};
+    // Beside the loops' values: zero, fractions, the last whole float below 2^24, and wholes
+    // beyond it.
+    std::vector<float> values = {-0.0f, 0.5f, 16777215.5f, 16777215.0f, 16777218.0f, 2.0e9f};
     for (std::int32_t multiple = 0; multiple <= (1 << 24); multiple += 100000) {
         values.push_back(static_cast<float>(multiple));
     }

@@ -1,6 +1,7 @@
 #include "formats/Steim.h"
 
-#include "formats/MiniSeedFixture.h"
+#include "formats/ByteOrder.h"
+#include "formats/ConversionTest.h"
 
 #include <algorithm>
 #include <array>
@@ -8,12 +9,14 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
+#include <stdexcept>
 #include <vector>
 
 namespace vibrex {
 namespace {
 
 using Samples = test::SampleList;
+using test::Hex;
 using test::RandomWalk;
 using DataArea = std::array<unsigned char, kSteimDataBytes>;
 
@@ -35,6 +38,9 @@ std::vector<Record> Pack(const Samples& samples, int encoding, int wordOrder) {
         records.emplace_back();
         const int r = encode_steim(buffer.data(), records.back().data.data(), encoding, wordOrder);
         records.back().count = kSteimEncodeEnd - r;
+        if (r == kSteimEncodeEnd) {
+            throw std::runtime_error("A record holds no sample."); // else the stream never ends
+        }
         return r;
     };
     int fill = 1;
@@ -54,18 +60,6 @@ std::vector<Record> Pack(const Samples& samples, int encoding, int wordOrder) {
     return records;
 }
 
-std::uint32_t BigEndianWord(const DataArea& data, int word) {
-    const unsigned char* at = data.data() + 4 * word;
-    return std::uint32_t{at[0]} << 24 | std::uint32_t{at[1]} << 16 | std::uint32_t{at[2]} << 8 |
-           at[3];
-}
-
-std::uint32_t LittleEndianWord(const DataArea& data, int word) {
-    const unsigned char* at = data.data() + 4 * word;
-    return std::uint32_t{at[3]} << 24 | std::uint32_t{at[2]} << 16 | std::uint32_t{at[1]} << 8 |
-           at[0];
-}
-
 // Decodes every record, checking each Steim record's last sample against its frame 0 (the
 // integrity check of independent readers).
 Samples Unpack(const std::vector<Record>& records, int encoding, int wordOrder) {
@@ -76,9 +70,9 @@ Samples Unpack(const std::vector<Record>& records, int encoding, int wordOrder) 
         EXPECT_GE(decoded, record.count);
         all.insert(all.end(), buffer.begin(), buffer.begin() + record.count);
         if (encoding != kEncodingInt32) {
-            const std::uint32_t xn =
-                wordOrder == 1 ? BigEndianWord(record.data, 2) : LittleEndianWord(record.data, 2);
-            EXPECT_EQ(static_cast<std::int32_t>(xn), buffer[record.count - 1]);
+            const auto order = wordOrder == 1 ? ByteOrder::Big : ByteOrder::Little;
+            EXPECT_EQ(LoadAs<std::int32_t>(record.data.data() + 8, order),
+                      buffer[record.count - 1]);
         }
     }
     return all;
@@ -89,8 +83,7 @@ void ExpectRoundTrip(const Samples& samples) {
         for (const int wordOrder : {0, 1}) {
             SCOPED_TRACE(testing::Message() << "encoding " << encoding << ", word order "
                                             << wordOrder << ", " << samples.size() << " samples");
-            const auto records = Pack(samples, encoding, wordOrder);
-            EXPECT_EQ(Unpack(records, encoding, wordOrder), samples);
+            EXPECT_EQ(Unpack(Pack(samples, encoding, wordOrder), encoding, wordOrder), samples);
         }
     }
 }
@@ -123,41 +116,32 @@ TEST(Steim, RoundTripsAwkwardSequences) {
     }
 }
 
+// A record holds as many samples as its words can: steps of 4 bits fill Steim-2's 103 data
+// words with 7 each, 8 bits Steim-1's with 4, steps of 30 bits a Steim-2 word each. A first
+// sample far from 0 costs no room, as decoders ignore the first difference.
 TEST(Steim, FillsSevenFramesExactly) {
-    // Steps of 4 bits fill Steim-2's 103 data words with 7 each; 8 bits fill Steim-1's with 4.
-    const Samples small = RandomWalk(2 * 721, 4, 7);
-    const auto steim2 = Pack(small, kEncodingSteim2, 1);
-    ASSERT_EQ(steim2.size(), 2u);
-    EXPECT_EQ(steim2[0].count, 721);
-    EXPECT_EQ(steim2[1].count, 721);
-
-    const auto steim1 = Pack(RandomWalk(2 * 412, 8, 8), kEncodingSteim1, 1);
-    ASSERT_EQ(steim1.size(), 2u);
-    EXPECT_EQ(steim1[0].count, 412);
-
-    const auto int32 = Pack(RandomWalk(224, 31, 9), kEncodingInt32, 1);
-    ASSERT_EQ(int32.size(), 2u);
-    EXPECT_EQ(int32[0].count, 112);
-}
-
-TEST(Steim, LargeFirstSampleCostsNoRoom) {
-    // Decoders ignore the first difference, so a first sample far from 0 must not widen a word.
-    Samples samples(721, 1000000000);
-    for (std::size_t i = 1; i < samples.size(); ++i) {
-        samples[i] = samples[i - 1] + (i % 2 == 0 ? 7 : -8);
+    Samples farFromZero{1000000000}, wide{0};
+    for (int i = 1; i < 721; ++i) {
+        farFromZero.push_back(farFromZero.back() + (i % 2 == 0 ? 7 : -8));
+        wide.push_back(wide.back() + (i % 2 == 0 ? 1 << 28 : -(1 << 28)));
     }
-    const auto records = Pack(samples, kEncodingSteim2, 1);
-    ASSERT_EQ(records.size(), 1u);
-    EXPECT_EQ(Unpack(records, kEncodingSteim2, 1), samples);
+    const std::tuple<Samples, int, int> cases[] = {
+        {RandomWalk(2 * 721, 4, 7), kEncodingSteim2, 721},
+        {RandomWalk(2 * 412, 8, 8), kEncodingSteim1, 412},
+        {RandomWalk(224, 31, 9), kEncodingInt32, 112},
+        {wide, kEncodingSteim2, 103},
+        {farFromZero, kEncodingSteim2, 721},
+    };
+    for (const auto& [samples, encoding, perRecord] : cases) {
+        const auto records = Pack(samples, encoding, 1);
+        EXPECT_EQ(records[0].count, perRecord) << "encoding " << encoding;
+        EXPECT_EQ(Unpack(records, encoding, 1), samples);
+    }
 }
 
-DataArea Bytes(std::initializer_list<unsigned> bytes) {
+Samples Decoded(const std::string& bytes, int encoding, int wordOrder) {
     DataArea data{};
     std::copy(bytes.begin(), bytes.end(), data.begin());
-    return data;
-}
-
-Samples Decoded(const DataArea& data, int encoding, int wordOrder) {
     std::array<std::int32_t, kSteimBufferSamples> buffer;
     buffer.fill(-1);
     const int count = decode_steim(data.data(), buffer.data(), encoding, wordOrder);
@@ -165,41 +149,29 @@ Samples Decoded(const DataArea& data, int encoding, int wordOrder) {
     return Samples(buffer.begin(), buffer.begin() + count);
 }
 
-TEST(Steim, DecodesHandMadeFramesInBothWordOrders) {
-    const Samples expected{10, 12, 9, 9, 20, 1020, 1021};
-    // Steim-2: W3 = 5x6 (0, 2, -3, 0, 11), W4 = 2x15 (1000, 1).
-    EXPECT_EQ(Decoded(Bytes({0x03, 0x80, 0,    0,    0,    0,    0,    10,   0,    0,
-                             0x03, 0xFD, 0x00, 0x0B, 0xD0, 0x0B, 0x81, 0xF4, 0x00, 0x01}),
-                      kEncodingSteim2, 1),
-              expected);
-    EXPECT_EQ(Decoded(Bytes({0, 0, 0x80, 0x03, 10,   0,    0,    0,    0xFD, 0x03,
-                             0, 0, 0x0B, 0xD0, 0x0B, 0x00, 0x01, 0x00, 0xF4, 0x81}),
-                      kEncodingSteim2, 0),
-              expected);
-    // Steim-1: W3 = 4x8 (0, 2, -3, 0), W4 = 2x16 (11, 1000), W5 = 1x32 (1). In little-endian
-    // data the 4x8 bytes stay in sample order and each 16-bit half is swapped in place.
-    EXPECT_EQ(Decoded(Bytes({0x01, 0xB0, 0,    0,    0,    0,    0,    10,   0, 0, 0x03, 0xFD,
-                             0x00, 0x02, 0xFD, 0x00, 0x00, 0x0B, 0x03, 0xE8, 0, 0, 0,    1}),
-                      kEncodingSteim1, 1),
-              expected);
-    EXPECT_EQ(Decoded(Bytes({0,    0,    0xB0, 0x01, 10,   0,    0,    0,    0xFD, 0x03, 0, 0,
-                             0x00, 0x02, 0xFD, 0x00, 0x0B, 0x00, 0xE8, 0x03, 1,    0,    0, 0}),
-                      kEncodingSteim1, 0),
-              expected);
-    const Samples int32 =
-        Decoded(Bytes({0xFF, 0xFF, 0xFF, 0xFE, 0x80, 0, 0, 0}), kEncodingInt32, 1);
+// Frame 0 names the first and the last sample in W1 and W2. Steim-2: W3 = 5x6 (0, 2, -3, 0, 11),
+// W4 = 2x15 (1000, 1). Steim-1: W3 = 4x8 (0, 2, -3, 0), W4 = 2x16 (11, 1000), W5 = 1x32 (1); in
+// little-endian data the 4x8 bytes stay in sample order and each 16-bit half is swapped in place.
+TEST(Steim, DecodesHandMadeFrames) {
+    const std::tuple<const char*, int, int> frames[] = {
+        {"03800000 0000000A 000003FD 000BD00B 81F40001", kEncodingSteim2, 1},
+        {"00008003 0A000000 FD030000 0BD00B00 0100F481", kEncodingSteim2, 0},
+        {"01B00000 0000000A 000003FD 0002FD00 000B03E8 00000001", kEncodingSteim1, 1},
+        {"0000B001 0A000000 FD030000 0002FD00 0B00E803 01000000", kEncodingSteim1, 0},
+    };
+    for (const auto& [hex, encoding, wordOrder] : frames) {
+        EXPECT_EQ(Decoded(Hex(hex), encoding, wordOrder), (Samples{10, 12, 9, 9, 20, 1020, 1021}))
+            << hex;
+    }
+    const Samples int32 = Decoded(Hex("FFFFFFFE 80000000"), kEncodingInt32, 1);
     ASSERT_EQ(int32.size(), 112u);
     EXPECT_EQ(int32[0], -2);
     EXPECT_EQ(int32[1], kMin);
-}
-
-TEST(Steim, IllegalWordEndsDecoding) {
-    // W3 = 4x8, W4 = code 2 with sub-code 0 (illegal), W5 = 4x8 again.
-    const Samples decoded = Decoded(
-        Bytes({0x01, 0x90, 0, 0, 0, 0, 0, 5, 0, 0, 0, 0, 0, 1, 1, 1, 0x00, 0, 0, 1, 1, 1, 1, 1}),
-        kEncodingSteim2, 1);
-    EXPECT_EQ(decoded, (Samples{5, 6, 7, 8}));
-    EXPECT_TRUE(Decoded(DataArea{}, 12, 1).empty());
+    // W3 = 4x8, W4 = code 2 with sub-code 0, which is illegal and ends the decoding, W5 = 4x8.
+    EXPECT_EQ(
+        Decoded(Hex("01900000 00000005 00000000 00010101 00000001 01010101"), kEncodingSteim2, 1),
+        (Samples{5, 6, 7, 8}));
+    EXPECT_TRUE(Decoded("", 12, 1).empty()); // an unknown encoding
 }
 
 TEST(Steim, GarbageNeverLeavesTheBuffers) {
