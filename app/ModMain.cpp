@@ -58,9 +58,16 @@ bool EndedBadly(const ClsConverter& engine, int index) {
     return status == ConversionStatus::FileMissing || status == ConversionStatus::Failed;
 }
 
+// One line: the file, its status and, for a failure, the detail of the engine's error text.
 std::string FailureReason(const ClsConverter& engine, int index) {
-    return engine.FilePath(index) + ": " +
-           ClsConverter::ConversionStatusToString(engine.FileStatus(index));
+    std::string reason = engine.FilePath(index) + ": " +
+                         ClsConverter::ConversionStatusToString(engine.FileStatus(index));
+    const std::string text = engine.FileErrorText(index);
+    const std::string marker = "Additional info: ";
+    const std::size_t detail = text.find(marker);
+    const std::size_t start = detail == std::string::npos ? 0 : detail + marker.size();
+    const std::string line = text.substr(start, text.find('\r', start) - start);
+    return line.empty() ? reason : reason + ": " + line;
 }
 
 BatchResult Convert(const std::vector<std::string>& args, ClsConverter& engine) {

@@ -289,6 +289,11 @@ ConversionStatus ClsConverter::FileStatus(int index) const {
     return record != nullptr ? record->status : ConversionStatus::Idle;
 }
 
+std::string ClsConverter::FileErrorText(int index) const {
+    const FileRecord* record = Record(index);
+    return record != nullptr ? record->errorText : std::string();
+}
+
 int ClsConverter::FileProgress(int index) const {
     const FileRecord* record = Record(index);
     return record != nullptr ? record->progress : 0;

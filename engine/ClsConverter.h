@@ -67,6 +67,8 @@ public:
     void SetFileAutoNaming(int index, bool autoNaming);
     ConversionStatus FileStatus(int index) const;
     int FileProgress(int index) const;
+    // Why the file's last conversion failed (the text a Verbose engine shows); empty otherwise.
+    std::string FileErrorText(int index) const;
 
     // WAV settings, kept only while the file's output format is WAV.
     bool WAVAvailable(int index) const;
@@ -121,6 +123,7 @@ private:
         bool autoNaming = false;
         WavSettings wav;
         ConversionStatus status = ConversionStatus::Idle;
+        std::string errorText;
         std::int32_t progress = 0;
         std::int64_t workTotal = 0;
         std::int64_t workDone = 0;

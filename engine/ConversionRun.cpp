@@ -37,6 +37,7 @@ void ClsConverter::DoEvents() {
 
 void ClsConverter::StartFile(FileRecord& record) {
     record.status = ConversionStatus::InProgress;
+    record.errorText.clear();
     record.workDone = 0;
     record.progress = 0;
     RaiseFileStatusChange();
@@ -78,6 +79,7 @@ void ClsConverter::RunSeparate() {
         if (!error.empty()) {
             Report(error);
             record.status = ConversionStatus::Failed;
+            record.errorText = error;
             RaiseFileStatusChange();
         } else if (m_abortRequested) {
             record.status = ConversionStatus::Aborted;
@@ -129,9 +131,12 @@ void ClsConverter::RunMerge() {
             break;
         }
         StartFile(m_files[i]);
-        if (m_abortRequested || !ConvertToIntermediate(index, channelCounter).empty()) {
+        const std::string error =
+            m_abortRequested ? std::string() : ConvertToIntermediate(index, channelCounter);
+        if (m_abortRequested || !error.empty()) {
             if (!m_abortRequested) {
                 m_files[i].status = ConversionStatus::Failed;
+                m_files[i].errorText = error;
                 failedIndex = index;
             }
             break;
@@ -154,6 +159,9 @@ void ClsConverter::RunMerge() {
         if (!error.empty()) {
             Report(error);
             SetAllStatuses(ConversionStatus::Failed);
+            for (FileRecord& record : m_files) {
+                record.errorText = error;
+            }
             RaiseFileStatusChange();
         } else if (!m_abortRequested) {
             for (FileRecord& record : m_files) {

@@ -99,6 +99,9 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
             << c.commandLine << ": " << run.stderrText;
     }
     EXPECT_FALSE(std::filesystem::exists(folder / "all.psn"));
+    const ProcessResult failed = Vibrex(folder, {"CONVERT,quake.psn,x.seg2,SEG2"});
+    EXPECT_NE(failed.stderrText.find("Failed: No codec writes the SEG2 format."), std::string::npos)
+        << failed.stderrText;
 }
 
 TEST_F(BatchTest, MergeIntoSafWithTooManyChannelsIsRefused) {

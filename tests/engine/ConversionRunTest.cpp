@@ -192,6 +192,8 @@ TEST_F(RunTest, ReaderFailureFailsOnlyThatFile) {
     EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Failed);
     EXPECT_EQ(engine.FileStatus(1), ConversionStatus::Success);
     ASSERT_EQ(host.messages.size(), 1u);
+    EXPECT_EQ(engine.FileErrorText(0), host.messages[0]);
+    EXPECT_EQ(engine.FileErrorText(1), "");
     EXPECT_EQ(host.messages[0].rfind("Error while converting input to intermediate files\r\n"
                                      "\r\nAdditional info: Not a sample",
                                      0),
