@@ -1,7 +1,7 @@
 #include "app/ModMain.h"
 
 #include "engine/ClsConverter.h"
-#include "formats/Numbers.h"
+#include "io/Numbers.h"
 
 #include <cstdio>
 

@@ -1,8 +1,8 @@
 #include "app/Settings.h"
 
 #include "engine/ClsConverter.h"
-#include "formats/FileIO.h"
-#include "formats/Numbers.h"
+#include "io/FileIO.h"
+#include "io/Numbers.h"
 
 namespace vibrex {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/ClsConverter.h"
-#include "formats/FileIO.h"
+#include "io/FileIO.h"
 
 #include <chrono>
 #include <cstdio>

@@ -1,8 +1,8 @@
 #include "engine/AutomaticName.h"
 
 #include "engine/ChannelFile.h"
-#include "formats/FileIO.h"
-#include "formats/TimeText.h"
+#include "io/FileIO.h"
+#include "io/TimeText.h"
 
 #include <cstdio>
 

@@ -1,7 +1,7 @@
 #include "engine/ChannelFile.h"
 
 #include "engine/Codec.h"
-#include "formats/Numbers.h"
+#include "io/Numbers.h"
 
 #include <stdexcept>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "engine/HeaderProperties.h"
-#include "formats/FileIO.h"
-#include "formats/Numbers.h"
+#include "io/FileIO.h"
+#include "io/Numbers.h"
 
 #include <filesystem>
 #include <optional>

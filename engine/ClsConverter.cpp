@@ -1,7 +1,7 @@
 #include "engine/ClsConverter.h"
 
 #include "engine/ErrorText.h"
-#include "formats/Numbers.h"
+#include "io/Numbers.h"
 
 #include <cstdio>
 #include <random>

@@ -2,7 +2,7 @@
 
 #include "engine/FormatCatalogue.h"
 #include "engine/HeaderProperties.h"
-#include "formats/FileIO.h"
+#include "io/FileIO.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -2,7 +2,7 @@
 #include "engine/ChannelFile.h"
 #include "engine/ClsConverter.h"
 #include "engine/ErrorText.h"
-#include "formats/Numbers.h"
+#include "io/Numbers.h"
 
 #include <algorithm>
 

@@ -1,9 +1,9 @@
 #include "engine/FormatCatalogue.h"
 
 #include "engine/Codec.h"
-#include "formats/ByteOrder.h"
-#include "formats/FileIO.h"
-#include "formats/Numbers.h"
+#include "io/ByteOrder.h"
+#include "io/FileIO.h"
+#include "io/Numbers.h"
 
 #include <array>
 

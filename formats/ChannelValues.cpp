@@ -1,6 +1,6 @@
 #include "formats/ChannelValues.h"
 
-#include "formats/Numbers.h"
+#include "io/Numbers.h"
 
 #include <stdexcept>
 #include <string>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "engine/HeaderProperties.h"
-#include "formats/Numbers.h"
+#include "io/Numbers.h"
 
 #include <cstdint>
 #include <optional>

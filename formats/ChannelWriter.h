@@ -2,7 +2,7 @@
 
 #include "engine/ChannelFile.h"
 #include "engine/Codec.h"
-#include "formats/FileIO.h"
+#include "io/FileIO.h"
 
 // What the writers of single-channel formats share: one output file per intermediate channel
 // file, named by the engine.

@@ -3,13 +3,13 @@
 // in Steim-1, Steim-2 or 32-bit integers of either word order and always written as big-endian
 // Steim-2.
 #include "engine/Codec.h"
-#include "formats/ByteOrder.h"
 #include "formats/ChannelValues.h"
 #include "formats/ChannelWriter.h"
-#include "formats/FileIO.h"
-#include "formats/Numbers.h"
 #include "formats/Steim.h"
-#include "formats/TimeText.h"
+#include "io/ByteOrder.h"
+#include "io/FileIO.h"
+#include "io/Numbers.h"
+#include "io/TimeText.h"
 
 #include <algorithm>
 #include <array>

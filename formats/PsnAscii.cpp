@@ -3,7 +3,7 @@
 // intermediate file over the output.
 #include "engine/ChannelFile.h"
 #include "engine/Codec.h"
-#include "formats/Numbers.h"
+#include "io/Numbers.h"
 
 #include <charconv>
 

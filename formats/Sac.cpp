@@ -1,10 +1,10 @@
 #include "engine/Codec.h"
-#include "formats/ByteOrder.h"
 #include "formats/ChannelValues.h"
 #include "formats/ChannelWriter.h"
-#include "formats/FileIO.h"
-#include "formats/Numbers.h"
-#include "formats/TimeText.h"
+#include "io/ByteOrder.h"
+#include "io/FileIO.h"
+#include "io/Numbers.h"
+#include "io/TimeText.h"
 
 #include <algorithm>
 #include <array>

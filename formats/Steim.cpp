@@ -1,6 +1,6 @@
 #include "formats/Steim.h"
 
-#include "formats/ByteOrder.h"
+#include "io/ByteOrder.h"
 
 #include <algorithm>
 #include <array>

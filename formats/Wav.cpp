@@ -1,9 +1,9 @@
 #include "engine/Codec.h"
-#include "formats/ByteOrder.h"
 #include "formats/ChannelValues.h"
 #include "formats/ChannelWriter.h"
-#include "formats/FileIO.h"
-#include "formats/Numbers.h"
+#include "io/ByteOrder.h"
+#include "io/FileIO.h"
+#include "io/Numbers.h"
 
 #include <array>
 #include <cmath>

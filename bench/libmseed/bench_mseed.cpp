@@ -4,9 +4,9 @@
 // Usage: bench_mseed [samples] [rounds]   (default 10 000 000 samples, 5 rounds)
 #include "../BenchSupport.h"
 #include "engine/ChannelFile.h"
-#include "formats/ByteOrder.h"
 #include "formats/ChannelValues.h"
 #include "formats/Steim.h"
+#include "io/ByteOrder.h"
 
 #include <algorithm>
 #include <array>

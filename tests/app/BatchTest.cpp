@@ -27,9 +27,10 @@ std::string Quote(const std::string& argument) {
 }
 
 // Runs the real executable as a user would, from inside `folder`, with no display.
-ProcessResult Vibrex(const TempFolder& folder, const std::vector<std::string>& arguments) {
+ProcessResult Vibrex(const TempFolder& folder, const std::vector<std::string>& arguments,
+                     const std::filesystem::path& executable = VIBREX_EXECUTABLE) {
     std::string command = "cd " + Quote(folder.Path().string()) + " && env -u DISPLAY " +
-                          "-u WAYLAND_DISPLAY " + Quote(VIBREX_EXECUTABLE);
+                          "-u WAYLAND_DISPLAY " + Quote(executable.string());
     for (const auto& argument : arguments) {
         command += " " + Quote(argument);
     }
@@ -130,11 +131,17 @@ TEST_F(BatchTest, HelpAndVersionGoToStdout) {
     EXPECT_TRUE(version.stdoutText.starts_with("vibrex "));
 }
 
+// A private copy of the program, so that work folders of other tests running at the same time
+// in the build folder are not taken for leftovers.
 TEST_F(BatchTest, NoWorkFolderIsLeftBehind) {
-    Vibrex(folder, {"CONVERT,quake.psn,copy.psn,PSNINT"});
-    Vibrex(folder, {"CONVERT,quake.psn,x.seg2,SEG2"});
-    Vibrex(folder, {"CONVERT,junk.bin,x.psn,PSNINT"});
-    const auto programFolder = std::filesystem::path(VIBREX_EXECUTABLE).parent_path();
+    const std::filesystem::path programFolder = folder / "program";
+    std::filesystem::create_directory(programFolder);
+    std::filesystem::copy_file(VIBREX_EXECUTABLE, programFolder / "vibrex");
+    for (const char* commandLine :
+         {"CONVERT,quake.psn,copy.psn,PSNINT", "CONVERT,quake.psn,x.seg2,SEG2",
+          "CONVERT,junk.bin,x.psn,PSNINT"}) {
+        Vibrex(folder, {commandLine}, programFolder / "vibrex");
+    }
     for (const auto& entry : std::filesystem::directory_iterator(programFolder)) {
         const std::string name = entry.path().filename().string();
         EXPECT_FALSE(name.size() == 34 && name.front() == '{') << name;

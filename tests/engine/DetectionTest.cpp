@@ -1,5 +1,5 @@
 #include "engine/FormatCatalogue.h"
-#include "formats/ByteOrder.h"
+#include "io/ByteOrder.h"
 #include "support/TestSupport.h"
 
 #include <cctype>

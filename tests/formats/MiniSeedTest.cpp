@@ -1,7 +1,7 @@
 #include "engine/Codec.h"
-#include "formats/ByteOrder.h"
 #include "formats/ConversionTest.h"
-#include "formats/TimeText.h"
+#include "io/ByteOrder.h"
+#include "io/TimeText.h"
 
 #include <algorithm>
 #include <functional>

@@ -1,7 +1,7 @@
 #include "engine/Codec.h"
-#include "formats/ByteOrder.h"
 #include "formats/ConversionTest.h"
-#include "formats/Numbers.h"
+#include "io/ByteOrder.h"
+#include "io/Numbers.h"
 
 #include <array>
 #include <bit>

@@ -1,7 +1,7 @@
 #include "formats/Steim.h"
 
-#include "formats/ByteOrder.h"
 #include "formats/ConversionTest.h"
+#include "io/ByteOrder.h"
 
 #include <algorithm>
 #include <array>

@@ -63,6 +63,21 @@ std::vector<std::vector<std::string>> ManifestRows(const std::filesystem::path& 
     return rows;
 }
 
+std::vector<std::int64_t> EdgesAndRandomValues(std::int64_t limit, int count) {
+    std::vector<std::int64_t> values;
+    for (std::int64_t power = 1; power <= limit; power *= 10) {
+        for (const std::int64_t near :
+             {power - 1, power, power + 1, 1 - power, -power, -power - 1}) {
+            values.push_back(near);
+        }
+    }
+    std::mt19937_64 random(7);
+    for (int i = 0; i < count; ++i) {
+        values.push_back(static_cast<std::int64_t>(random()) >> (random() % 64));
+    }
+    return values;
+}
+
 std::string PsnText(const std::vector<std::string>& headerLines,
                     const std::vector<std::string>& samples) {
     std::string text = "! PSN ASCII Event File Format 2.0\r\n";

@@ -65,6 +65,10 @@ public:
     std::function<void()> onDoEvents;
 };
 
+// 10^k - 1, 10^k and 10^k + 1 up to `limit`, with either sign; then `count` random values of
+// every length, about equally often.
+std::vector<std::int64_t> EdgesAndRandomValues(std::int64_t limit, int count);
+
 // A PSN ASCII event file with the given header lines (without "Data:") and samples.
 std::string PsnText(const std::vector<std::string>& headerLines,
                     const std::vector<std::string>& samples);

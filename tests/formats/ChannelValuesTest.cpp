@@ -1,14 +1,12 @@
-#include "formats/Numbers.h"
+#include "formats/ChannelValues.h"
 
 #include "engine/ChannelFile.h"
-#include "formats/ChannelValues.h"
+#include "io/Numbers.h"
 #include "support/TestSupport.h"
 
-#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <limits>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -16,23 +14,6 @@
 
 namespace vibrex::test {
 namespace {
-
-// 10^k - 1, 10^k and 10^k + 1 up to `limit`, with either sign; then `count` random values of
-// every length, about equally often.
-std::vector<std::int64_t> EdgesAndRandomValues(std::int64_t limit, int count) {
-    std::vector<std::int64_t> values;
-    for (std::int64_t power = 1; power <= limit; power *= 10) {
-        for (const std::int64_t near :
-             {power - 1, power, power + 1, 1 - power, -power, -power - 1}) {
-            values.push_back(near);
-        }
-    }
-    std::mt19937_64 random(7);
-    for (int i = 0; i < count; ++i) {
-        values.push_back(static_cast<std::int64_t>(random()) >> (random() % 64));
-    }
-    return values;
-}
 
 // ---- Sample lines: the plain-integer reading agrees with the general parsers ----------------
 
@@ -70,42 +51,6 @@ TEST(SampleText, AwkwardTextReadsAsTheGeneralParsersReadIt) {
     ExpectEverySampleReaderAgrees(awkward);
     for (const std::int64_t value : EdgesAndRandomValues(1'000'000'000'000, 20000)) {
         ExpectEverySampleReaderAgrees(std::to_string(value));
-    }
-}
-
-// ---- Numbers written as text: the fast forms give the general forms' very text ---------------
-
-std::string ToCharsText(auto value) {
-    char buffer[64];
-    return std::string(buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr);
-}
-
-TEST(NumberText, IntegersAsToCharsWritesThem) {
-    std::vector<std::int64_t> values = EdgesAndRandomValues(1'000'000'000'000'000'000, 100000);
-    values.push_back(std::numeric_limits<std::int64_t>::min());
-    values.push_back(std::numeric_limits<std::int64_t>::max());
-    for (const std::int64_t value : values) {
-        char buffer[32];
-        EXPECT_EQ(std::string(buffer, AppendInteger(buffer, value)), ToCharsText(value));
-    }
-}
-
-// Whole floats are written as integer text, which must be the shortest text all the same.
-TEST(NumberText, WholeFloatsAsTheirShortestText) {
-    // Beside the loops' values: zero, fractions, the last whole float below 2^24, and wholes
-    // beyond it.
-    std::vector<float> values = {-0.0f, 0.5f, 16777215.5f, 16777215.0f, 16777218.0f, 2.0e9f};
-    for (std::int32_t multiple = 0; multiple <= (1 << 24); multiple += 100000) {
-        values.push_back(static_cast<float>(multiple));
-    }
-    for (std::int32_t whole = -(1 << 24); whole <= (1 << 24); whole += 997) {
-        values.push_back(static_cast<float>(whole));
-    }
-    for (const float value : values) {
-        for (const float signed_ : {value, -value}) {
-            const std::string expected = signed_ == 0 ? "0" : ToCharsText(signed_); // never "-0"
-            EXPECT_EQ(NumberToText(signed_), expected);
-        }
     }
 }
 

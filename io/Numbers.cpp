@@ -1,4 +1,4 @@
-#include "formats/Numbers.h"
+#include "io/Numbers.h"
 
 #include <charconv>
 #include <cmath>

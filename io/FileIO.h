@@ -1,6 +1,6 @@
 #pragma once
 
-#include "formats/Numbers.h"
+#include "io/Numbers.h"
 
 #include <bit>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "formats/ByteOrder.h"
+#include "io/ByteOrder.h"
 
 #include <bit>
 #include <charconv>

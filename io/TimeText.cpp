@@ -1,6 +1,6 @@
-#include "formats/TimeText.h"
+#include "io/TimeText.h"
 
-#include "formats/Numbers.h"
+#include "io/Numbers.h"
 
 #include <charconv>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "formats/FileIO.h"
+#include "io/FileIO.h"
 
 #include <algorithm>
 #include <cstring>
