@@ -71,6 +71,13 @@ public:
     void NumberLine(float value) {
         AppendLine([value](char* out) { return AppendNumber(out, value); });
     }
+    // Bytes written so far: where the next write lands.
+    std::uint64_t Position() const { return m_flushed + m_used; }
+    // Replaces bytes already written, for a field whose value is known only once the data
+    // after it is written; writing goes on at the end.
+    void Overwrite(std::uint64_t offset, const void* bytes, std::size_t count);
+    // Reads back bytes already written; false when they are not all there.
+    bool ReadBack(std::uint64_t offset, void* into, std::size_t count);
     // Flushes and closes; throws std::runtime_error when the data did not reach the disk.
     void Close();
 
@@ -97,6 +104,7 @@ private:
     std::filesystem::path m_path;
     std::vector<char> m_buffer;
     std::size_t m_used = 0;
+    std::uint64_t m_flushed = 0;
 };
 
 // Text input one line at a time, CR LF or LF, without the line end. Every line is followed by

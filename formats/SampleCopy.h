@@ -1,0 +1,62 @@
+#pragma once
+
+#include "engine/Codec.h"
+#include "io/ByteOrder.h"
+#include "io/FileIO.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <stdexcept>
+#include <vector>
+
+// What the readers of binary formats share: a channel's samples streamed from the input file
+// to its intermediate channel file a chunk at a time, never the whole channel at once.
+namespace vibrex {
+
+// Samples stored in groups of `bytes` bytes holding `samples` samples each; one sample a group
+// in most formats.
+struct SampleGroups {
+    std::size_t bytes;
+    std::size_t samples;
+};
+
+// Copies `count` samples from the input's current position: `writeGroup(bytes, samples)` writes
+// the lines of one group, of which the last may hold fewer samples. Progress is ticked a chunk at
+// a time; false when the user aborted. Throws when the file ends first.
+template <typename WriteGroup>
+bool CopySampleGroups(InputFile& in, std::int64_t count, SampleGroups layout,
+                      ReaderContext& context, WriteGroup writeGroup) {
+    constexpr std::int64_t kChunkGroups = 16384;
+    const auto perGroup = static_cast<std::int64_t>(layout.samples);
+    std::vector<unsigned char> chunk(static_cast<std::size_t>(kChunkGroups) * layout.bytes);
+    for (std::int64_t left = count; left > 0;) {
+        const std::int64_t groups = std::min((left + perGroup - 1) / perGroup, kChunkGroups);
+        if (!in.ReadExact(chunk.data(), static_cast<std::size_t>(groups) * layout.bytes)) {
+            throw std::runtime_error("The file ends before its last sample.");
+        }
+        std::int64_t copied = 0;
+        for (std::int64_t group = 0; group < groups; ++group) {
+            const std::int64_t samples = std::min(perGroup, left - copied);
+            writeGroup(chunk.data() + group * static_cast<std::int64_t>(layout.bytes),
+                       static_cast<std::size_t>(samples));
+            copied += samples;
+        }
+        left -= copied;
+        if (!context.Tick(copied)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// 32-bit floats in the given byte order, negated when the user inverts the polarity.
+inline bool CopyFloatSamples(InputFile& in, ByteOrder order, std::int64_t count,
+                             ReaderContext& context, OutputFile& out) {
+    const float sign = context.DataInversion() ? -1.0f : 1.0f;
+    return CopySampleGroups(in, count, {4, 1}, context,
+                            [&](const unsigned char* bytes, std::size_t) {
+                                out.NumberLine(LoadAs<float>(bytes, order) * sign);
+                            });
+}
+
+} // namespace vibrex
