@@ -112,13 +112,20 @@ Keywords ParseStrings(const std::vector<unsigned char>& bytes, ByteOrder order, 
     return keywords;
 }
 
+const std::string* Find(const Keywords& keywords, std::string_view keyword) {
+    for (const auto& [key, value] : keywords) {
+        if (key == keyword) {
+            return &value;
+        }
+    }
+    return nullptr;
+}
+
 // A trace's value of the keyword, or the file's where the trace has none.
 std::string Lookup(const Keywords& trace, const Keywords& file, std::string_view keyword) {
     for (const Keywords* keywords : {&trace, &file}) {
-        for (const auto& [key, value] : *keywords) {
-            if (key == keyword) {
-                return value;
-            }
+        if (const std::string* value = Find(*keywords, keyword)) {
+            return *value;
         }
     }
     return {};
@@ -190,7 +197,11 @@ std::string StartTimeText(const std::string& date, const std::string& time,
     if (fields.size() > 3 && time.find('.') != std::string::npos) {
         seconds += ParseNumber("0." + fields[3]).value_or(0);
     }
-    seconds += ParseNumber(microseconds).value_or(0) * 1e-6;
+    const double fraction = ParseNumber(microseconds).value_or(0);
+    if (!(fraction >= 0 && fraction < 1e6)) {
+        return {};
+    }
+    seconds += fraction * 1e-6;
     return FormatTimeText(AddSecondsToTime(PreciseTime{*day, 0}, seconds));
 }
 
@@ -201,9 +212,16 @@ std::optional<double> FirstCoordinate(const std::string& location) {
 
 HeaderValues ChannelValues(const Keywords& trace, const Keywords& file, std::uint32_t count) {
     const auto value = [&](std::string_view keyword) { return Lookup(trace, file, keyword); };
+    // The time and its microseconds come together from the trace or from the file, so that a
+    // trace's whole second never takes the file's fraction.
+    const Keywords& timed = Find(trace, "ACQUISITION_TIME") != nullptr ? trace : file;
+    const auto timeValue = [&](std::string_view keyword) {
+        const std::string* found = Find(timed, keyword);
+        return found != nullptr ? *found : std::string();
+    };
     HeaderValues values;
-    values[kStartTime] = StartTimeText(value("ACQUISITION_DATE"), value("ACQUISITION_TIME"),
-                                       value("ACQUISITION_TIME_MICROSECONDS"));
+    values[kStartTime] = StartTimeText(value("ACQUISITION_DATE"), timeValue("ACQUISITION_TIME"),
+                                       timeValue("ACQUISITION_TIME_MICROSECONDS"));
     values[kNumberOfSamples] = std::to_string(count);
     if (const auto interval = ParseNumber(value("SAMPLE_INTERVAL")); interval && *interval > 0) {
         values[kSps] = NumberToText(static_cast<float>(1.0 / *interval));
@@ -238,12 +256,13 @@ class BlockReader {
 public:
     explicit BlockReader(InputFile& in) : m_in(in) {}
 
-    // `size` bytes at `offset`, which must lie within the file; `what` names them in the error.
-    std::vector<unsigned char> At(std::uint64_t offset, std::uint64_t size,
-                                  const std::string& what) {
+    // `size` bytes at `offset`, which must lie within the file; `what` names them in the error,
+    // which ends with `number`, the trace's number in parentheses where there is one.
+    std::vector<unsigned char> At(std::uint64_t offset, std::uint64_t size, const std::string& what,
+                                  const std::string& number = "") {
         std::vector<unsigned char> bytes;
         if (offset > m_in.Size() || size > m_in.Size() - offset) {
-            throw std::runtime_error(what + " lies past the end of the file");
+            throw std::runtime_error(what + " lies past the end of the file" + number);
         }
         bytes.resize(static_cast<std::size_t>(size));
         m_in.Seek(offset);
@@ -292,7 +311,7 @@ FileLayout ReadLayout(InputFile& in) {
         const std::string number = " (" + std::to_string(trace + 1) + ")";
         const std::uint64_t start =
             LoadAs<std::uint32_t>(pointers.data() + 4 * trace, layout.order);
-        const auto descriptor = blocks.At(start, kFixedSize, "A trace descriptor block" + number);
+        const auto descriptor = blocks.At(start, kFixedSize, "A trace descriptor block", number);
         const std::size_t blockSize = word(descriptor, tracefield::kBlockSize);
         if (word(descriptor, tracefield::kBlockId) != kTraceBlockId || blockSize < kFixedSize) {
             throw std::runtime_error("A trace pointer leads to no trace descriptor block" + number);
@@ -307,7 +326,7 @@ FileLayout ReadLayout(InputFile& in) {
                                      std::to_string(layoutOf.format) + number);
         }
         const Keywords strings = ParseStrings(blocks.At(start + kFixedSize, blockSize - kFixedSize,
-                                                        "A trace descriptor block" + number),
+                                                        "A trace descriptor block", number),
                                               layout.order, stringEnd);
         layoutOf.dataOffset = start + blockSize;
         const std::uint64_t groupCount = (layoutOf.count + groups->samples - 1) / groups->samples;

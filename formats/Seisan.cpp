@@ -246,6 +246,17 @@ public:
         return *value;
     }
 
+    // A number within [low, high]: columns hold numbers of a few digits, so anything else is
+    // nonsense that must not reach the time arithmetic.
+    double Bounded(Column column, const char* what, double low, double high) const {
+        const double value = Required(column, what);
+        if (value < low || value > high) {
+            m_records.Fail(std::string("The channel header's ") + what + " \"" +
+                           std::string(Field(m_text, column)) + "\" is out of range");
+        }
+        return value;
+    }
+
     std::string Optional(Column column) const {
         const auto value = ParseNumber(Field(m_text, column));
         return value ? NumberToText(*value) : std::string();
@@ -257,7 +268,8 @@ public:
 
     PreciseTime StartTime() const {
         const auto at = [](Column field) { return TimeField(column::kChannelTime, field); };
-        const int year = kFirstYear + static_cast<int>(Required(at(timefield::kYear), "year"));
+        const int year =
+            kFirstYear + static_cast<int>(Bounded(at(timefield::kYear), "year", 0, 999));
         const auto month = ParseNumber(Field(m_text, at(timefield::kMonth)));
         const auto day = ParseNumber(Field(m_text, at(timefield::kDay)));
         PreciseTime start;
@@ -266,11 +278,12 @@ public:
                 DateFromDays(DaysFromCivil(year, static_cast<int>(*month), static_cast<int>(*day)));
         } else {
             start.time = DateFromYearDay(
-                year, static_cast<int>(Required(at(timefield::kDayOfYear), "day of the year")));
+                year,
+                static_cast<int>(Bounded(at(timefield::kDayOfYear), "day of the year", 1, 366)));
         }
-        const double seconds = Required(at(timefield::kHour), "hour") * 3600 +
-                               Required(at(timefield::kMinute), "minute") * 60 +
-                               Required(at(timefield::kSecond), "second");
+        const double seconds = Bounded(at(timefield::kHour), "hour", 0, 24) * 3600 +
+                               Bounded(at(timefield::kMinute), "minute", 0, 60) * 60 +
+                               Bounded(at(timefield::kSecond), "second", 0, 61);
         return AddSecondsToTime(start, seconds);
     }
 
@@ -299,8 +312,8 @@ public:
     }
 
     std::int64_t Count() const {
-        const double count = Required(column::kSamples, "number of samples");
-        if (count < 0 || count != std::floor(count)) {
+        const double count = Bounded(column::kSamples, "number of samples", 0, kMaxSamples);
+        if (count != std::floor(count)) {
             m_records.Fail("The channel header's number of samples \"" +
                            std::string(Field(m_text, column::kSamples)) +
                            "\" is not a whole number");

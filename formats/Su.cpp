@@ -28,6 +28,7 @@ namespace {
 namespace field {
 constexpr std::size_t kTracl = 0;   // int32: trace number within the line, written 1, 2, ...
 constexpr std::size_t kTracr = 4;   // int32: trace number within the file, the same
+constexpr std::size_t kTracf = 12;  // int32: trace number within the field record, the same
 constexpr std::size_t kTrid = 28;   // int16: trace kind, written 1 (seismic data)
 constexpr std::size_t kOffset = 36; // int32: distance from source to receiver
 constexpr std::size_t kNs = 114;    // uint16: number of samples
@@ -87,6 +88,7 @@ HeaderValues ChannelValues(const TraceHeader& header) {
         values[kSps] = NumberToText(1e6 / interval);
     }
     values[kOffset] = std::to_string(Get<std::int32_t>(header, field::kOffset));
+    values[kComponentName] = std::to_string(Get<std::int32_t>(header, field::kTracf));
     return values;
 }
 
@@ -189,6 +191,7 @@ TraceHeader BuildHeader(int traceNumber, const HeaderValues& values) {
     TraceHeader header{};
     Put(header, field::kTracl, traceNumber);
     Put(header, field::kTracr, traceNumber);
+    Put(header, field::kTracf, traceNumber);
     Put(header, field::kTrid, std::int16_t{1});
     Put(header, field::kOffset, HeaderWholeNumber(values, kOffset).value_or(0));
     const auto count = HeaderWholeNumber(values, kNumberOfSamples).value_or(0);

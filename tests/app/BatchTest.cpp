@@ -86,7 +86,7 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
         {"CONVERT,quake.psn,no-folder/x.psn,PSNINT", 3},
         {"CONVERT,junk.bin,x.psn,PSNINT", 4},
         {"CONVERT,quake.psn,x.wav,WAV", 5},
-        {"CONVERT,quake.psn,x.seg2,SEG2", 6},
+        {"CONVERT,quake.psn,x.saf,SAF", 6},
         {"MERGE,quake.psn,b.psn,all.psn,PSNINT", 7},
         {"CONVERT,quake.psn,x.psn", 8},
         {"MERGE,quake.psn,x.psn", 8},
@@ -100,8 +100,8 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
             << c.commandLine << ": " << run.stderrText;
     }
     EXPECT_FALSE(std::filesystem::exists(folder / "all.psn"));
-    const ProcessResult failed = Vibrex(folder, {"CONVERT,quake.psn,x.seg2,SEG2"});
-    EXPECT_NE(failed.stderrText.find("Failed: No codec writes the SEG2 format."), std::string::npos)
+    const ProcessResult failed = Vibrex(folder, {"CONVERT,quake.psn,x.saf,SAF"});
+    EXPECT_NE(failed.stderrText.find("Failed: No codec writes the SAF format."), std::string::npos)
         << failed.stderrText;
 }
 
@@ -138,7 +138,7 @@ TEST_F(BatchTest, NoWorkFolderIsLeftBehind) {
     std::filesystem::create_directory(programFolder);
     std::filesystem::copy_file(VIBREX_EXECUTABLE, programFolder / "vibrex");
     for (const char* commandLine :
-         {"CONVERT,quake.psn,copy.psn,PSNINT", "CONVERT,quake.psn,x.seg2,SEG2",
+         {"CONVERT,quake.psn,copy.psn,PSNINT", "CONVERT,quake.psn,x.saf,SAF",
           "CONVERT,junk.bin,x.psn,PSNINT"}) {
         Vibrex(folder, {commandLine}, programFolder / "vibrex");
     }
