@@ -193,6 +193,7 @@ bool LineReader::Refill() {
     }
     const std::size_t got = std::fread(m_buffer.data() + m_end, 1, room - m_end, m_file.get());
     m_end += got;
+    std::memset(m_buffer.data() + m_end, 0, kBlockSize); // what a look beyond the data sees
     if (got == 0) {
         m_eof = true;
     }
