@@ -6,11 +6,13 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
-// What the readers of binary formats share: a channel's samples streamed from the input file
-// to its intermediate channel file a chunk at a time, never the whole channel at once.
+// What the loaders and readers of binary formats share: a channel's samples streamed from the
+// input file to its intermediate channel file a chunk at a time, never the whole channel at once.
 namespace vibrex {
 
 // Samples stored in groups of `bytes` bytes holding `samples` samples each; one sample a group
@@ -47,6 +49,32 @@ bool CopySampleGroups(InputFile& in, std::int64_t count, SampleGroups layout,
         }
     }
     return true;
+}
+
+// Throws the "Can't open" detail for an input that did not open.
+inline void RequireOpen(const InputFile& in, const std::filesystem::path& path) {
+    if (!in.IsOpen()) {
+        throw std::runtime_error(CantOpenInputFile(path));
+    }
+}
+
+// A header loader of a format whose file is laid out before it is read: `channelsOf(in)` gives
+// the file's channels, each with its header `values`. Whatever fails raises HeaderLoadError
+// from `source` with the failure's text.
+template <typename ChannelsOf>
+std::vector<HeaderValues> LoadChannelValues(const std::filesystem::path& path, const char* source,
+                                            ChannelsOf channelsOf) {
+    InputFile in(path);
+    try {
+        RequireOpen(in, path);
+        std::vector<HeaderValues> values;
+        for (auto& channel : channelsOf(in)) {
+            values.push_back(std::move(channel.values));
+        }
+        return values;
+    } catch (const std::runtime_error& error) {
+        throw HeaderLoadError(source, error.what());
+    }
 }
 
 // 32-bit floats in the given byte order, negated when the user inverts the polarity.

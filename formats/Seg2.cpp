@@ -339,24 +339,9 @@ FileLayout ReadLayout(InputFile& in) {
     return layout;
 }
 
-FileLayout OpenLayout(InputFile& in, const std::filesystem::path& path) {
-    if (!in.IsOpen()) {
-        throw std::runtime_error(CantOpenInputFile(path));
-    }
-    return ReadLayout(in);
-}
-
 std::vector<HeaderValues> LoadHeaderSeg2(const std::filesystem::path& path) {
-    InputFile in(path);
-    std::vector<HeaderValues> channels;
-    try {
-        for (TraceLayout& trace : OpenLayout(in, path).traces) {
-            channels.push_back(std::move(trace.values));
-        }
-    } catch (const std::runtime_error& error) {
-        throw HeaderLoadError("LoadHeaderSeg2", error.what());
-    }
-    return channels;
+    return LoadChannelValues(path, "LoadHeaderSeg2",
+                             [](InputFile& in) { return ReadLayout(in).traces; });
 }
 
 // The 20-bit format: mantissas are one's complement, so a negative one is one more than its
@@ -404,7 +389,8 @@ bool CopyTrace(InputFile& in, const TraceLayout& trace, ByteOrder order, ReaderC
 
 void ReadSeg2(ReaderContext& context) {
     InputFile in(context.InputPath());
-    const FileLayout layout = OpenLayout(in, context.InputPath());
+    RequireOpen(in, context.InputPath());
+    const FileLayout layout = ReadLayout(in);
     if (static_cast<int>(layout.traces.size()) != context.ChannelCount()) {
         throw std::runtime_error("The file no longer holds the traces it was added with.");
     }

@@ -380,24 +380,9 @@ FileLayout ReadLayout(InputFile& in) {
     return layout;
 }
 
-FileLayout OpenLayout(InputFile& in, const std::filesystem::path& path) {
-    if (!in.IsOpen()) {
-        throw std::runtime_error(CantOpenInputFile(path));
-    }
-    return ReadLayout(in);
-}
-
 std::vector<HeaderValues> LoadHeaderSeisan(const std::filesystem::path& path) {
-    InputFile in(path);
-    std::vector<HeaderValues> channels;
-    try {
-        for (ChannelLayout& channel : OpenLayout(in, path).channels) {
-            channels.push_back(std::move(channel.values));
-        }
-    } catch (const std::runtime_error& error) {
-        throw HeaderLoadError("LoadHeaderSeisan", error.what());
-    }
-    return channels;
+    return LoadChannelValues(path, "LoadHeaderSeisan",
+                             [](InputFile& in) { return ReadLayout(in).channels; });
 }
 
 // Copies one channel's samples; false when the user aborted.
@@ -424,7 +409,8 @@ bool CopyChannel(InputFile& in, const ChannelLayout& channel, ByteOrder order,
 
 void ReadSeisan(ReaderContext& context) {
     InputFile in(context.InputPath());
-    const FileLayout layout = OpenLayout(in, context.InputPath());
+    RequireOpen(in, context.InputPath());
+    const FileLayout layout = ReadLayout(in);
     if (static_cast<int>(layout.channels.size()) != context.ChannelCount()) {
         throw std::runtime_error("The file no longer holds the channels it was added with.");
     }

@@ -141,9 +141,7 @@ std::vector<HeaderValues> LoadHeaderSu(const std::filesystem::path& path) {
 
 void ReadSu(ReaderContext& context) {
     InputFile in(context.InputPath());
-    if (!in.IsOpen()) {
-        throw std::runtime_error(CantOpenInputFile(context.InputPath()));
-    }
+    RequireOpen(in, context.InputPath());
     TraceWalk traces(in);
     for (int channel = 0; channel < context.ChannelCount(); ++channel) {
         const std::int64_t count = SampleCount(traces.Next());
