@@ -124,6 +124,7 @@ TEST_F(MultichannelBinary, RealFilesBehaveAsTheManifestSays) {
             SCOPED_TRACE(row[0] + " channel " + row[18]);
             const auto path = folder / row[0];
             if (row[21].starts_with("NEGATIVE")) {
+                EXPECT_NE(GuessFileFormat(path), format.format);
                 EXPECT_FALSE(m_engine.AddFile(path.string()));
                 continue;
             }
@@ -342,6 +343,21 @@ TEST_F(MultichannelBinary, DamagedFilesAreRefusedWithTheirCause) {
                 EXPECT_NE(status, ConversionStatus::Aborted);
             }
         }
+    }
+}
+
+// Aborting stops the reader, or the writer, of each format and leaves no file behind.
+TEST_F(MultichannelBinary, AbortStopsEitherStage) {
+    const std::vector<std::string> samples = Texts(RandomWalk(3000, 12, 13));
+    const std::vector<std::filesystem::path> inputs = {
+        Channel("ABTE.psn", samples, "2019/05/01 12:00:00", "100"),
+        Channel("ABTN.psn", samples, "2019/05/01 12:00:00", "100")};
+    for (const Multichannel& format : kFormats) {
+        SCOPED_TRACE(format.manifestName);
+        ASSERT_TRUE(Merge(inputs, format.format, m_folder / "whole"));
+        ASSERT_TRUE(Add(m_folder / "whole", format.format, m_folder / "again"));
+        ExpectAbortAt(10);
+        ExpectAbortAt(60);
     }
 }
 
