@@ -346,6 +346,82 @@ TEST_F(MultichannelBinary, DamagedFilesAreRefusedWithTheirCause) {
     }
 }
 
+// A Seisan file as other writers lay it out: markers of `markerSize` bytes and samples of
+// `sampleSize` bytes in `order`, the samples scaled by `gain` where one is given.
+struct SeisanVariant {
+    ByteOrder order;
+    std::size_t markerSize;
+    std::size_t sampleSize;
+    std::string gain;
+};
+
+std::string Number(std::uint64_t value, std::size_t size, ByteOrder order) {
+    std::string bytes(size, '\0');
+    auto* at = reinterpret_cast<unsigned char*>(bytes.data());
+    if (size == 2) {
+        StoreAs(at, static_cast<std::uint16_t>(value), order);
+    } else if (size == 4) {
+        StoreAs(at, static_cast<std::uint32_t>(value), order);
+    } else {
+        StoreAs(at, value, order);
+    }
+    return bytes;
+}
+
+// Rewrites a file Vibrex wrote (little-endian, 4-byte markers and samples, twelve main header
+// records) in the variant's layout.
+std::string Reframed(const std::string& written, const SeisanVariant& variant) {
+    std::string bytes;
+    for (std::size_t at = 0, record = 0; at < written.size(); ++record) {
+        const std::uint32_t length = WordAt(written, at);
+        std::string payload = written.substr(at + 4, length);
+        at += length + 8;
+        if (record >= 12 && record % 2 == 0 && !variant.gain.empty()) {
+            payload.replace(75, 1, "G");
+            payload.replace(147 + 12 - variant.gain.size(), variant.gain.size(), variant.gain);
+        } else if (record >= 12 && record % 2 == 1) {
+            std::string samples;
+            for (std::size_t i = 0; i < payload.size(); i += 4) {
+                samples += Number(WordAt(payload, i), variant.sampleSize, variant.order);
+            }
+            payload = samples;
+        }
+        const std::string marker = Number(payload.size(), variant.markerSize, variant.order);
+        bytes += marker + payload + marker;
+    }
+    return bytes;
+}
+
+// Both byte orders, 4- and 8-byte markers, 2- and 4-byte samples and the gain factor read as
+// the same channels with the same samples.
+TEST_F(MultichannelBinary, SeisanVariantsReadAlike) {
+    const SampleList samples = RandomWalk(500, 8, 14); // within 16 bits
+    ASSERT_TRUE(Merge({Channel("VARE.psn", Texts(samples), "2001/01/13 17:42:24.9240", "20"),
+                       Channel("VARN.psn", Texts(samples), "2001/01/13 17:42:25.0000", "50")},
+                      FileFormat::Seisan, m_folder / "written.seisan"));
+    const std::string written = ReadFile(m_folder / "written.seisan");
+    const auto headers = kSeisanCodec.loadHeader(m_folder / "written.seisan");
+    const std::vector<SeisanVariant> variants = {
+        {ByteOrder::Big, 4, 4, ""},    {ByteOrder::Big, 4, 2, ""}, {ByteOrder::Little, 8, 4, ""},
+        {ByteOrder::Little, 4, 2, ""}, {ByteOrder::Big, 8, 2, ""}, {ByteOrder::Little, 4, 4, "0.5"},
+    };
+    for (const SeisanVariant& variant : variants) {
+        SCOPED_TRACE(std::to_string(variant.markerSize) + "-byte markers, " +
+                     std::to_string(variant.sampleSize) + "-byte samples, gain " + variant.gain);
+        const auto path = Input("variant.seisan", Reframed(written, variant));
+        EXPECT_EQ(kSeisanCodec.loadHeader(path), headers);
+        if (GuessFileFormat(path) != FileFormat::Seisan) {
+            continue; // 8-byte big-endian markers start with four zero bytes, no Seisan marker
+        }
+        std::vector<std::string> expected;
+        for (const std::int32_t sample : samples) {
+            expected.push_back(variant.gain.empty() ? std::to_string(sample)
+                                                    : NumberToText(sample * 0.5));
+        }
+        EXPECT_EQ(ChannelSamples(path), (std::vector{expected, expected}));
+    }
+}
+
 // Aborting stops the reader, or the writer, of each format and leaves no file behind.
 TEST_F(MultichannelBinary, AbortStopsEitherStage) {
     const std::vector<std::string> samples = Texts(RandomWalk(3000, 12, 13));
