@@ -61,6 +61,7 @@ protected:
             m_engine.SetFileOutputFormat(m_engine.FilesCount() - 1, format);
         }
         m_engine.SetMergeFilePath(output.string());
+        m_engine.SetDataInversion(false);
         m_engine.StartConversion();
         m_engine.SetMergeFilePath({});
         return m_engine.FileStatus(0) == ConversionStatus::Success;
@@ -493,6 +494,25 @@ TEST_F(MultichannelBinary, Seg2VariantsReadAlike) {
                 EXPECT_EQ(ChannelSamples(path), (std::vector{Texts(samples), Texts(samples)}));
             }
         }
+    }
+}
+
+// Polarity inversion negates every sample each reader gives.
+TEST_F(MultichannelBinary, InversionNegatesEverySample) {
+    const SampleList samples = RandomWalk(300, 20, 16);
+    SampleList negated;
+    for (const std::int32_t sample : samples) {
+        negated.push_back(-sample);
+    }
+    for (const Multichannel& format : kFormats) {
+        SCOPED_TRACE(format.manifestName);
+        ASSERT_TRUE(Merge({Channel("INVE.psn", Texts(samples), "2019/05/01 12:00:00", "100"),
+                           Channel("INVN.psn", Texts(negated), "2019/05/01 12:00:00", "100")},
+                          format.format, m_folder / "whole"));
+        ASSERT_EQ(ConvertOne(m_folder / "whole", FileFormat::PSNINT, m_folder / "inv.psn", true),
+                  ConversionStatus::Success);
+        EXPECT_EQ(DataLines(m_folder / "inv1.psn"), Texts(negated));
+        EXPECT_EQ(DataLines(m_folder / "inv2.psn"), Texts(samples));
     }
 }
 
