@@ -77,6 +77,22 @@ std::vector<HeaderValues> LoadChannelValues(const std::filesystem::path& path, c
     }
 }
 
+// The reader of a format laid out before it is read: `copy(channel, out)` copies each of the
+// `channels` the loader found into its intermediate file; false from it means the user aborted.
+template <typename Channels, typename Copy>
+void CopyEachChannel(ReaderContext& context, const Channels& channels, Copy copy) {
+    if (static_cast<int>(channels.size()) != context.ChannelCount()) {
+        throw std::runtime_error("The file no longer holds the channels it was added with.");
+    }
+    for (int channel = 0; channel < context.ChannelCount(); ++channel) {
+        OutputFile out = context.OpenChannelFile(channel);
+        if (!copy(channels[static_cast<std::size_t>(channel)], out)) {
+            return;
+        }
+        out.Close();
+    }
+}
+
 // 32-bit floats in the given byte order, negated when the user inverts the polarity.
 inline bool CopyFloatSamples(InputFile& in, ByteOrder order, std::int64_t count,
                              ReaderContext& context, OutputFile& out) {

@@ -391,17 +391,9 @@ void ReadSeg2(ReaderContext& context) {
     InputFile in(context.InputPath());
     RequireOpen(in, context.InputPath());
     const FileLayout layout = ReadLayout(in);
-    if (static_cast<int>(layout.traces.size()) != context.ChannelCount()) {
-        throw std::runtime_error("The file no longer holds the traces it was added with.");
-    }
-    for (int channel = 0; channel < context.ChannelCount(); ++channel) {
-        OutputFile out = context.OpenChannelFile(channel);
-        const TraceLayout& trace = layout.traces[static_cast<std::size_t>(channel)];
-        if (!CopyTrace(in, trace, layout.order, context, out)) {
-            return;
-        }
-        out.Close();
-    }
+    CopyEachChannel(context, layout.traces, [&](const TraceLayout& trace, OutputFile& out) {
+        return CopyTrace(in, trace, layout.order, context, out);
+    });
 }
 
 // ---- Writing ---------------------------------------------------------------------------------

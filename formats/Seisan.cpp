@@ -411,17 +411,9 @@ void ReadSeisan(ReaderContext& context) {
     InputFile in(context.InputPath());
     RequireOpen(in, context.InputPath());
     const FileLayout layout = ReadLayout(in);
-    if (static_cast<int>(layout.channels.size()) != context.ChannelCount()) {
-        throw std::runtime_error("The file no longer holds the channels it was added with.");
-    }
-    for (int channel = 0; channel < context.ChannelCount(); ++channel) {
-        OutputFile out = context.OpenChannelFile(channel);
-        const ChannelLayout& samples = layout.channels[static_cast<std::size_t>(channel)];
-        if (!CopyChannel(in, samples, layout.order, context, out)) {
-            return;
-        }
-        out.Close();
-    }
+    CopyEachChannel(context, layout.channels, [&](const ChannelLayout& channel, OutputFile& out) {
+        return CopyChannel(in, channel, layout.order, context, out);
+    });
 }
 
 // ---- Writing ---------------------------------------------------------------------------------

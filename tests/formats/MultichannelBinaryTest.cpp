@@ -46,6 +46,14 @@ std::optional<PreciseTime> TimeOf(std::string text) {
     return ParseTimeText(text);
 }
 
+std::vector<std::string> Texts(const SampleList& samples) {
+    std::vector<std::string> texts;
+    for (const std::int32_t sample : samples) {
+        texts.push_back(std::to_string(sample));
+    }
+    return texts;
+}
+
 class MultichannelBinary : public ConversionTest {
 protected:
     // Merges the inputs into one file of the format; false when the merge did not succeed.
@@ -81,6 +89,15 @@ protected:
         return samples;
     }
 
+    // The bytes of `samples` twice, as two channels of their own start and rate merged into the
+    // file "two" of the format.
+    std::string TwoChannels(const SampleList& samples, FileFormat format) {
+        EXPECT_TRUE(Merge({Channel("TWOE.psn", Texts(samples), "2001/01/13 17:42:24.9240", "20"),
+                           Channel("TWON.psn", Texts(samples), "2001/01/13 17:42:25.0000", "50")},
+                          format, m_folder / "two"));
+        return ReadFile(m_folder / "two");
+    }
+
     // A PSN input of the samples, with its own start, rate and station.
     std::filesystem::path Channel(const std::string& name, const std::vector<std::string>& samples,
                                   const std::string& start, const std::string& rate) {
@@ -97,14 +114,6 @@ protected:
 int Seg2FormatCode(const std::string& bytes) {
     const auto* at = reinterpret_cast<const unsigned char*>(bytes.data());
     return at[LoadAs<std::uint32_t>(at + 32, ByteOrder::Little) + 12];
-}
-
-std::vector<std::string> Texts(const SampleList& samples) {
-    std::vector<std::string> texts;
-    for (const std::int32_t sample : samples) {
-        texts.push_back(std::to_string(sample));
-    }
-    return texts;
 }
 
 // POSITIVE files load with the recorded channels, header values and samples; NEGATIVE ones are
@@ -398,11 +407,8 @@ std::string Reframed(const std::string& written, const SeisanVariant& variant) {
 // the same channels with the same samples.
 TEST_F(MultichannelBinary, SeisanVariantsReadAlike) {
     const SampleList samples = RandomWalk(500, 8, 14); // within 16 bits
-    ASSERT_TRUE(Merge({Channel("VARE.psn", Texts(samples), "2001/01/13 17:42:24.9240", "20"),
-                       Channel("VARN.psn", Texts(samples), "2001/01/13 17:42:25.0000", "50")},
-                      FileFormat::Seisan, m_folder / "written.seisan"));
-    const std::string written = ReadFile(m_folder / "written.seisan");
-    const auto headers = kSeisanCodec.loadHeader(m_folder / "written.seisan");
+    const std::string written = TwoChannels(samples, FileFormat::Seisan);
+    const auto headers = kSeisanCodec.loadHeader(m_folder / "two");
     const std::vector<SeisanVariant> variants = {
         {ByteOrder::Big, 4, 4, ""},    {ByteOrder::Big, 4, 2, ""}, {ByteOrder::Little, 8, 4, ""},
         {ByteOrder::Little, 4, 2, ""}, {ByteOrder::Big, 8, 2, ""}, {ByteOrder::Little, 4, 4, "0.5"},
@@ -480,11 +486,8 @@ std::string Seg2Variant(const std::string& written, ByteOrder order, int code) {
 // channels with the same samples; big-endian files load alike, though detection takes none.
 TEST_F(MultichannelBinary, Seg2VariantsReadAlike) {
     const SampleList samples = RandomWalk(400, 8, 15); // within 16 bits
-    ASSERT_TRUE(Merge({Channel("VARE.psn", Texts(samples), "2001/01/13 17:42:24.9240", "20"),
-                       Channel("VARN.psn", Texts(samples), "2001/01/13 17:42:25.0000", "50")},
-                      FileFormat::SEG2, m_folder / "written.seg2"));
-    const std::string written = ReadFile(m_folder / "written.seg2");
-    const auto headers = kSeg2Codec.loadHeader(m_folder / "written.seg2");
+    const std::string written = TwoChannels(samples, FileFormat::SEG2);
+    const auto headers = kSeg2Codec.loadHeader(m_folder / "two");
     for (const ByteOrder order : {ByteOrder::Little, ByteOrder::Big}) {
         for (const int code : {1, 2, 4, 5}) {
             SCOPED_TRACE("data format " + std::to_string(code));
