@@ -45,6 +45,25 @@ ProcessResult Vibrex(const TempFolder& folder, const std::vector<std::string>& a
     return {WEXITSTATUS(status), ReadFile(folder / "stderr.txt"), out};
 }
 
+std::vector<std::string> SplitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::size_t start = 0;
+    for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
+        lines.push_back(text.substr(start, end - start));
+    }
+    return lines;
+}
+
+std::vector<std::string> LinesStartingWith(const std::string& text, const std::string& prefix) {
+    std::vector<std::string> found;
+    for (const std::string& line : SplitLines(text)) {
+        if (line.starts_with(prefix)) {
+            found.push_back(line);
+        }
+    }
+    return found;
+}
+
 class BatchTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -131,6 +150,63 @@ TEST_F(BatchTest, HelpAndVersionGoToStdout) {
     EXPECT_TRUE(version.stdoutText.starts_with("vibrex "));
 }
 
+TEST_F(BatchTest, InfoPrintsFormatChannelsAndEveryPropertyOnItsOwnLine) {
+    const ProcessResult run = Vibrex(folder, {"info , quake.psn , b.psn"});
+    EXPECT_EQ(run.exitCode, 0) << run.stderrText;
+    const std::vector<std::string> lines = SplitLines(run.stdoutText);
+    constexpr std::size_t kLinesPerFile = 4 + 32 + 1; // file, format, count, channel; blank
+    ASSERT_EQ(lines.size(), 2 * kLinesPerFile) << run.stdoutText;
+    EXPECT_EQ(std::vector<std::string>(lines.begin(), lines.begin() + 4),
+              (std::vector<std::string>{"File: quake.psn", "Format: PSNINT", "Channels: 1",
+                                        "Channel 1"}));
+    EXPECT_EQ(lines[4], "  Start Time: ");
+    EXPECT_EQ(lines[5], "  Number of Samples: 4");
+    EXPECT_EQ(lines[6], "  SPS: 50");
+    EXPECT_EQ(lines[4 + 24], "  Sensor Station Code: VBRX");
+    EXPECT_EQ(lines[kLinesPerFile - 1], "");
+    EXPECT_EQ(lines[kLinesPerFile], "File: b.psn");
+    EXPECT_EQ(lines[kLinesPerFile + 5], "  Number of Samples: 2");
+}
+
+TEST_F(BatchTest, InfoAsJsonIsOneObjectPerFile) {
+    const ProcessResult run = Vibrex(folder, {"--json", "INFO,quake.psn,b.psn"});
+    EXPECT_EQ(run.exitCode, 0) << run.stderrText;
+    const std::vector<std::string> lines = SplitLines(run.stdoutText);
+    ASSERT_EQ(lines.size(), 2u) << run.stdoutText;
+    EXPECT_TRUE(
+        lines[0].starts_with("{\"file\":\"quake.psn\",\"format\":\"PSNINT\",\"channels\":1,"
+                             "\"headers\":[{\"Start Time\":\"\",\"Number of Samples\":\"4\","
+                             "\"SPS\":\"50\","))
+        << lines[0];
+    EXPECT_NE(lines[0].find(",\"Sensor Station Code\":\"VBRX\","), std::string::npos);
+    EXPECT_TRUE(lines[0].ends_with(",\"Offset\":\"\"}]}")) << lines[0];
+    EXPECT_TRUE(lines[1].starts_with("{\"file\":\"b.psn\",")) << lines[1];
+}
+
+// One bad file in a list hides none of the others; the exit code is the first failure's.
+TEST_F(BatchTest, InfoDescribesTheReadableFilesAndExitsWithTheFirstFailure) {
+    struct Case {
+        std::string commandLine;
+        int exitCode;
+        std::vector<std::string> described;
+        std::size_t reasons;
+    };
+    const std::vector<Case> cases = {
+        {"INFO,quake.psn,absent.psn,junk.bin", 2, {"File: quake.psn"}, 2},
+        {"INFO,junk.bin,quake.psn,quake.psn", 4, {"File: quake.psn", "File: quake.psn"}, 1},
+        {"INFO,b.psn", 0, {"File: b.psn"}, 0},
+        {"INFO", 8, {}, 1},
+    };
+    for (const Case& c : cases) {
+        const ProcessResult run = Vibrex(folder, {c.commandLine});
+        EXPECT_EQ(run.exitCode, c.exitCode) << c.commandLine;
+        EXPECT_EQ(LinesStartingWith(run.stdoutText, "File: "), c.described) << c.commandLine;
+        EXPECT_EQ(LinesStartingWith(run.stderrText, "vibrex: ").size(), c.reasons)
+            << c.commandLine << ": " << run.stderrText;
+        EXPECT_EQ(SplitLines(run.stderrText).size(), c.reasons) << run.stderrText;
+    }
+}
+
 // A private copy of the program, so that work folders of other tests running at the same time
 // in the build folder are not taken for leftovers.
 TEST_F(BatchTest, NoWorkFolderIsLeftBehind) {
@@ -139,7 +215,7 @@ TEST_F(BatchTest, NoWorkFolderIsLeftBehind) {
     std::filesystem::copy_file(VIBREX_EXECUTABLE, programFolder / "vibrex");
     for (const char* commandLine :
          {"CONVERT,quake.psn,copy.psn,PSNINT", "CONVERT,quake.psn,x.seg2,SEG2",
-          "CONVERT,junk.bin,x.psn,PSNINT"}) {
+          "CONVERT,junk.bin,x.psn,PSNINT", "INFO,quake.psn"}) {
         Vibrex(folder, {commandLine}, programFolder / "vibrex");
     }
     for (const auto& entry : std::filesystem::directory_iterator(programFolder)) {
