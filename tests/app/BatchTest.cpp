@@ -64,6 +64,23 @@ std::vector<std::string> LinesStartingWith(const std::string& text, const std::s
     return found;
 }
 
+// The same from a terminal: `script` gives the program a pseudo-terminal and copies what it
+// writes there, stdout and stderr alike.
+std::string VibrexOnATerminal(const TempFolder& folder, const std::string& argument) {
+    const std::string inner = Quote(VIBREX_EXECUTABLE) + " " + Quote(argument);
+    const std::string command = "cd " + Quote(folder.Path().string()) +
+                                " && env -u DISPLAY -u WAYLAND_DISPLAY script -qec " +
+                                Quote(inner) + " /dev/null";
+    std::FILE* pipe = popen(command.c_str(), "r");
+    std::string out;
+    char buffer[4096];
+    for (std::size_t got; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
+        out.append(buffer, got);
+    }
+    pclose(pipe);
+    return out;
+}
+
 class BatchTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -84,6 +101,15 @@ TEST_F(BatchTest, ConvertCopiesTheRecording) {
     const std::string copy = ReadFile(folder / "copy.psn");
     EXPECT_NE(copy.find("Station Code: VBRX\r\n"), std::string::npos);
     EXPECT_TRUE(copy.ends_with("Data: \r\n1\r\n-2\r\n3\r\n-4\r\n"));
+}
+
+// Scripts and logs get no progress (ConvertCopiesTheRecording: stderr stays empty).
+TEST_F(BatchTest, ATerminalSeesALineForTheFileUpToItsEnd) {
+    const std::string shown = VibrexOnATerminal(folder, "CONVERT,quake.psn,copy.sac,SAC");
+    EXPECT_TRUE(shown.starts_with("\rquake.psn    0%  -- samples/s  --:-- left")) << shown;
+    EXPECT_NE(shown.find("\rquake.psn  100%  "), std::string::npos) << shown;
+    EXPECT_TRUE(shown.ends_with(" left\033[K\r\n")) << shown; // the pseudo-terminal adds \r
+    EXPECT_TRUE(std::filesystem::exists(folder / "copy.sac"));
 }
 
 TEST_F(BatchTest, ShellSplitWordsAndAnyCaseAreJoined) {
