@@ -1,49 +1,20 @@
-#include "support/TestSupport.h"
+#include "ProcessSupport.h"
 
-#include <cstdio>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 namespace vibrex {
 namespace {
 
+using test::LeftInProgramFolder;
+using test::PrivateProgramCopy;
+using test::ProcessResult;
 using test::PsnText;
+using test::Quote;
 using test::ReadFile;
+using test::RunShell;
 using test::TempFolder;
+using test::Vibrex;
 using test::WriteFile;
-
-struct ProcessResult {
-    int exitCode;
-    std::string stderrText;
-    std::string stdoutText;
-};
-
-std::string Quote(const std::string& argument) {
-    std::string quoted = "'";
-    for (char c : argument) {
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return quoted + "'";
-}
-
-// Runs the real executable as a user would, from inside `folder`, with no display.
-ProcessResult Vibrex(const TempFolder& folder, const std::vector<std::string>& arguments,
-                     const std::filesystem::path& executable = VIBREX_EXECUTABLE) {
-    std::string command = "cd " + Quote(folder.Path().string()) + " && env -u DISPLAY " +
-                          "-u WAYLAND_DISPLAY " + Quote(executable.string());
-    for (const auto& argument : arguments) {
-        command += " " + Quote(argument);
-    }
-    command += " 2>" + Quote((folder / "stderr.txt").string());
-    std::FILE* pipe = popen(command.c_str(), "r");
-    std::string out;
-    char buffer[4096];
-    for (std::size_t got; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
-        out.append(buffer, got);
-    }
-    const int status = pclose(pipe);
-    return {WEXITSTATUS(status), ReadFile(folder / "stderr.txt"), out};
-}
 
 std::vector<std::string> SplitLines(const std::string& text) {
     std::vector<std::string> lines;
@@ -64,21 +35,11 @@ std::vector<std::string> LinesStartingWith(const std::string& text, const std::s
     return found;
 }
 
-// The same from a terminal: `script` gives the program a pseudo-terminal and copies what it
-// writes there, stdout and stderr alike.
+// `script` gives the program a pseudo-terminal and copies what it writes there, stdout and
+// stderr alike.
 std::string VibrexOnATerminal(const TempFolder& folder, const std::string& argument) {
     const std::string inner = Quote(VIBREX_EXECUTABLE) + " " + Quote(argument);
-    const std::string command = "cd " + Quote(folder.Path().string()) +
-                                " && env -u DISPLAY -u WAYLAND_DISPLAY script -qec " +
-                                Quote(inner) + " /dev/null";
-    std::FILE* pipe = popen(command.c_str(), "r");
-    std::string out;
-    char buffer[4096];
-    for (std::size_t got; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
-        out.append(buffer, got);
-    }
-    pclose(pipe);
-    return out;
+    return RunShell(folder, "script -qec " + Quote(inner) + " /dev/null").stdoutText;
 }
 
 class BatchTest : public ::testing::Test {
@@ -233,21 +194,17 @@ TEST_F(BatchTest, InfoDescribesTheReadableFilesAndExitsWithTheFirstFailure) {
     }
 }
 
-// A private copy of the program, so that work folders of other tests running at the same time
-// in the build folder are not taken for leftovers.
-TEST_F(BatchTest, NoWorkFolderIsLeftBehind) {
-    const std::filesystem::path programFolder = folder / "program";
-    std::filesystem::create_directory(programFolder);
-    std::filesystem::copy_file(VIBREX_EXECUTABLE, programFolder / "vibrex");
+// Batch mode leaves nothing in the program folder: no work folder, whether the conversion
+// worked, failed or never started, and no settings file.
+TEST_F(BatchTest, NothingIsLeftInTheProgramFolder) {
+    const std::filesystem::path program = PrivateProgramCopy(folder);
     for (const char* commandLine :
          {"CONVERT,quake.psn,copy.psn,PSNINT", "CONVERT,quake.psn,x.seg2,SEG2",
-          "CONVERT,junk.bin,x.psn,PSNINT", "INFO,quake.psn"}) {
-        Vibrex(folder, {commandLine}, programFolder / "vibrex");
+          "CONVERT,junk.bin,x.psn,PSNINT", "INFO,quake.psn",
+          "MERGE,quake.psn,b.psn,m.psn,PSNINT"}) {
+        Vibrex(folder, {commandLine}, program);
     }
-    for (const auto& entry : std::filesystem::directory_iterator(programFolder)) {
-        const std::string name = entry.path().filename().string();
-        EXPECT_FALSE(name.size() == 34 && name.front() == '{') << name;
-    }
+    EXPECT_EQ(LeftInProgramFolder(program), std::vector<std::string>{});
 }
 
 } // namespace
