@@ -187,7 +187,7 @@ TEST(Archive, EightProcessesAtOnceShareOneProgramFolderAndOneOutputFolder) {
     const test::ProcessResult run =
         RunShell(folder, "xargs -d '\\n' -n 1 -P 8 " + Quote(program.string()) + " <commands.txt");
     EXPECT_EQ(run.exitCode, 0);
-    EXPECT_EQ(run.stderrText, "");
+    EXPECT_TRUE(run.stderrText.empty()) << run.stderrText.substr(0, 2000);
     ExpectOutputsHoldTheRecordings(recordings, outputs, folder);
     EXPECT_EQ(FilesUnder(outFolder), SortedRelative(outputs, outFolder));
     EXPECT_EQ(LeftInProgramFolder(program), std::vector<std::string>{});
@@ -207,7 +207,7 @@ TEST(Archive, GnuParallelConvertsEveryRecordingOfATree) {
                              ":\"$PATH\"; find archive -type f ! -name '*.mseed' |"
                              " parallel vibrex \"CONVERT,{},{.}.mseed,miniSeed\"");
     EXPECT_EQ(run.exitCode, 0);
-    EXPECT_EQ(run.stderrText, "");
+    EXPECT_TRUE(run.stderrText.empty()) << run.stderrText.substr(0, 2000);
     std::vector<std::filesystem::path> outputs;
     std::vector<std::filesystem::path> everyFile;
     for (const Recording& recording : recordings) {
