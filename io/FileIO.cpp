@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 namespace vibrex {
 
@@ -61,8 +62,8 @@ std::size_t InputFile::Read(void* into, std::size_t count) {
     return m_file ? std::fread(into, 1, count, m_file.get()) : 0;
 }
 
-OutputFile::OutputFile(const std::filesystem::path& path)
-    : m_file(OpenFile(path, "wb")), m_path(path) {
+OutputFile::OutputFile(const std::filesystem::path& path, std::filesystem::path shownAs)
+    : m_file(OpenFile(path, "wb")), m_path(shownAs.empty() ? path : std::move(shownAs)) {
     if (m_file) {
         m_buffer.resize(kBufferSize);
     }

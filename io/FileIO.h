@@ -42,7 +42,8 @@ private:
 // Buffered output. Text lines end with CR LF, as in every text file the system writes.
 class OutputFile {
 public:
-    explicit OutputFile(const std::filesystem::path& path);
+    // `shownAs` is the name errors give, when the file is written under another until done.
+    explicit OutputFile(const std::filesystem::path& path, std::filesystem::path shownAs = {});
     ~OutputFile();
     OutputFile(OutputFile&&) = default;
     OutputFile(const OutputFile&) = delete;
