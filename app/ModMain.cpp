@@ -3,6 +3,7 @@
 #include "engine/ClsConverter.h"
 #include "io/Numbers.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace vibrex {
@@ -154,10 +155,18 @@ BatchResult Merge(const std::vector<std::string>& args, ClsConverter& engine) {
 
 // Every file is described that can be, so that one bad file in a list hides none of the others;
 // the exit code is the first failure's.
-BatchResult Info(const std::vector<std::string>& args, ClsConverter& engine, std::ostream& report,
+BatchResult Info(const std::string& commandLine, ClsConverter& engine, std::ostream& report,
                  InfoStyle style) {
+    const std::vector<std::string> args = SplitCommandLine(commandLine);
     if (args.size() < 2) {
         return Exit(kExitWrongArgumentCount, "INFO takes one or more input files.");
+    }
+    // The arguments past the limit would be dropped unseen, and a script would take the files
+    // it named for described.
+    if (static_cast<std::size_t>(std::count(commandLine.begin(), commandLine.end(), ',')) >=
+        kMaxArguments) {
+        return Exit(kExitWrongArgumentCount,
+                    "INFO takes at most " + std::to_string(kMaxArguments - 1) + " files.");
     }
     BatchResult result = Exit(kExitDone, {});
     const auto fail = [&result](int code, const std::string& reason) {
@@ -214,7 +223,7 @@ BatchResult RunBatch(const std::string& commandLine, ConverterHost& host, std::o
         return Merge(args, engine);
     }
     if (verb == "INFO") {
-        return Info(args, engine, report, style);
+        return Info(commandLine, engine, report, style);
     }
     return Exit(kExitUnknownVerb, "Unknown command \"" + args.front() +
                                       "\": use CONVERT, MERGE or INFO (vibrex --help).");

@@ -170,7 +170,16 @@ TEST_F(BatchTest, InfoAsJsonIsOneObjectPerFile) {
     EXPECT_TRUE(lines[1].starts_with("{\"file\":\"b.psn\",")) << lines[1];
 }
 
-// One bad file in a list hides none of the others; the exit code is the first failure's.
+std::string Repeated(const std::string& text, int times) {
+    std::string repeated;
+    for (int i = 0; i < times; ++i) {
+        repeated += text;
+    }
+    return repeated;
+}
+
+// One bad file in a list hides none of the others; the exit code is the first failure's. Files
+// past the hundredth would go unseen, so naming them is refused outright.
 TEST_F(BatchTest, InfoDescribesTheReadableFilesAndExitsWithTheFirstFailure) {
     struct Case {
         std::string commandLine;
@@ -183,6 +192,8 @@ TEST_F(BatchTest, InfoDescribesTheReadableFilesAndExitsWithTheFirstFailure) {
         {"INFO,junk.bin,quake.psn,quake.psn", 4, {"File: quake.psn", "File: quake.psn"}, 1},
         {"INFO,b.psn", 0, {"File: b.psn"}, 0},
         {"INFO", 8, {}, 1},
+        {"INFO" + Repeated(",b.psn", 100), 0, std::vector<std::string>(100, "File: b.psn"), 0},
+        {"INFO" + Repeated(",b.psn", 101), 8, {}, 1},
     };
     for (const Case& c : cases) {
         const ProcessResult run = Vibrex(folder, {c.commandLine});
