@@ -2,6 +2,7 @@
 
 #include "engine/ClsConverter.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace vibrex {
@@ -35,21 +36,52 @@ std::string Duration(double seconds) {
     return text;
 }
 
+std::string Figures(std::int64_t done, std::int64_t total, double seconds) {
+    const int percent = total > 0 ? static_cast<int>(done * 100 / total) : 0;
+    char head[16];
+    std::snprintf(head, sizeof head, "  %3d%%  ", percent);
+    // Before any work is done, or at once, a rate would be noise.
+    if (done <= 0 || seconds <= 0) {
+        return head + std::string("-- samples/s  --:-- left");
+    }
+    const double rate = static_cast<double>(done) / seconds;
+    return head + Rate(rate / kWorkPerSample) + " samples/s  " +
+           Duration(static_cast<double>(total - done) / rate) + " left";
+}
+
+// The end of `label` in at most `room` bytes, "..." standing for what is cut; a UTF-8
+// character is never cut in two.
+std::string LabelInRoom(std::string_view label, std::size_t room) {
+    constexpr std::string_view kCut = "...";
+    if (label.size() <= room) {
+        return std::string(label);
+    }
+    if (room <= kCut.size()) {
+        return std::string(kCut.substr(0, room));
+    }
+    std::size_t start = label.size() - (room - kCut.size());
+    while (start < label.size() && (static_cast<unsigned char>(label[start]) & 0xC0U) == 0x80) {
+        ++start;
+    }
+    return std::string(kCut) + std::string(label.substr(start));
+}
+
+int TerminalWidth(std::FILE* stream) {
+    winsize size{};
+    constexpr int kUsualWidth = 80;
+    return ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col
+                                                                            : kUsualWidth;
+}
+
 } // namespace
 
 std::string ProgressLine(std::string_view label, std::int64_t done, std::int64_t total,
-                         double seconds) {
-    const int percent = total > 0 ? static_cast<int>(done * 100 / total) : 0;
-    char head[16];
-    std::snprintf(head, sizeof head, "%3d%%", percent);
-    std::string line = std::string(label) + "  " + head + "  ";
-    // Before any work is done, or at once, a rate would be noise.
-    if (done <= 0 || seconds <= 0) {
-        return line + "-- samples/s  --:-- left";
-    }
-    const double rate = static_cast<double>(done) / seconds;
-    return line + Rate(rate / kWorkPerSample) + " samples/s  " +
-           Duration(static_cast<double>(total - done) / rate) + " left";
+                         double seconds, int width) {
+    const std::string figures = Figures(done, total, seconds);
+    // A line as wide as the terminal would wrap, and "\r" could not take it back: the next
+    // redraw would leave the old line standing above.
+    const std::size_t limit = width > 1 ? static_cast<std::size_t>(width) - 1 : 0;
+    return LabelInRoom(label, limit > figures.size() ? limit - figures.size() : 0) + figures;
 }
 
 ConsoleHost::ConsoleHost(std::FILE* stream)
@@ -79,6 +111,7 @@ void ConsoleHost::OpenProgressWindow(std::int64_t maximum) {
     m_start = std::chrono::steady_clock::now();
     if (m_toTerminal) {
         m_label = CurrentLabel();
+        m_width = TerminalWidth(m_stream); // per file: the window may have been resized
     }
     UpdateProgressWindow(0);
 }
@@ -95,7 +128,7 @@ void ConsoleHost::UpdateProgressWindow(std::int64_t value) {
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - m_start;
     // Back to the line's start, and clear what a longer line before it left.
     std::fprintf(m_stream, "\r%s\033[K",
-                 ProgressLine(m_label, value, m_maximum, elapsed.count()).c_str());
+                 ProgressLine(m_label, value, m_maximum, elapsed.count(), m_width).c_str());
     std::fflush(m_stream);
 }
 
