@@ -1,5 +1,6 @@
 #include "ProcessSupport.h"
 #include "engine/ClsConverter.h"
+#include "formats/ConversionTest.h"
 #include "io/Numbers.h"
 
 #include <algorithm>
@@ -15,7 +16,6 @@ using test::LeftInProgramFolder;
 using test::PrivateProgramCopy;
 using test::PsnText;
 using test::Quote;
-using test::ReadLines;
 using test::RunShell;
 using test::TempFolder;
 using test::WriteFile;
@@ -96,14 +96,9 @@ std::vector<Recording> MakeArchive(const std::filesystem::path& root, int count,
 }
 
 std::vector<double> DataOfPsn(const std::filesystem::path& path) {
-    const std::vector<std::string> lines = ReadLines(path);
-    auto data = std::find_if(lines.begin(), lines.end(),
-                             [](const std::string& line) { return line.starts_with("Data:"); });
     std::vector<double> samples;
-    if (data != lines.end()) {
-        for (auto line = data + 1; line != lines.end(); ++line) {
-            samples.push_back(ParseNumber(*line).value_or(-1e300));
-        }
+    for (const std::string& line : test::DataLines(path)) {
+        samples.push_back(ParseNumber(line).value_or(-1e300));
     }
     return samples;
 }
