@@ -142,7 +142,6 @@ private:
     std::string ConvertToIntermediate(int index, int firstChannelNumber);
     std::string ConvertFromIntermediate(int index, int channelCount);
     void DeleteIntermediateFiles() const;
-    std::string MoveOutputsIntoPlace();
     void RemoveCreatedOutputs();
     std::filesystem::path IntermediatePath(int channelNumber) const;
     void StartFile(FileRecord& record);
@@ -158,11 +157,7 @@ private:
     std::filesystem::path m_workFolder;
     std::vector<FileRecord> m_files;
     std::string m_mergeFilePath;
-    struct CreatedOutput {
-        std::filesystem::path written; // the temporary name it is written under
-        std::filesystem::path target;  // where it goes once the writer is done
-    };
-    std::vector<CreatedOutput> m_createdOutputs; // by the writer now running
+    std::vector<std::filesystem::path> m_createdOutputs; // by the writer now running
     bool m_dataInversion = false;
     bool m_showUI = false;
     bool m_verbose = true;

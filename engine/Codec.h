@@ -119,14 +119,12 @@ public:
     std::filesystem::path ChannelOutputPath(int channelNumber);
     // Where a multichannel format writes all channels.
     std::filesystem::path OutputPath() const;
-    // Creates an output file (check IsOpen()). It is written under a temporary name and takes
-    // `path` only once the writer is done; a writer that fails or is aborted leaves nothing.
+    // Creates an output file (check IsOpen()). A writer that fails or is aborted leaves no
+    // half-written output behind: the engine removes what it created.
     OutputFile CreateOutputFile(const std::filesystem::path& path);
     WavSettings Wav() const;
 
 private:
-    std::filesystem::path TemporaryName(const std::filesystem::path& path) const;
-
     int m_outputIndex; // the file whose output settings apply (the first one in a merge)
     int m_channelCount;
 };

@@ -5,7 +5,6 @@
 #include "io/Numbers.h"
 
 #include <algorithm>
-#include <unistd.h>
 
 namespace vibrex {
 
@@ -216,9 +215,6 @@ std::string ClsConverter::ConvertFromIntermediate(int index, int channelCount) {
     } catch (const std::exception& failure) {
         error = StageErrorText(kWriterStage, failure.what());
     }
-    if (error.empty() && !m_abortRequested) {
-        error = MoveOutputsIntoPlace();
-    }
     if (!error.empty() || m_abortRequested) {
         RemoveCreatedOutputs();
     }
@@ -243,24 +239,10 @@ void ClsConverter::DeleteIntermediateFiles() const {
     }
 }
 
-// A rename within one folder replaces the target at once: a reader sees the old file or the
-// whole new one, never a part.
-std::string ClsConverter::MoveOutputsIntoPlace() {
-    for (auto output = m_createdOutputs.begin(); output != m_createdOutputs.end();) {
-        std::error_code error;
-        std::filesystem::rename(output->written, output->target, error);
-        if (error) {
-            return StageErrorText(kWriterStage, CantOpenOutputFile(output->target));
-        }
-        output = m_createdOutputs.erase(output);
-    }
-    return {};
-}
-
 void ClsConverter::RemoveCreatedOutputs() {
     std::error_code ignored;
     for (const auto& output : m_createdOutputs) {
-        std::filesystem::remove(output.written, ignored);
+        std::filesystem::remove(output, ignored);
     }
     m_createdOutputs.clear();
 }
@@ -381,29 +363,10 @@ std::filesystem::path WriterContext::ChannelOutputPath(int channelNumber) {
     return output;
 }
 
-// The temporary name is hidden, unique to this run's work folder, and keeps the extension, so
-// that a listing of inputs by extension passes it over as it passes over the outputs.
-std::filesystem::path WriterContext::TemporaryName(const std::filesystem::path& path) const {
-    std::string run = m_engine.m_workFolder.filename().string();
-    std::erase_if(run, [](char c) { return c == '{' || c == '}'; });
-    return path.parent_path() /
-           ("." + path.stem().string() + "." + run + path.extension().string());
-}
-
 OutputFile WriterContext::CreateOutputFile(const std::filesystem::path& path) {
-    auto& created = m_engine.m_createdOutputs;
-    const auto earlier = std::find_if(created.begin(), created.end(),
-                                      [&](const auto& output) { return output.target == path; });
-    const std::filesystem::path written =
-        earlier != created.end() ? earlier->written : TemporaryName(path);
-    // A file the user may not change is opened in place, which fails: a rename would replace it.
-    std::error_code error;
-    if (std::filesystem::exists(path, error) && access(path.c_str(), W_OK) != 0) {
-        return OutputFile(path);
-    }
-    OutputFile file(written, path);
-    if (file.IsOpen() && earlier == created.end()) {
-        created.push_back({written, path});
+    OutputFile file(path);
+    if (file.IsOpen()) {
+        m_engine.m_createdOutputs.push_back(path);
     }
     return file;
 }

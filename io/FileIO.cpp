@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
-#include <utility>
 
 namespace vibrex {
 
@@ -62,8 +61,8 @@ std::size_t InputFile::Read(void* into, std::size_t count) {
     return m_file ? std::fread(into, 1, count, m_file.get()) : 0;
 }
 
-OutputFile::OutputFile(const std::filesystem::path& path, std::filesystem::path shownAs)
-    : m_file(OpenFile(path, "wb")), m_path(shownAs.empty() ? path : std::move(shownAs)) {
+OutputFile::OutputFile(const std::filesystem::path& path)
+    : m_file(OpenFile(path, "wb")), m_path(path) {
     if (m_file) {
         m_buffer.resize(kBufferSize);
     }

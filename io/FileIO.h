@@ -42,8 +42,7 @@ private:
 // Buffered output. Text lines end with CR LF, as in every text file the system writes.
 class OutputFile {
 public:
-    // `shownAs` is the name errors give, when the file is written under another until done.
-    explicit OutputFile(const std::filesystem::path& path, std::filesystem::path shownAs = {});
+    explicit OutputFile(const std::filesystem::path& path);
     ~OutputFile();
     OutputFile(OutputFile&&) = default;
     OutputFile(const OutputFile&) = delete;

@@ -117,43 +117,6 @@ TEST_F(RunTest, AbortWhileWritingRemovesThePartialOutput) {
     EXPECT_TRUE(WorkFolderIsEmpty());
 }
 
-// An output takes its name only once complete: until then a reader sees the file that was
-// there before, and an aborted run leaves that file as it was and no trace of its own.
-TEST_F(RunTest, OutputReplacesTheOldFileOnlyWhenComplete) {
-    struct Case {
-        int abortAt; // percent; past 100 for a run that completes
-        bool replaced;
-    };
-    for (const Case& c : {Case{101, true}, Case{75, false}}) {
-        TempFolder caseFolder;
-        ClsConverter run(&host, caseFolder.Path());
-        WriteFile(caseFolder / "a.psn", PsnText({"Number of Samples: 200", "SPS: 100"},
-                                                std::vector<std::string>(200, "7")));
-        ASSERT_TRUE(run.AddFile((caseFolder / "a.psn").string()));
-        run.SetFileOutputFormat(0, FileFormat::SAC);
-        run.SetFileOutputPath(0, (caseFolder / "out.sac").string());
-        WriteFile(caseFolder / "out.sac", "old");
-        bool oldWhileWriting = true;
-        host.onDoEvents = [&] {
-            oldWhileWriting = oldWhileWriting && ReadFile(caseFolder / "out.sac") == "old";
-            if (run.FileProgress(0) >= c.abortAt) {
-                run.Abort();
-            }
-        };
-        run.StartConversion();
-        EXPECT_TRUE(oldWhileWriting) << c.abortAt;
-        EXPECT_EQ(ReadFile(caseFolder / "out.sac") != "old", c.replaced) << c.abortAt;
-        std::vector<std::string> files;
-        for (const auto& entry : std::filesystem::directory_iterator(caseFolder.Path())) {
-            if (entry.is_regular_file()) {
-                files.push_back(entry.path().filename().string());
-            }
-        }
-        std::sort(files.begin(), files.end());
-        EXPECT_EQ(files, (std::vector<std::string>{"a.psn", "out.sac"})) << c.abortAt;
-    }
-}
-
 TEST_F(RunTest, MergeNumbersChannelsAcrossFiles) {
     AddPsn("a.psn", 30, "AAA");
     AddPsn("b.psn", 40, "BBB");
