@@ -43,7 +43,7 @@ echo "$files files of $samples samples (PSN ASCII, SAC, miniSEED) -> miniSEED, $
 for jobs in $(printf '%s\n' 1 2 "$(nproc)" | sort -nu); do
     find archive -name '*.mseed' -delete
     start=$(date +%s.%N)
-    find archive -type f ! -name '*.mseed' | parallel -j"$jobs" vibrex "CONVERT,{},{.}.mseed,miniSeed"
+    find archive -type f ! -name '*.mseed' ! -name '.*' | parallel -j"$jobs" vibrex "CONVERT,{},{.}.mseed,miniSeed"
     end=$(date +%s.%N)
     converted=$(find archive -name '*.mseed' | wc -l)
     awk -v j="$jobs" -v f="$converted" -v s="$samples" -v t0="$start" -v t1="$end" \

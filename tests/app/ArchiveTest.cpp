@@ -199,7 +199,7 @@ TEST(Archive, GnuParallelConvertsEveryRecordingOfATree) {
     const std::vector<Recording> recordings = MakeArchive(archive, 240, folder.Path());
     const test::ProcessResult run =
         RunShell(folder, "export PATH=" + Quote(program.parent_path().string()) +
-                             ":\"$PATH\"; find archive -type f ! -name '*.mseed' |"
+                             ":\"$PATH\"; find archive -type f ! -name '*.mseed' ! -name '.*' |"
                              " parallel vibrex \"CONVERT,{},{.}.mseed,miniSeed\"");
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_TRUE(run.stderrText.empty()) << run.stderrText.substr(0, 2000);
