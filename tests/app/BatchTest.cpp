@@ -209,10 +209,9 @@ TEST_F(BatchTest, InfoDescribesTheReadableFilesAndExitsWithTheFirstFailure) {
 // worked, failed or never started, and no settings file.
 TEST_F(BatchTest, NothingIsLeftInTheProgramFolder) {
     const std::filesystem::path program = PrivateProgramCopy(folder);
-    for (const char* commandLine :
-         {"CONVERT,quake.psn,copy.psn,PSNINT", "CONVERT,quake.psn,x.saf,SAF",
-          "CONVERT,junk.bin,x.psn,PSNINT", "INFO,quake.psn",
-          "MERGE,quake.psn,b.psn,m.psn,PSNINT"}) {
+    for (const char* commandLine : {"CONVERT,quake.psn,copy.psn,PSNINT",
+                                    "CONVERT,quake.psn,x.saf,SAF", "CONVERT,junk.bin,x.psn,PSNINT",
+                                    "INFO,quake.psn", "MERGE,quake.psn,b.psn,m.psn,PSNINT"}) {
         Vibrex(folder, {commandLine}, program);
     }
     EXPECT_EQ(LeftInProgramFolder(program), std::vector<std::string>{});
