@@ -38,6 +38,7 @@ void ClsConverter::DoEvents() {
 void ClsConverter::StartFile(FileRecord& record) {
     record.status = ConversionStatus::InProgress;
     record.errorText.clear();
+    record.outputFiles.clear();
     record.workDone = 0;
     record.progress = 0;
     RaiseFileStatusChange();
@@ -86,6 +87,7 @@ void ClsConverter::RunSeparate() {
             RaiseFileStatusChange();
         } else {
             MarkSucceeded(record);
+            record.outputFiles = m_createdOutputs;
             RaiseFileStatusChange();
             RaiseConversionProgress();
             if (m_showUI) {
@@ -166,6 +168,7 @@ void ClsConverter::RunMerge() {
         } else if (!m_abortRequested) {
             for (FileRecord& record : m_files) {
                 MarkSucceeded(record);
+                record.outputFiles = m_createdOutputs;
             }
             RaiseFileStatusChange();
             RaiseConversionProgress();
