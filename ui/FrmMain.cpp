@@ -181,9 +181,8 @@ void FrmMain::BuildContextMenu() {
 
 void FrmMain::ConnectControls() {
     connect(m_cmdAdd, &QPushButton::clicked, this, [this] {
-        auto filterFormat = static_cast<FileFormat>(m_settings.inputFormat);
-        const QStringList paths = OpenFiles(this, ToQString(m_settings.inputPath), filterFormat);
-        m_settings.inputFormat = static_cast<std::int32_t>(filterFormat);
+        const QStringList paths =
+            OpenFiles(this, ToQString(m_settings.inputPath), m_settings.inputFormat);
         AddFiles(paths);
     });
     connect(m_grdFiles, &FileGrid::FilesDropped, this, &FrmMain::AddFiles);
