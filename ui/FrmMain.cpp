@@ -245,12 +245,17 @@ void FrmMain::ConnectControls() {
     connect(m_grdFiles->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             &FrmMain::PreviewCurrentFile);
 
-    // Keys of a desktop program: Ctrl+O adds, Ctrl+Return starts, Escape aborts the run.
-    m_cmdAdd->setShortcut(QKeySequence::Open);
-    m_cmdConvert->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Return));
-    auto* enter = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Enter), m_cmdConvert);
-    connect(enter, &QShortcut::activated, m_cmdConvert, &QPushButton::animateClick);
-    m_cmdAbort->setShortcut(QKeySequence(Qt::Key_Escape));
+    // Keys of a desktop program: Ctrl+O adds, Ctrl+Return starts, Escape aborts the run. Each
+    // acts at once, as a click on its button (nothing while the button is disabled).
+    const std::pair<QKeySequence, QPushButton*> keys[] = {
+        {QKeySequence::Open, m_cmdAdd},
+        {QKeySequence(Qt::CTRL | Qt::Key_Return), m_cmdConvert},
+        {QKeySequence(Qt::CTRL | Qt::Key_Enter), m_cmdConvert},
+        {QKeySequence(Qt::Key_Escape), m_cmdAbort},
+    };
+    for (const auto& [sequence, button] : keys) {
+        connect(new QShortcut(sequence, this), &QShortcut::activated, button, &QPushButton::click);
+    }
 }
 
 void FrmMain::ShowStartupLogo(const QElapsedTimer& sinceStart) {
