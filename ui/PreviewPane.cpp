@@ -15,8 +15,6 @@
 namespace vibrex {
 namespace {
 
-// Readable on a light and on a dark background alike.
-const QColor kTraceColor = QColor::fromRgb(0x2F, 0x80, 0xED);
 constexpr int kGap = 6;
 constexpr int kPixelsPerTick = 90;
 
@@ -69,7 +67,7 @@ void PaintTrace(QPainter& painter, const QRectF& band, double widthShare,
         const double x = band.left() + (static_cast<double>(column) + 0.5) / pixelRatio;
         lines.append(QLineF(x, yOf(range.maximum), x, yOf(range.minimum)));
     }
-    painter.setPen(QPen(kTraceColor, 0));
+    painter.setPen(QPen(TraceColor(), 0));
     painter.drawLines(lines);
 }
 
@@ -114,6 +112,11 @@ void PaintTimeAxis(QPainter& painter, const QRectF& plot, double span, bool inSe
 }
 
 } // namespace
+
+QColor TraceColor() {
+    // Readable on a light and on a dark background alike.
+    return QColor::fromRgb(0x2F, 0x80, 0xED);
+}
 
 void PaintWaveform(QPainter& painter, const QRect& area, const WaveformPreview& preview,
                    const QString& caption, const QPalette& palette) {

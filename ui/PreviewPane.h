@@ -2,6 +2,7 @@
 
 #include "engine/Preview.h"
 
+#include <QColor>
 #include <QString>
 #include <QStringList>
 #include <QWidget>
@@ -15,6 +16,9 @@ class QTimer;
 namespace vibrex {
 
 class ClsConverter;
+
+// The colour of every trace.
+QColor TraceColor();
 
 // Draws a preview into `area`: one trace per channel, stacked, each a min/max envelope per
 // pixel column, with its station and component, its extremes in counts, and a time axis from
