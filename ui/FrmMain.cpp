@@ -306,6 +306,8 @@ void FrmMain::RefreshAll() {
     m_model->Refill();
     m_model->RefreshStatuses();
     m_model->RefreshProgress();
+    // Rows keep their numbers when files go, so the selected row may now hold another file.
+    PreviewCurrentFile();
 }
 
 int FrmMain::CurrentFileRow() const {

@@ -3,6 +3,7 @@
 
 #include <QCheckBox>
 #include <QImage>
+#include <QPainter>
 #include <QProgressBar>
 #include <QSignalSpy>
 #include <QTableView>
@@ -131,6 +132,60 @@ TEST_F(Preview, AnotherSelectionStopsALongReadingAndAFileThatCannotBeReadSaysWhy
     AndWait([&] { Pane().ShowRecording(QString::fromStdString((folder / "notes.txt").string())); });
     EXPECT_EQ(Pane().InputView().Notice(), "No preview of notes.txt:\nUnrecognized file format.");
     EXPECT_TRUE(Shown(Pane().InputView()).empty());
+
+    // Removing the file on screen moves the preview to the file that takes its row.
+    Drop({WritePsn("first.psn", 30, "FRST"), shortFile.toStdString()});
+    SelectRow(0);
+    ASSERT_EQ(Shown(Pane().InputView())[0].station, "FRST");
+    AndWait([&] { QTest::keyClick(grid, Qt::Key_Delete); });
+    ASSERT_EQ(Shown(Pane().InputView()).size(), 1u);
+    EXPECT_EQ(Shown(Pane().InputView())[0].station, "SHRT");
+}
+
+// Columns of the picture, in device pixels, that hold some of the trace.
+int TraceColumns(const QImage& image) {
+    int columns = 0;
+    for (int x = 0; x < image.width(); ++x) {
+        for (int y = 0; y < image.height(); ++y) {
+            if (image.pixelColor(x, y) == TraceColor()) {
+                ++columns;
+                break;
+            }
+        }
+    }
+    return columns;
+}
+
+// One envelope column per device pixel, on a light or a dark palette, so that a HiDPI screen
+// gets its full detail and the background is the palette's own.
+TEST(PreviewPicture, FillsEveryDevicePixelColumnOnAnyPalette) {
+    WaveformPreview preview;
+    preview.channels.push_back({"VBRX", "HHZ", "2026/03/14 02:47:10.000", 100, Envelope(64)});
+    for (int i = 0; i < 100000; ++i) {
+        preview.channels[0].envelope.Add((i % 200) * ((i / 200) % 2 == 0 ? 1 : -1));
+    }
+    QPalette dark;
+    dark.setColor(QPalette::Base, QColor(30, 30, 30));
+    dark.setColor(QPalette::AlternateBase, QColor(45, 45, 45));
+    dark.setColor(QPalette::Text, QColor(230, 230, 230));
+    struct Case {
+        qreal ratio;
+        QPalette palette;
+    };
+    for (const Case& c : {Case{1, QPalette()}, Case{2, QPalette()}, Case{2, dark}}) {
+        SCOPED_TRACE(c.ratio);
+        const QSize size(600, 300);
+        QImage image(size * c.ratio, QImage::Format_RGB32);
+        image.setDevicePixelRatio(c.ratio);
+        QPainter painter(&image);
+        PaintWaveform(painter, QRect(QPoint(0, 0), size), preview, "a.psn", c.palette);
+        painter.end();
+        EXPECT_EQ(image.pixelColor(0, image.height() - 1), c.palette.color(QPalette::Base));
+        // The plot takes most of the width; each of its device pixel columns holds the trace.
+        EXPECT_GT(TraceColumns(image), image.width() * 3 / 4);
+        const auto [top, bottom] = TraceRows(image);
+        EXPECT_GT(bottom - top, image.height() / 2);
+    }
 }
 
 } // namespace
