@@ -30,6 +30,22 @@ protected:
         EXPECT_EQ(engine->FileStatus(row), ConversionStatus::Idle) << "nothing may start";
     }
 
+    // Two recordings ready to convert; `midRun` runs once, when the first is 30% done, and is
+    // expected to stop the run.
+    void PrepareRunStoppingAtThirtyPercent(std::function<void()> midRun) {
+        Drop({WritePsn("a.psn", 2000), WritePsn("b.psn", 2000)});
+        Find<QCheckBox>("ChkSameOutput")->setChecked(true);
+        ChooseFormat(0, FileFormat::PSNINT);
+        NameOutputs("_out");
+        QObject::connect(grid->model(), &QAbstractItemModel::dataChanged, window.get(),
+                         [this, midRun = std::move(midRun), done = false]() mutable {
+                             if (!done && engine->FileProgress(0) >= 30) {
+                                 done = true;
+                                 midRun();
+                             }
+                         });
+    }
+
     QColor PaintedColor(int row, int xFraction) {
         const QRect cell = grid->visualRect(Cell(row, Model::ColumnProgress));
         const QImage image = grid->viewport()->grab().toImage();
@@ -198,16 +214,8 @@ TEST_F(MainWindow, ARunEndsInSuccessWithFullBarsPainted) {
 }
 
 TEST_F(MainWindow, AbortStopsTheRunAndClosingWaitsForIt) {
-    Drop({WritePsn("a.psn", 2000), WritePsn("b.psn", 2000)});
-    Find<QCheckBox>("ChkSameOutput")->setChecked(true);
-    ChooseFormat(0, FileFormat::PSNINT);
-    NameOutputs("_out");
-
     bool checkedMidRun = false;
-    QObject::connect(grid->model(), &QAbstractItemModel::dataChanged, window.get(), [&] {
-        if (checkedMidRun || engine->FileProgress(0) < 30) {
-            return;
-        }
+    PrepareRunStoppingAtThirtyPercent([&] {
         checkedMidRun = true;
         EXPECT_FALSE(Find<QPushButton>("CmdConvert")->isEnabled());
         EXPECT_FALSE(window->close());
@@ -323,16 +331,10 @@ TEST_F(MainWindow, KeysAddStartAndAbort) {
         EXPECT_EQ(prompter.LastText(), c.message);
     }
 
-    Drop({WritePsn("a.psn", 2000), WritePsn("b.psn", 2000)});
-    Find<QCheckBox>("ChkSameOutput")->setChecked(true);
-    ChooseFormat(0, FileFormat::PSNINT);
-    NameOutputs("_out");
     bool pressed = false;
-    QObject::connect(grid->model(), &QAbstractItemModel::dataChanged, window.get(), [&] {
-        if (!pressed && engine->FileProgress(0) >= 30) {
-            pressed = true;
-            QTest::keyClick(window.get(), Qt::Key_Escape);
-        }
+    PrepareRunStoppingAtThirtyPercent([&] {
+        pressed = true;
+        QTest::keyClick(window.get(), Qt::Key_Escape);
     });
     QTest::keyClick(window.get(), Qt::Key_Return, Qt::ControlModifier);
     ASSERT_TRUE(pressed) << "Ctrl+Return did not start the run";
