@@ -48,9 +48,10 @@ private:
 };
 
 // The preview pane under the file grid. Recordings are read on the interface thread, as a
-// conversion is: the reader yields to the event loop every few thousand samples, and the
-// yield is where a newer request stops the older one. Requests start from the event loop,
-// never inside the handler that made them, so one preview never runs inside another.
+// conversion is: the reader yields to the event loop every kPreviewStepSamples samples (a few
+// hundredths of a second), and the yield is where a newer request stops the older one. Requests
+// start from the event loop, never inside the handler that made them, so one preview never runs
+// inside another.
 class PreviewPane final : public QWidget {
     Q_OBJECT
 
