@@ -52,20 +52,28 @@ Extremes SacExtremes(const std::filesystem::path& path) {
     return extremes;
 }
 
-// Rows of the picture where the trace colour appears, top and bottom.
-std::pair<int, int> TraceRows(const QImage& image) {
-    int top = image.height();
+// Where the trace colour appears: its top and bottom rows, and how many columns hold some.
+struct TraceExtent {
+    int top = std::numeric_limits<int>::max();
     int bottom = -1;
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
+    int columns = 0;
+    int Height() const { return bottom - top; }
+};
+
+TraceExtent FindTrace(const QImage& image) {
+    TraceExtent extent;
+    for (int x = 0; x < image.width(); ++x) {
+        bool inColumn = false;
+        for (int y = 0; y < image.height(); ++y) {
             if (image.pixelColor(x, y) == TraceColor()) {
-                top = std::min(top, y);
-                bottom = y;
-                break;
+                extent.top = std::min(extent.top, y);
+                extent.bottom = std::max(extent.bottom, y);
+                inColumn = true;
             }
         }
+        extent.columns += inColumn ? 1 : 0;
     }
-    return {top, bottom};
+    return extent;
 }
 
 TEST_F(Preview, ARealRecordingDrawsOneTraceBetweenItsExtremesAndItsOutputMatches) {
@@ -85,8 +93,7 @@ TEST_F(Preview, ARealRecordingDrawsOneTraceBetweenItsExtremesAndItsOutputMatches
     EXPECT_EQ(static_cast<float>(input[0].envelope.Highest()), extremes.highest);
     // The envelope spans its band: the extremes touch the band's edges.
     const QImage picture = Find<WaveformView>("WaveInput")->grab().toImage();
-    const auto [top, bottom] = TraceRows(picture);
-    EXPECT_GT(bottom - top, picture.height() / 2);
+    EXPECT_GT(FindTrace(picture).Height(), picture.height() / 2);
 
     // Converted to PSN ASCII, the output beside the input shows the same signal.
     auto* showOutput = Find<QCheckBox>("ChkShowOutput");
@@ -142,20 +149,6 @@ TEST_F(Preview, AnotherSelectionStopsALongReadingAndAFileThatCannotBeReadSaysWhy
     EXPECT_EQ(Shown(Pane().InputView())[0].station, "SHRT");
 }
 
-// Columns of the picture, in device pixels, that hold some of the trace.
-int TraceColumns(const QImage& image) {
-    int columns = 0;
-    for (int x = 0; x < image.width(); ++x) {
-        for (int y = 0; y < image.height(); ++y) {
-            if (image.pixelColor(x, y) == TraceColor()) {
-                ++columns;
-                break;
-            }
-        }
-    }
-    return columns;
-}
-
 // One envelope column per device pixel, on a light or a dark palette, so that a HiDPI screen
 // gets its full detail and the background is the palette's own.
 TEST(PreviewPicture, FillsEveryDevicePixelColumnOnAnyPalette) {
@@ -182,9 +175,9 @@ TEST(PreviewPicture, FillsEveryDevicePixelColumnOnAnyPalette) {
         painter.end();
         EXPECT_EQ(image.pixelColor(0, image.height() - 1), c.palette.color(QPalette::Base));
         // The plot takes most of the width; each of its device pixel columns holds the trace.
-        EXPECT_GT(TraceColumns(image), image.width() * 3 / 4);
-        const auto [top, bottom] = TraceRows(image);
-        EXPECT_GT(bottom - top, image.height() / 2);
+        const TraceExtent trace = FindTrace(image);
+        EXPECT_GT(trace.columns, image.width() * 3 / 4);
+        EXPECT_GT(trace.Height(), image.height() / 2);
     }
 }
 
