@@ -72,7 +72,7 @@ FrmMain::FrmMain(const std::filesystem::path& programFolder, std::filesystem::pa
     SetCommonOutputFolder(m_outputFolderIsDefault ? QDir::homePath()
                                                   : ToQString(m_settings.outputPath));
     SetRunning(false);
-    resize(980, 760);
+    resize(980, 660); // fits a 768-pixel-high screen with its panel and title bar
     KeepMinimumSize(*this);
 }
 
@@ -152,7 +152,7 @@ void FrmMain::BuildControls() {
     split->addWidget(m_grdFiles);
     split->addWidget(m_preview);
     split->setChildrenCollapsible(false);
-    split->setSizes({200, 320});
+    split->setSizes({180, 260});
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(top);
     layout->addWidget(split, 1);
