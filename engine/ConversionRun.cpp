@@ -38,6 +38,7 @@ void ClsConverter::DoEvents() {
 void ClsConverter::StartFile(FileRecord& record) {
     record.status = ConversionStatus::InProgress;
     record.errorText.clear();
+    record.outputFiles.clear();
     record.workDone = 0;
     record.progress = 0;
     RaiseFileStatusChange();
@@ -86,6 +87,7 @@ void ClsConverter::RunSeparate() {
             RaiseFileStatusChange();
         } else {
             MarkSucceeded(record);
+            record.outputFiles = m_createdOutputs;
             RaiseFileStatusChange();
             RaiseConversionProgress();
             if (m_showUI) {
@@ -166,6 +168,7 @@ void ClsConverter::RunMerge() {
         } else if (!m_abortRequested) {
             for (FileRecord& record : m_files) {
                 MarkSucceeded(record);
+                record.outputFiles = m_createdOutputs;
             }
             RaiseFileStatusChange();
             RaiseConversionProgress();
@@ -281,8 +284,16 @@ void ConversionContext::AccountTo(int fileIndex) {
     m_untilStep = m_step - record.workDone % m_step;
 }
 
+ConversionContext::ConversionContext(ClsConverter& engine, std::int64_t& workDone,
+                                     std::int64_t step)
+    : m_engine(engine), m_fileIndex(-1), m_workDone(&workDone), m_step(step), m_untilStep(step) {}
+
 bool ConversionContext::Step() {
     m_untilStep = m_step;
+    return ReportProgress();
+}
+
+bool ConversionContext::ReportProgress() {
     return m_engine.ProgressStep(m_fileIndex);
 }
 
@@ -293,6 +304,11 @@ bool ConversionContext::DataInversion() const {
 ReaderContext::ReaderContext(ClsConverter& engine, int fileIndex, int firstChannelNumber)
     : ConversionContext(engine, fileIndex), m_inputPath(engine.FilePath(fileIndex)),
       m_firstChannelNumber(firstChannelNumber) {}
+
+ReaderContext::ReaderContext(ClsConverter& engine, std::filesystem::path inputPath,
+                             std::int64_t& workDone, std::int64_t step)
+    : ConversionContext(engine, workDone, step), m_inputPath(std::move(inputPath)),
+      m_firstChannelNumber(1) {}
 
 const std::filesystem::path& ReaderContext::InputPath() const {
     return m_inputPath;
