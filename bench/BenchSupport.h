@@ -13,6 +13,7 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 // Runs each measured step in a child process, so its peak memory is its own.
 namespace vibrex::bench {
@@ -96,6 +97,23 @@ inline bool ConvertWithVibrex(const std::filesystem::path& folder,
     }
     engine.SetFileOutputFormat(0, outputFormat);
     engine.SetFileOutputPath(0, output.string());
+    engine.StartConversion();
+    return engine.FileStatus(0) == ConversionStatus::Success;
+}
+
+// One merge of `inputs` into a multichannel `output` through the engine.
+inline bool MergeWithVibrex(const std::filesystem::path& folder,
+                            const std::vector<std::filesystem::path>& inputs,
+                            FileFormat outputFormat, const std::filesystem::path& output) {
+    ClsConverter engine(nullptr, folder);
+    engine.SetVerbose(false);
+    for (const auto& input : inputs) {
+        if (!engine.AddFile(input.string())) {
+            return false;
+        }
+        engine.SetFileOutputFormat(engine.FilesCount() - 1, outputFormat);
+    }
+    engine.SetMergeFilePath(output.string());
     engine.StartConversion();
     return engine.FileStatus(0) == ConversionStatus::Success;
 }

@@ -158,5 +158,8 @@ extern const FormatCodec kPsnAsciiCodec;
 extern const FormatCodec kMiniSeedCodec;
 extern const FormatCodec kSacCodec;
 extern const FormatCodec kWavCodec;
+extern const FormatCodec kSeg2Codec;
+extern const FormatCodec kSuCodec;
+extern const FormatCodec kSeisanCodec;
 
 } // namespace vibrex

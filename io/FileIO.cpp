@@ -62,7 +62,7 @@ std::size_t InputFile::Read(void* into, std::size_t count) {
 }
 
 OutputFile::OutputFile(const std::filesystem::path& path)
-    : m_file(OpenFile(path, "wb")), m_path(path) {
+    : m_file(OpenFile(path, "w+b")), m_path(path) {
     if (m_file) {
         m_buffer.resize(kBufferSize);
     }
@@ -79,7 +79,27 @@ void OutputFile::Flush() {
         m_used = 0;
         throw std::runtime_error("Can't write the file: " + m_path.string());
     }
+    m_flushed += m_used;
     m_used = 0;
+}
+
+void OutputFile::Overwrite(std::uint64_t offset, const void* bytes, std::size_t count) {
+    Flush();
+    const bool written = std::fseek(m_file.get(), static_cast<long>(offset), SEEK_SET) == 0 &&
+                         std::fwrite(bytes, 1, count, m_file.get()) == count;
+    if (std::fseek(m_file.get(), 0, SEEK_END) != 0 || !written) {
+        throw std::runtime_error("Can't write the file: " + m_path.string());
+    }
+}
+
+bool OutputFile::ReadBack(std::uint64_t offset, void* into, std::size_t count) {
+    Flush();
+    const bool read = std::fseek(m_file.get(), static_cast<long>(offset), SEEK_SET) == 0 &&
+                      std::fread(into, 1, count, m_file.get()) == count;
+    if (std::fseek(m_file.get(), 0, SEEK_END) != 0) {
+        throw std::runtime_error("Can't write the file: " + m_path.string());
+    }
+    return read;
 }
 
 void OutputFile::WriteBeyondBuffer(const void* bytes, std::size_t count) {
@@ -89,6 +109,8 @@ void OutputFile::WriteBeyondBuffer(const void* bytes, std::size_t count) {
         m_used = count;
     } else if (std::fwrite(bytes, 1, count, m_file.get()) != count) {
         throw std::runtime_error("Can't write the file: " + m_path.string());
+    } else {
+        m_flushed += count;
     }
 }
 
@@ -171,6 +193,7 @@ bool LineReader::Refill() {
     }
     const std::size_t got = std::fread(m_buffer.data() + m_end, 1, room - m_end, m_file.get());
     m_end += got;
+    std::memset(m_buffer.data() + m_end, 0, kBlockSize); // what a look beyond the data sees
     if (got == 0) {
         m_eof = true;
     }

@@ -10,6 +10,7 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 // Large buffered file access shared by every codec: a recording is streamed, never held whole.
@@ -37,6 +38,15 @@ private:
     std::unique_ptr<char[]> m_readBuffer;
     FileHandle m_file;
     std::uint64_t m_size = 0;
+};
+
+// Allocates like std::allocator, but resize() leaves new elements uninitialised.
+template <typename T> struct UninitialisedAllocator : std::allocator<T> {
+    template <typename U> struct rebind { using other = UninitialisedAllocator<U>; };
+    template <typename U> void construct(U* at) noexcept { ::new (static_cast<void*>(at)) U; }
+    template <typename U, typename... Args> void construct(U* at, Args&&... args) {
+        ::new (static_cast<void*>(at)) U(std::forward<Args>(args)...);
+    }
 };
 
 // Buffered output. Text lines end with CR LF, as in every text file the system writes.
@@ -71,6 +81,13 @@ public:
     void NumberLine(float value) {
         AppendLine([value](char* out) { return AppendNumber(out, value); });
     }
+    // Bytes written so far: where the next write lands.
+    std::uint64_t Position() const { return m_flushed + m_used; }
+    // Replaces bytes already written, for a field whose value is known only once the data
+    // after it is written; writing goes on at the end.
+    void Overwrite(std::uint64_t offset, const void* bytes, std::size_t count);
+    // Reads back bytes already written; false when they are not all there.
+    bool ReadBack(std::uint64_t offset, void* into, std::size_t count);
     // Flushes and closes; throws std::runtime_error when the data did not reach the disk.
     void Close();
 
@@ -95,8 +112,11 @@ private:
 
     FileHandle m_file;
     std::filesystem::path m_path;
-    std::vector<char> m_buffer;
+    // Left uninitialised: a conversion opens a file per channel, and clearing a megabyte for
+    // each of hundreds of short channels costs more than writing their samples.
+    std::vector<char, UninitialisedAllocator<char>> m_buffer;
     std::size_t m_used = 0;
+    std::uint64_t m_flushed = 0;
 };
 
 // Text input one line at a time, CR LF or LF, without the line end. Every line is followed by
@@ -138,7 +158,7 @@ private:
     bool Refill();
 
     FileHandle m_file;
-    std::vector<char> m_buffer;
+    std::vector<char, UninitialisedAllocator<char>> m_buffer; // as OutputFile's
     std::size_t m_begin = 0;
     std::size_t m_end = 0;
     // The line feeds not yet taken of the block from m_blockStart, bit i for byte i; the bytes

@@ -6,6 +6,8 @@ cd "$(dirname "$0")/.."
 # Fonts are only recommended by Qt, yet the window and its offscreen tests need one. GNU parallel
 # is for the archive test only (docs/archives.md); the program never calls it.
 packages=(g++ cmake ninja-build qt6-base-dev fonts-dejavu-core libgtest-dev libmseed-dev sox xvfb xauth parallel)
+# Test only: segyio, an independent Seismic Unix reader, checks the SU files Vibrex writes.
+packages+=(python3-segyio)
 missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||

@@ -92,7 +92,7 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
         {"CONVERT,quake.psn,no-folder/x.psn,PSNINT", 3},
         {"CONVERT,junk.bin,x.psn,PSNINT", 4},
         {"CONVERT,quake.psn,x.wav,WAV", 5},
-        {"CONVERT,quake.psn,x.seg2,SEG2", 6},
+        {"CONVERT,quake.psn,x.saf,SAF", 6},
         {"MERGE,quake.psn,b.psn,all.psn,PSNINT", 7},
         {"CONVERT,quake.psn,x.psn", 8},
         {"MERGE,quake.psn,x.psn", 8},
@@ -106,8 +106,8 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
             << c.commandLine << ": " << run.stderrText;
     }
     EXPECT_FALSE(std::filesystem::exists(folder / "all.psn"));
-    const ProcessResult failed = Vibrex(folder, {"CONVERT,quake.psn,x.seg2,SEG2"});
-    EXPECT_NE(failed.stderrText.find("Failed: No codec writes the SEG2 format."), std::string::npos)
+    const ProcessResult failed = Vibrex(folder, {"CONVERT,quake.psn,x.saf,SAF"});
+    EXPECT_NE(failed.stderrText.find("Failed: No codec writes the SAF format."), std::string::npos)
         << failed.stderrText;
 }
 
@@ -209,10 +209,9 @@ TEST_F(BatchTest, InfoDescribesTheReadableFilesAndExitsWithTheFirstFailure) {
 // worked, failed or never started, and no settings file.
 TEST_F(BatchTest, NothingIsLeftInTheProgramFolder) {
     const std::filesystem::path program = PrivateProgramCopy(folder);
-    for (const char* commandLine :
-         {"CONVERT,quake.psn,copy.psn,PSNINT", "CONVERT,quake.psn,x.seg2,SEG2",
-          "CONVERT,junk.bin,x.psn,PSNINT", "INFO,quake.psn",
-          "MERGE,quake.psn,b.psn,m.psn,PSNINT"}) {
+    for (const char* commandLine : {"CONVERT,quake.psn,copy.psn,PSNINT",
+                                    "CONVERT,quake.psn,x.saf,SAF", "CONVERT,junk.bin,x.psn,PSNINT",
+                                    "INFO,quake.psn", "MERGE,quake.psn,b.psn,m.psn,PSNINT"}) {
         Vibrex(folder, {commandLine}, program);
     }
     EXPECT_EQ(LeftInProgramFolder(program), std::vector<std::string>{});

@@ -210,7 +210,7 @@ TEST_F(RunTest, ReaderFailureFailsOnlyThatFile) {
 
 TEST_F(RunTest, MissingWriterFailsWithTheWriterText) {
     AddPsn("a.psn", 30);
-    engine.SetFileOutputFormat(0, FileFormat::SEG2);
+    engine.SetFileOutputFormat(0, FileFormat::SAF);
     engine.StartConversion();
     EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Failed);
     ASSERT_EQ(host.messages.size(), 1u);

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <random>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -49,6 +50,18 @@ inline std::vector<std::string> DataLines(const std::filesystem::path& psn) {
     const auto lines = ReadLines(psn);
     const auto data = std::find(lines.begin(), lines.end(), "Data: ");
     return data == lines.end() ? std::vector<std::string>() : std::vector(data + 1, lines.end());
+}
+
+// A channel's sample lines against its MANIFEST.tsv row: the count, the first five and the last.
+inline void ExpectManifestSamples(const std::vector<std::string>& lines,
+                                  const std::vector<std::string>& row) {
+    ASSERT_EQ(std::to_string(lines.size()), row[9]);
+    std::stringstream expected(row[12] + " " + row[13]);
+    for (const std::size_t i : {0ul, 1ul, 2ul, 3ul, 4ul, lines.size() - 1}) {
+        std::string text;
+        expected >> text;
+        EXPECT_EQ(std::stof(lines[i]), std::stof(text)) << "sample " << i;
+    }
 }
 
 class ConversionTest : public ::testing::Test {
