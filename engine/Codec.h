@@ -146,5 +146,8 @@ extern const FormatCodec kPsnAsciiCodec;
 extern const FormatCodec kMiniSeedCodec;
 extern const FormatCodec kSacCodec;
 extern const FormatCodec kWavCodec;
+extern const FormatCodec kGseCm6Codec;
+extern const FormatCodec kGseIntCodec;
+extern const FormatCodec kPsnCm6Codec;
 
 } // namespace vibrex
