@@ -134,8 +134,6 @@ public:
     // returns how many. Throws std::runtime_error for a character outside the alphabet and for
     // a value or sample beyond 32 bits.
     std::size_t Decode(std::string_view text, std::int32_t* out, std::size_t wanted);
-    // True while a value has begun and not ended.
-    bool InsideValue() const { return m_codes > 0; }
 
 private:
     std::int64_t m_magnitude = 0;
