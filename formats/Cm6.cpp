@@ -34,6 +34,8 @@ constexpr std::array<std::uint8_t, 256> kCodes = MakeCodes();
 constexpr std::uint8_t kMoreCharacters = 32;
 constexpr std::uint8_t kNegative = 16;
 
+constexpr const char* kNoChecksumLine = "The file ends before its CHK2 line";
+
 [[noreturn]] void FailCharacter(char character) {
     char code[8];
     std::snprintf(code, sizeof code, "%d", static_cast<unsigned char>(character));
@@ -49,8 +51,9 @@ bool IsInt32(std::int64_t value) {
 // "CHK2" and a number: the line that closes a block.
 std::optional<std::int64_t> ChecksumOfLine(std::string_view line) {
     line = TrimBlanks(line);
-    if (line.size() < 6 || ToUpper(line.substr(0, 4)) != "CHK2" ||
-        (line[4] != ' ' && line[4] != '\t')) {
+    // The blank first: it rules out every CM6 data line without building a text.
+    if (line.size() < 6 || (line[4] != ' ' && line[4] != '\t') ||
+        ToUpper(line.substr(0, 4)) != "CHK2") {
         return std::nullopt;
     }
     const std::string_view number = TrimBlanks(line.substr(4));
@@ -168,7 +171,7 @@ void Gse2DataReader::CheckChecksumLine() {
     std::string_view line;
     do {
         if (!m_lines.Next(line)) {
-            Fail("The file ends without the CHK2 line after the samples");
+            Fail(kNoChecksumLine);
         }
     } while (TrimBlanks(line).empty());
     const auto written = ChecksumOfLine(line);
@@ -184,12 +187,21 @@ void Gse2DataReader::CheckChecksumLine() {
 }
 
 void Gse2DataReader::Fail(const std::string& what) const {
-    throw std::runtime_error(what + " (" + std::to_string(m_lines.LinesRead()) + ").");
+    FailAtLine(what, m_lines);
 }
 
-void SkipData(Gse2DataReader data) {
-    while (!data.Next().empty()) {
+void FailAtLine(const std::string& what, const LineReader& lines) {
+    throw std::runtime_error(what + " (" + std::to_string(lines.LinesRead()) + ").");
+}
+
+void SkipToChecksumLine(LineReader& lines) {
+    std::string_view line;
+    while (lines.Next(line)) {
+        if (ChecksumOfLine(line)) {
+            return;
+        }
     }
+    FailAtLine(kNoChecksumLine, lines);
 }
 
 bool CopyDataSamples(Gse2DataReader data, OutputFile& out, ReaderContext& context) {

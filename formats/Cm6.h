@@ -171,8 +171,13 @@ private:
     std::array<std::int32_t, kLongestDataLine> m_samples;
 };
 
-// Reads the whole block through, checking it.
-void SkipData(Gse2DataReader data);
+// Passes over a block's data lines, up to and including its CHK2 line, without decoding them:
+// loaders find where a block ends this way and leave its samples and checksum to the reader,
+// so that a conversion decodes the text once.
+void SkipToChecksumLine(LineReader& lines);
+
+// Throws std::runtime_error with `what` and the number of the line last read, in parentheses.
+[[noreturn]] void FailAtLine(const std::string& what, const LineReader& lines);
 
 // Copies a block's samples to an intermediate channel file, negated under polarity inversion;
 // false when the user aborted.

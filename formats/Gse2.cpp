@@ -133,10 +133,6 @@ Angles AnglesOf(const HeaderValues& values) {
 
 // ---- Reading -------------------------------------------------------------------------------
 
-[[noreturn]] void FailLine(const std::string& what, const LineReader& lines) {
-    throw std::runtime_error(what + " (" + std::to_string(lines.LinesRead()) + ").");
-}
-
 struct GseBlock {
     HeaderValues values;
     SampleText text = SampleText::Cm6;
@@ -185,9 +181,9 @@ public:
 private:
     [[noreturn]] void Fail(std::string_view what, std::string_view text,
                            std::string_view expected) const {
-        FailLine("The WID2 " + std::string(what) + " \"" + std::string(text) + "\" is not " +
-                     std::string(expected),
-                 m_lines);
+        FailAtLine("The WID2 " + std::string(what) + " \"" + std::string(text) + "\" is not " +
+                       std::string(expected),
+                   m_lines);
     }
 
     // Blanks inside the date and time are read as zeros ("12:00: 4.250"), as older writers
@@ -306,8 +302,10 @@ public:
                 ReadSta2(JoinedLine(line, m_lines), block.values);
             }
         }
-        FailLine("No DAT2 line follows the WID2 line", m_lines);
+        FailAtLine("No DAT2 line follows the WID2 line", m_lines);
     }
+
+    void SkipData() { SkipToChecksumLine(m_lines); }
 
     Gse2DataReader Data(const GseBlock& block) {
         return Gse2DataReader(m_lines, block.text, block.count);
@@ -317,8 +315,7 @@ private:
     LineReader m_lines;
 };
 
-// Every block is read through, so that a file that is cut short or fails its checksum is
-// refused when it is added rather than half converted.
+// Every block's header is read and checked; its data are only passed over to the CHK2 line.
 std::vector<HeaderValues> LoadHeaderGse(const std::filesystem::path& path) {
     std::vector<HeaderValues> channels;
     try {
@@ -328,7 +325,7 @@ std::vector<HeaderValues> LoadHeaderGse(const std::filesystem::path& path) {
         }
         GseBlock block;
         while (file.NextBlock(block)) {
-            SkipData(file.Data(block));
+            file.SkipData();
             channels.push_back(block.values);
         }
     } catch (const std::runtime_error& error) {

@@ -30,28 +30,25 @@ struct PsnCm6Header {
 PsnCm6Header ReadHeader(LineReader& lines) {
     PsnCm6Header header;
     if (!ReadPsnHeader(lines, header.values)) {
-        throw std::runtime_error("The file has no DATA: line (" +
-                                 std::to_string(lines.LinesRead()) + ").");
+        FailAtLine("The file has no DATA: line", lines);
     }
     const std::string& count = header.values[kNumberOfSamples];
     const auto parsed = ParseSampleCount(count);
     if (!parsed) {
-        throw std::runtime_error("The Number of Samples \"" + count +
-                                 "\" is not a whole number, which CM6 text needs (" +
-                                 std::to_string(lines.LinesRead()) + ").");
+        FailAtLine("The Number of Samples \"" + count +
+                       "\" is not a whole number, which CM6 text needs",
+                   lines);
     }
     header.count = *parsed;
     return header;
 }
 
-// The CM6 text is read through, so that a file that is cut short or fails its checksum is
-// refused when it is added rather than half converted.
+// The header only: the reader decodes the text and checks it against the count and checksum,
+// so that a conversion decodes it once.
 std::vector<HeaderValues> LoadHeaderPsnCm6(const std::filesystem::path& path) {
     LineReader lines(path);
     try {
-        const PsnCm6Header header = ReadHeader(lines);
-        SkipData(Gse2DataReader(lines, SampleText::Cm6, header.count));
-        return {header.values};
+        return {ReadHeader(lines).values};
     } catch (const HeaderLoadError&) {
         throw;
     } catch (const std::runtime_error& error) {

@@ -99,6 +99,26 @@ protected:
         EXPECT_FALSE(std::filesystem::exists(m_engine.FileOutputPath(0)));
     }
 
+    // Adds and converts an input of `bytes`. With a `detail`, it must give that text when it is
+    // added or when it is converted, leaving no file behind; without one, it must convert.
+    void ExpectFault(const std::string& name, const std::string& bytes, const std::string& detail) {
+        SCOPED_TRACE(bytes);
+        m_host.messages.clear();
+        std::string fault;
+        if (!Add(Input(name, bytes), FileFormat::PSNINT, m_folder / "fault.psn")) {
+            fault = LastMessage();
+        } else if (Convert() != ConversionStatus::Success) {
+            fault = m_engine.FileErrorText(0);
+            EXPECT_TRUE(WorkFolderIsEmpty());
+            EXPECT_FALSE(std::filesystem::exists(m_folder / "fault.psn"));
+        }
+        if (detail.empty()) {
+            EXPECT_EQ(fault, "");
+        } else {
+            EXPECT_NE(fault.find(detail), std::string::npos) << fault;
+        }
+    }
+
     // Aborts the conversion of the file of the list once its progress reaches `percent`: the
     // codec must stop at once, with no further yield; no error is shown and no file is left.
     void ExpectAbortAt(int percent) {

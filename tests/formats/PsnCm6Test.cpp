@@ -1,4 +1,3 @@
-#include "engine/Codec.h"
 #include "formats/ConversionTest.h"
 
 #include <gtest/gtest.h>
@@ -49,7 +48,8 @@ TEST_F(PsnCm6, RoundTripKeepsSamplesAndHeader) {
     ExpectAbortAt(70);
 }
 
-// Faults are refused with their text and line; other spellings of the fixed lines load.
+// Faults give their text and line, when the file is added or when it is converted; other
+// spellings of the fixed lines load.
 TEST_F(PsnCm6, BrokenFilesGiveTheirText) {
     const std::string top = "! PSN ASCII CM6 File Format 2.0\nSPS: 100\n";
     const std::string header = top + "Number of Samples: 5\nDATA:\n";
@@ -57,7 +57,7 @@ TEST_F(PsnCm6, BrokenFilesGiveTheirText) {
         {header + "Al0VENl7\nCHK2       61\n",
          "The checksum in the file, 61, does not match the checksum of its samples, 60 (6)."},
         {header + "Al0VEN\n", "The file ends after 4 of the 5 samples announced (5)."},
-        {header + "Al0VENl7\n", "The file ends without the CHK2 line after the samples (5)."},
+        {header + "Al0VENl7\n", "The file ends before its CHK2 line (5)."},
         {top + "Number of Samples: 5.5\nDATA:\nAl0VENl7\nCHK2 60\n",
          "The Number of Samples \"5.5\" is not a whole number, which CM6 text needs (4)."},
         {top + "Number of Samples: 5\nAl0VENl7\n", "The file has no DATA: line (4)."},
@@ -66,14 +66,7 @@ TEST_F(PsnCm6, BrokenFilesGiveTheirText) {
          ""},
     };
     for (const auto& [text, message] : cases) {
-        std::string refusal;
-        try {
-            kPsnCm6Codec.loadHeader(Input("bad.psn", text));
-        } catch (const HeaderLoadError& error) {
-            EXPECT_EQ(error.Source(), "LoadHeader_PSN");
-            refusal = error.what();
-        }
-        EXPECT_EQ(refusal, message) << text;
+        ExpectFault("bad.psn", text, message);
     }
     EXPECT_EQ(ReadMiniSeed(m_folder / "bad.psn"), (SampleList{12, -10, 16, 33, 9}));
 }
