@@ -17,29 +17,6 @@ std::string Cm6Of(std::int64_t difference) {
     return std::string(text, AppendCm6Value(difference, text));
 }
 
-// The lines the encoder hands out for `samples`.
-std::vector<std::string> EncodedLines(const SampleList& samples) {
-    std::vector<std::string> lines;
-    const auto lineOut = [&](std::string_view line) { lines.emplace_back(line); };
-    Cm6Encoder encoder;
-    for (const std::int32_t sample : samples) {
-        encoder.Add(sample, lineOut);
-    }
-    encoder.Finish(lineOut);
-    return lines;
-}
-
-// Each line decoded whole, as a block's data lines are.
-SampleList Decoded(const std::vector<std::string>& lines) {
-    Cm6Decoder decoder;
-    SampleList samples;
-    std::int32_t out[kLongestDataLine];
-    for (const std::string& line : lines) {
-        samples.insert(samples.end(), out, out + decoder.Decode(line, out, kLongestDataLine));
-    }
-    return samples;
-}
-
 // Sign, continuation and magnitude bits, hand-checked: 34 = 1·32 + 2 starts with 1 + 16 + 32;
 // 1000 needs 10 bits, so three characters; 2^29 - 1 is the largest six characters hold and
 // ±2^33 (the widest second difference of 32-bit samples) takes seven.
@@ -60,26 +37,6 @@ TEST(Cm6, CharactersOfSecondDifferences) {
     };
     for (const auto& [difference, text] : cases) {
         EXPECT_EQ(Cm6Of(difference), text) << difference;
-    }
-    // The first samples of a real recording.
-    EXPECT_EQ(EncodedLines({12, -10, 16, 33, 9}), std::vector<std::string>{"Al0VENl7"});
-}
-
-TEST(Cm6, DecodesWhatItEncodesWhereverLinesAndBlocksEnd) {
-    SampleList extremes = {kMax, kMin, kMax, kMin, kMin, 0, kMax, -1, kMin, kMax};
-    extremes.insert(extremes.end(), 500, 0);
-    extremes.insert(extremes.end(), {kMin, kMax, 0, 0, kMax});
-    for (const SampleList& samples : {extremes, RandomWalk(3000, 32, 1), RandomWalk(3000, 10, 2)}) {
-        const auto lines = EncodedLines(samples);
-        for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
-            ASSERT_EQ(lines[i].size(), kDataLineLength);
-        }
-        EXPECT_EQ(Decoded(lines), samples);
-        // A block's end may come inside a line: decoding stops at the count asked for.
-        Cm6Decoder decoder;
-        std::int32_t out[kLongestDataLine];
-        ASSERT_EQ(decoder.Decode(lines[0], out, 3), 3u);
-        EXPECT_EQ(SampleList(out, out + 3), SampleList(samples.begin(), samples.begin() + 3));
     }
 }
 

@@ -51,6 +51,15 @@ inline std::vector<std::string> DataLines(const std::filesystem::path& psn) {
     return data == lines.end() ? std::vector<std::string>() : std::vector(data + 1, lines.end());
 }
 
+// The samples of a PSN ASCII file that Vibrex wrote.
+inline SampleList PsnSamples(const std::filesystem::path& psn) {
+    SampleList samples;
+    for (const std::string& line : DataLines(psn)) {
+        samples.push_back(std::stoi(line));
+    }
+    return samples;
+}
+
 class ConversionTest : public ::testing::Test {
 protected:
     std::filesystem::path Input(const std::string& name, const std::string& bytes) {
@@ -195,11 +204,7 @@ protected:
         const auto output = m_folder / (input.filename().string() + ".read.psn");
         EXPECT_EQ(ConvertOne(input, FileFormat::PSNINT, output, inversion),
                   ConversionStatus::Success);
-        SampleList samples;
-        for (const std::string& line : DataLines(output)) {
-            samples.push_back(std::stoi(line));
-        }
-        return samples;
+        return PsnSamples(output);
     }
 
     TempFolder m_folder;

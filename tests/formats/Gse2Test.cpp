@@ -155,15 +155,8 @@ TEST_F(Gse2, MergeWritesOneBlockPerChannel) {
     EXPECT_EQ(m_engine.HeaderProperty(0, 0, kStationCode), "STAT");
     EXPECT_EQ(m_engine.HeaderProperty(0, 1, kStationCode), "EEE");
     ASSERT_EQ(Convert(), ConversionStatus::Success);
-    const auto samplesOf = [](const std::filesystem::path& psn) {
-        SampleList samples;
-        for (const std::string& line : DataLines(psn)) {
-            samples.push_back(std::stoi(line));
-        }
-        return samples;
-    };
-    EXPECT_EQ(samplesOf(m_folder / "one1.psn"), north);
-    EXPECT_EQ(samplesOf(m_folder / "one2.psn"), east);
+    EXPECT_EQ(PsnSamples(m_folder / "one1.psn"), north);
+    EXPECT_EQ(PsnSamples(m_folder / "one2.psn"), east);
 }
 
 TEST_F(Gse2, RoundTripsSampleForSample) {
