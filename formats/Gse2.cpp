@@ -59,6 +59,10 @@ constexpr const char* kLoaderName = "LoadHeader_GSE";
 constexpr std::int64_t kMostSamples = 99'999'999; // the eight digits of the count
 constexpr double kUnknownAngle = -1.0;
 constexpr double kUnknownElevationKm = -0.999;
+constexpr double kUnknownLatitude = -99.0;
+constexpr double kUnknownLongitude = -999.0;
+constexpr double kMostLatitude = 90.0;
+constexpr double kMostLongitude = 180.0;
 constexpr double kMetresPerKm = 1000.0;
 constexpr double kDefaultCalibration = 1.0; // written when the header has none, as is usual
 
@@ -76,6 +80,12 @@ bool StartsWithId(std::string_view line, std::string_view id) {
 // Lines may end LF CR, as the format's own text says; the CR then starts the next line.
 std::string_view WithoutLeadingReturn(std::string_view line) {
     return !line.empty() && line.front() == '\r' ? line.substr(1) : line;
+}
+
+// A latitude or longitude within its range; any other (a placeholder, SAC's -12345 for
+// "undefined") is unknown.
+std::optional<double> Coordinate(std::optional<double> value, double most) {
+    return value && std::abs(*value) <= most ? value : std::nullopt;
 }
 
 // ---- Orientation ---------------------------------------------------------------------------
@@ -260,11 +270,14 @@ void ReadSta2(std::string_view line, HeaderValues& values) {
         }
         rest.remove_prefix(word.size());
     }
-    if (numbers.size() > 0 && std::abs(numbers[0]) <= 90.0) {
-        values[kSensorLatitude] = NumberToText(numbers[0]);
+    const auto number = [&numbers](std::size_t index) {
+        return index < numbers.size() ? std::optional(numbers[index]) : std::nullopt;
+    };
+    if (const auto latitude = Coordinate(number(0), kMostLatitude)) {
+        values[kSensorLatitude] = NumberToText(*latitude);
     }
-    if (numbers.size() > 1 && std::abs(numbers[1]) <= 180.0) {
-        values[kSensorLongitude] = NumberToText(numbers[1]);
+    if (const auto longitude = Coordinate(number(1), kMostLongitude)) {
+        values[kSensorLongitude] = NumberToText(*longitude);
     }
     if (numbers.size() > 2 && numbers[2] != kUnknownElevationKm) {
         // Kilometres to metres, kept to the millimetre so that 0.254 km reads as 254 m.
@@ -459,16 +472,16 @@ std::string Wid2Line(const HeaderValues& values, SampleText text, std::int64_t c
 // the usual placeholders, and numbers wider than their columns widen them.
 std::optional<std::string> Sta2Line(const HeaderValues& values) {
     const std::string_view network = TrimBlanks(values[kNetworkAffiliation]);
-    const auto latitude = HeaderNumber(values, kSensorLatitude);
-    const auto longitude = HeaderNumber(values, kSensorLongitude);
+    const auto latitude = Coordinate(HeaderNumber(values, kSensorLatitude), kMostLatitude);
+    const auto longitude = Coordinate(HeaderNumber(values, kSensorLongitude), kMostLongitude);
     const auto elevation = HeaderNumber(values, kSensorElevation);
     if (network.empty() && !latitude && !longitude && !elevation) {
         return std::nullopt;
     }
     char line[160];
     std::snprintf(line, sizeof line, "STA2 %-9.9s %9.5f %10.5f %-12s ",
-                  std::string(network).c_str(), latitude.value_or(-99.0),
-                  longitude.value_or(-999.0), latitude || longitude ? "WGS-84" : "");
+                  std::string(network).c_str(), latitude.value_or(kUnknownLatitude),
+                  longitude.value_or(kUnknownLongitude), latitude || longitude ? "WGS-84" : "");
     std::string text = line;
     if (elevation) {
         std::snprintf(line, sizeof line, "%5.3f", *elevation / kMetresPerKm);

@@ -141,7 +141,9 @@ TEST_F(Gse2, MergeWritesOneBlockPerChannel) {
     const SampleList north = RandomWalk(500, 20, 1), east = RandomWalk(700, 20, 2);
     ASSERT_TRUE(m_engine.AddFile(PsnInput("n.psn", north).string()));
     ASSERT_TRUE(m_engine.AddFile(
-        PsnInput("e.psn", east, {"Start Time: 2020/01/01 00:00:00", "SPS: 50", "Station Code: EEE"})
+        PsnInput("e.psn", east,
+                 {"Start Time: 2020/01/01 00:00:00", "SPS: 50", "Station Code: EEE",
+                  "Sensor Latitude: -12345", "Sensor Longitude: 12.5"})
             .string()));
     m_engine.SetFileOutputFormat(0, FileFormat::GSECM6);
     m_engine.SetMergeFilePath((m_folder / "both.gse").string());
@@ -154,6 +156,11 @@ TEST_F(Gse2, MergeWritesOneBlockPerChannel) {
     ASSERT_EQ(m_engine.FileChannelsCount(0), 2);
     EXPECT_EQ(m_engine.HeaderProperty(0, 0, kStationCode), "STAT");
     EXPECT_EQ(m_engine.HeaderProperty(0, 1, kStationCode), "EEE");
+    // A latitude out of range (SAC's "undefined") is written as unknown.
+    const auto lines = ReadLines(m_folder / "both.gse");
+    EXPECT_EQ(*std::find_if(lines.rbegin(), lines.rend(),
+                            [](const std::string& line) { return line.starts_with("STA2"); }),
+              "STA2           -99.00000   12.50000 WGS-84       -.999 0.000");
     ASSERT_EQ(Convert(), ConversionStatus::Success);
     EXPECT_EQ(PsnSamples(m_folder / "one1.psn"), north);
     EXPECT_EQ(PsnSamples(m_folder / "one2.psn"), east);
