@@ -418,7 +418,7 @@ std::string DateAndTimeText(const HeaderValues& values) {
 
 double RateOf(const HeaderValues& values) {
     const auto rate = HeaderNumber(values, kSps);
-    if (!rate || !(*rate > 0.0)) {
+    if (!rate || !(*rate > 0.0) || !std::isfinite(*rate)) {
         throw std::runtime_error("The sampling rate \"" + values[kSps] +
                                  "\" is not a positive number of samples per second.");
     }
