@@ -53,9 +53,10 @@ constexpr std::string_view kCm6Alphabet =
 // each further one. (The usual limit of six characters holds differences below 2^29.)
 constexpr int kLongestCm6Value = 7;
 
-// Appends the CM6 characters of one second difference; returns how many. Inline: it runs once
-// for every sample of a recording.
-inline std::size_t AppendCm6Value(std::int64_t value, char* out) {
+namespace detail {
+
+// The CM6 characters of any second difference, one at a time.
+constexpr std::size_t AppendAnyCm6Value(std::int64_t value, char* out) {
     const std::uint64_t magnitude =
         value < 0 ? 0 - static_cast<std::uint64_t>(value) : static_cast<std::uint64_t>(value);
     const int count = (std::bit_width(magnitude) + 5) / 5;
@@ -68,6 +69,41 @@ inline std::size_t AppendCm6Value(std::int64_t value, char* out) {
         out[i] = kCm6Alphabet[((magnitude >> shift) & 31) | (i < count - 1 ? 32 : 0)];
     }
     return static_cast<std::size_t>(count);
+}
+
+// The differences of one or two characters, which recordings are mostly made of, looked up:
+// the loop above stops after a count that changes from sample to sample unpredictably.
+constexpr std::int64_t kMostShortCm6 = 511;
+
+struct ShortCm6 {
+    char text[2];
+    std::uint8_t length;
+};
+
+constexpr std::array<ShortCm6, 2 * kMostShortCm6 + 1> MakeShortCm6() {
+    std::array<ShortCm6, 2 * kMostShortCm6 + 1> table{};
+    for (std::int64_t value = -kMostShortCm6; value <= kMostShortCm6; ++value) {
+        ShortCm6& entry = table[static_cast<std::size_t>(value + kMostShortCm6)];
+        entry.length = static_cast<std::uint8_t>(AppendAnyCm6Value(value, entry.text));
+    }
+    return table;
+}
+
+constexpr std::array<ShortCm6, 2 * kMostShortCm6 + 1> kShortCm6 = MakeShortCm6();
+
+} // namespace detail
+
+// Appends the CM6 characters of one second difference, with room for kLongestCm6Value at
+// `out`; returns how many. Inline: it runs once for every sample of a recording.
+inline std::size_t AppendCm6Value(std::int64_t value, char* out) {
+    if (value < -detail::kMostShortCm6 || value > detail::kMostShortCm6) {
+        return detail::AppendAnyCm6Value(value, out);
+    }
+    const detail::ShortCm6& entry =
+        detail::kShortCm6[static_cast<std::size_t>(value + detail::kMostShortCm6)];
+    out[0] = entry.text[0];
+    out[1] = entry.text[1];
+    return entry.length;
 }
 
 // Samples to CM6 text, handed on a line of kDataLineLength characters at a time; a value's

@@ -18,8 +18,8 @@ std::string Cm6Of(std::int64_t difference) {
 }
 
 // Sign, continuation and magnitude bits, hand-checked: 34 = 1·32 + 2 starts with 1 + 16 + 32;
-// 1000 needs 10 bits, so three characters; 2^29 - 1 is the largest six characters hold and
-// ±2^33 (the widest second difference of 32-bit samples) takes seven.
+// 511 is the largest two characters hold, 1000 needs 10 bits, so three characters; 2^29 - 1 is
+// the largest six hold, and ±2^33 (the widest second difference of 32-bit samples) takes seven.
 TEST(Cm6, CharactersOfSecondDifferences) {
     const std::pair<std::int64_t, std::string> cases[] = {
         {0, "+"},
@@ -29,6 +29,8 @@ TEST(Cm6, CharactersOfSecondDifferences) {
         {16, "UE"},
         {-34, "l0"},
         {48, "VE"},
+        {511, "jT"},
+        {-512, "kk+"},
         {1000, "Uz6"},
         {(1 << 29) - 1, "jzzzzT"},
         {1 << 29, "UkUUUU+"},
