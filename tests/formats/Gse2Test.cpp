@@ -3,6 +3,8 @@
 #include "io/Numbers.h"
 #include "io/TimeText.h"
 
+#include <algorithm>
+#include <cctype>
 #include <gtest/gtest.h>
 #include <limits>
 
@@ -207,6 +209,9 @@ TEST_F(Gse2, RoundTripsSampleForSample) {
 TEST_F(Gse2, BrokenFilesGiveTheirText) {
     const std::string data = "Al0VENl7";
     const std::string block = Lines({kWid2, "DAT2", data, "CHK2 60"});
+    std::string lowerWid2 = kWid2;
+    std::transform(lowerWid2.begin(), lowerWid2.end(), lowerWid2.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     const std::pair<std::string, std::string> cases[] = {
         {Lines({kWid2, "DAT2", data, "CHK2       61"}),
          "The checksum in the file, 61, does not match the checksum of its samples, 60 (4)."},
@@ -233,12 +238,14 @@ TEST_F(Gse2, BrokenFilesGiveTheirText) {
         {block + Lines({"WID2 2005/08/31"}), "is not a valid time (5)."},
         {block + Lines({"WID2"}), "The WID2 date and time"},
         // Accepted: a negative checksum, LF CR line ends, a WID2 line continued after a
-        // backslash, blank padding, a STA2 line of placeholders, a STOP line after the block.
+        // backslash, blank padding, a STA2 line of placeholders, a STOP line after the block,
+        // the line names in lower case.
         {Lines({kWid2, "STA2           -99.0000  -999.00000              -.999 -.999", "DAT2",
                 data + "      ", "CHK2      -60", "STOP"},
                "\n\r"),
          ""},
         {Lines({kWid2.substr(0, 79) + "\\", kWid2.substr(79), "DAT2", data, "CHK2 60"}), ""},
+        {Lines({lowerWid2, "dat2", data, "chk2 60"}), ""},
         // CM6 text that begins with the letters CHK2 is data: 14, 25, 30, 39.
         {Lines({Wid2With(49, "       4"), "DAT2", "CHK2", "CHK2      108"}), ""},
     };
