@@ -161,5 +161,8 @@ extern const FormatCodec kWavCodec;
 extern const FormatCodec kSeg2Codec;
 extern const FormatCodec kSuCodec;
 extern const FormatCodec kSeisanCodec;
+extern const FormatCodec kGseCm6Codec;
+extern const FormatCodec kGseIntCodec;
+extern const FormatCodec kPsnCm6Codec;
 
 } // namespace vibrex

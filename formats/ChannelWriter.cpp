@@ -30,4 +30,14 @@ std::vector<HeaderValues> ReadChannelHeaders(WriterContext& context) {
     return headers;
 }
 
+std::int64_t CountChannelSamples(const std::filesystem::path& intermediate) {
+    ChannelFileReader in(intermediate);
+    std::int64_t count = 0;
+    std::string_view text;
+    while (in.NextSample(text)) {
+        ++count;
+    }
+    return count;
+}
+
 } // namespace vibrex

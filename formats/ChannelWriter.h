@@ -4,6 +4,8 @@
 #include "engine/Codec.h"
 #include "io/FileIO.h"
 
+#include <cstdint>
+#include <filesystem>
 #include <vector>
 
 // What writers share: for single-channel formats one output file per intermediate channel file,
@@ -18,6 +20,10 @@ struct ChannelFiles {
 // The channel's intermediate file, then its output file (created empty). Throws the
 // "Can't open" details when either fails.
 ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber);
+
+// The number of samples an intermediate channel file holds, counted, for formats that write the
+// count before the samples: the header's value may have been edited.
+std::int64_t CountChannelSamples(const std::filesystem::path& intermediate);
 
 // Runs `writeChannel(files)` for channels 1..ChannelCount() and closes each output after it;
 // stops at once when `writeChannel` returns false because the user aborted.

@@ -3,6 +3,7 @@
 // intermediate file over the output.
 #include "engine/ChannelFile.h"
 #include "engine/Codec.h"
+#include "formats/PsnHeader.h"
 #include "io/Numbers.h"
 
 #include <charconv>
@@ -13,11 +14,8 @@ namespace {
 
 std::vector<HeaderValues> LoadHeaderPsn(const std::filesystem::path& path) {
     LineReader lines(path);
-    if (!lines.IsOpen()) {
-        throw HeaderLoadError("LoadHeader_PSN", "Can't open the file.");
-    }
     std::vector<HeaderValues> channels(1);
-    ReadHeaderBlock(lines, channels.front());
+    ReadPsnHeader(lines, channels.front());
     return channels;
 }
 

@@ -128,6 +128,9 @@ public:
     // The next line, valid until the following call; false at the end of the file. Inline: it
     // runs once for every sample of a recording.
     bool Next(std::string_view& line) { return FindLine(line) || NextAfterRefill(line); }
+    // How many lines Next has delivered: the 1-based number of the last one, for messages that
+    // say where a file goes wrong.
+    std::int64_t LinesRead() const { return m_linesRead; }
 
 private:
     // Line ends are found 64 bytes at a time, as bits, so that finding one line's end does not
@@ -152,6 +155,7 @@ private:
         }
         line = std::string_view(data + m_begin, end - m_begin);
         m_begin = next;
+        ++m_linesRead;
     }
     void ScanBlock();
     bool NextAfterRefill(std::string_view& line);
@@ -167,6 +171,7 @@ private:
     std::size_t m_blockStart = 0;
     std::size_t m_scanned = 0;
     bool m_eof = false;
+    std::int64_t m_linesRead = 0;
 };
 
 } // namespace vibrex

@@ -64,6 +64,15 @@ inline void ExpectManifestSamples(const std::vector<std::string>& lines,
     }
 }
 
+// The samples of a PSN ASCII file that Vibrex wrote.
+inline SampleList PsnSamples(const std::filesystem::path& psn) {
+    SampleList samples;
+    for (const std::string& line : DataLines(psn)) {
+        samples.push_back(std::stoi(line));
+    }
+    return samples;
+}
+
 class ConversionTest : public ::testing::Test {
 protected:
     std::filesystem::path Input(const std::string& name, const std::string& bytes) {
@@ -110,6 +119,48 @@ protected:
         EXPECT_NE(LastMessage().find(detail), std::string::npos) << LastMessage();
         EXPECT_TRUE(WorkFolderIsEmpty());
         EXPECT_FALSE(std::filesystem::exists(m_engine.FileOutputPath(0)));
+    }
+
+    // Adds and converts an input of `bytes`. With a `detail`, it must give that text when it is
+    // added or when it is converted, leaving no file behind; without one, it must convert.
+    void ExpectFault(const std::string& name, const std::string& bytes, const std::string& detail) {
+        SCOPED_TRACE(bytes);
+        m_host.messages.clear();
+        std::string fault;
+        if (!Add(Input(name, bytes), FileFormat::PSNINT, m_folder / "fault.psn")) {
+            fault = LastMessage();
+        } else if (Convert() != ConversionStatus::Success) {
+            fault = m_engine.FileErrorText(0);
+            EXPECT_TRUE(WorkFolderIsEmpty());
+            EXPECT_FALSE(std::filesystem::exists(m_folder / "fault.psn"));
+        }
+        if (detail.empty()) {
+            EXPECT_EQ(fault, "");
+        } else {
+            EXPECT_NE(fault.find(detail), std::string::npos) << fault;
+        }
+    }
+
+    // Converts damaged copies of the `valid` bytes, as a file named `name`: random bytes
+    // overwritten, and every fifth copy cut short too. Each must be refused, converted to the
+    // end or failed, leaving no intermediate file.
+    void ExpectDamagedCopiesFailCleanly(const std::string& valid, const std::string& name,
+                                        unsigned seed) {
+        std::mt19937 random(seed);
+        for (int round = 0; round < 150; ++round) {
+            std::string bytes = valid;
+            for (int i = std::uniform_int_distribution<int>(1, 40)(random); i > 0; --i) {
+                bytes[std::uniform_int_distribution<std::size_t>(0, bytes.size() - 1)(random)] =
+                    static_cast<char>(random());
+            }
+            if (round % 5 == 0) {
+                bytes.resize(std::uniform_int_distribution<std::size_t>(0, bytes.size())(random));
+            }
+            const auto status =
+                ConvertOne(Input(name, bytes), FileFormat::PSNINT, m_folder / "damaged.psn");
+            EXPECT_NE(status, ConversionStatus::InProgress);
+            EXPECT_TRUE(WorkFolderIsEmpty());
+        }
     }
 
     // Aborts the conversion of the file of the list once its progress reaches `percent`: the
@@ -166,11 +217,7 @@ protected:
         const auto output = m_folder / (input.filename().string() + ".read.psn");
         EXPECT_EQ(ConvertOne(input, FileFormat::PSNINT, output, inversion),
                   ConversionStatus::Success);
-        SampleList samples;
-        for (const std::string& line : DataLines(output)) {
-            samples.push_back(std::stoi(line));
-        }
-        return samples;
+        return PsnSamples(output);
     }
 
     TempFolder m_folder;
