@@ -146,5 +146,8 @@ extern const FormatCodec kPsnAsciiCodec;
 extern const FormatCodec kMiniSeedCodec;
 extern const FormatCodec kSacCodec;
 extern const FormatCodec kWavCodec;
+extern const FormatCodec kSafCodec;
+extern const FormatCodec kGeonodeCodec;
+extern const FormatCodec kOndaroCodec;
 
 } // namespace vibrex

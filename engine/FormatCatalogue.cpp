@@ -31,7 +31,7 @@ const std::array<FormatEntry, kFormatsCount - 1> kCatalogue = {{
      {".ond", ".dat"},
      true,
      Carries({0, 1, 2, 23, 28}),
-     nullptr},
+     &kOndaroCodec},
     {FileFormat::GSECM6, "GSECM6", "", {".gse", ".dat"}, true, kCarriesGse, nullptr},
     {FileFormat::GSEINT, "GSEINT", "", {".gse", ".dat"}, true, kCarriesGse, nullptr},
     {FileFormat::miniSeed,
@@ -68,7 +68,7 @@ const std::array<FormatEntry, kFormatsCount - 1> kCatalogue = {{
      {".saf"},
      true,
      Carries({0, 1, 2, 13, 16, 17, 19, 24, 27, 28}),
-     nullptr},
+     &kSafCodec},
     {FileFormat::SEG2, "SEG2", "", {".seg2", ".dat"}, true, kCarriesTraceOffset, nullptr},
     {FileFormat::SU, "SU", "", {".su", ".dat"}, true, kCarriesTraceOffset, nullptr},
     {FileFormat::Seisan,
@@ -78,7 +78,7 @@ const std::array<FormatEntry, kFormatsCount - 1> kCatalogue = {{
      true,
      Carries({0, 1, 2, 6, 10, 11, 12, 21, 22, 24, 25, 26, 27, 28, 29, 30}),
      nullptr},
-    {FileFormat::Geonode, "Geonode", "", {".dat"}, false, 0, nullptr},
+    {FileFormat::Geonode, "Geonode", "", {".dat"}, false, 0, &kGeonodeCodec},
     {FileFormat::WAV, "WAV (Audio)", "", {".wav"}, false, Carries({1, 2, 6}), &kWavCodec},
 }};
 

@@ -14,4 +14,14 @@ ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber) {
     return files;
 }
 
+std::int64_t CountChannelSamples(const std::filesystem::path& intermediate) {
+    ChannelFileReader in(intermediate);
+    std::int64_t count = 0;
+    std::string_view text;
+    while (in.NextSample(text)) {
+        ++count;
+    }
+    return count;
+}
+
 } // namespace vibrex

@@ -17,6 +17,10 @@ struct ChannelFiles {
 // "Can't open" details when either fails.
 ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber);
 
+// How many samples an intermediate channel file holds, for a writer whose header states the
+// count before the samples: it writes the count the file holds, whatever its header says.
+std::int64_t CountChannelSamples(const std::filesystem::path& intermediate);
+
 // Runs `writeChannel(files)` for channels 1..ChannelCount() and closes each output after it;
 // stops at once when `writeChannel` returns false because the user aborted.
 template <typename WriteChannel>
