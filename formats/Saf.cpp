@@ -56,6 +56,9 @@ using SafChannels = std::array<HeaderValues, kColumns>;
 
 struct SafHeader {
     SafChannels channels;
+    // Bit p of column c: the column's own "CHn_" line gave property p, which a keyword for the
+    // file, wherever it stands, does not override.
+    std::array<std::uint32_t, kColumns> ownValues{};
     std::int64_t samples = 0; // NDAT, per channel
     std::int64_t lines = 0;   // up to and including the separator
 };
@@ -157,12 +160,16 @@ void ApplyKeyword(const Keyword& keyword, bool inComment, SafHeader& header, boo
         if (inComment && !entry.comment && ChannelOfKey(keyword.key, entry.keyword) < 0) {
             continue;
         }
+        const std::uint32_t bit = 1U << entry.property;
         if (keyword.key == entry.keyword) {
             for (std::size_t c = static_cast<std::size_t>(entry.firstChannel); c < kColumns; ++c) {
-                channels[c][entry.property] = keyword.value;
+                if ((header.ownValues[c] & bit) == 0) {
+                    channels[c][entry.property] = keyword.value;
+                }
             }
         } else if (const int column = ChannelOfKey(keyword.key, entry.keyword); column >= 0) {
             channels[static_cast<std::size_t>(column)][entry.property] = keyword.value;
+            header.ownValues[static_cast<std::size_t>(column)] |= bit;
         }
     }
 }

@@ -84,6 +84,25 @@ protected:
         return Add(input, outputFormat, output) ? Convert(inversion) : ConversionStatus::Idle;
     }
 
+    // Merges `inputs`, in order, into `output`; the status of the first file, or Idle when the
+    // engine refused one of them.
+    ConversionStatus Merge(const std::vector<std::filesystem::path>& inputs,
+                           FileFormat outputFormat, const std::filesystem::path& output) {
+        while (m_engine.FilesCount() > 0) {
+            m_engine.RemoveFile(0);
+        }
+        for (const auto& input : inputs) {
+            if (!m_engine.AddFile(input.string())) {
+                return ConversionStatus::Idle;
+            }
+        }
+        m_engine.SetFileOutputFormat(0, outputFormat);
+        m_engine.SetMergeFilePath(output.string());
+        const ConversionStatus status = Convert();
+        m_engine.SetMergeFilePath("");
+        return status;
+    }
+
     std::string LastMessage() const {
         return m_host.messages.empty() ? std::string() : m_host.messages.back();
     }
