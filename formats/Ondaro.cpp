@@ -143,8 +143,17 @@ std::vector<HeaderValues> LoadHeaderOndaro(const std::filesystem::path& path) {
     OndaroLine line;
     while (lines.Next(line)) {
         if (line.kind == LineKind::BlockStart) {
+            if (!declared) {
+                Refuse("Missing CHANNELS= line", 2);
+            }
             if (!blocks.empty()) {
                 CheckBlock(blocks.back(), static_cast<std::int64_t>(blocks.size()));
+            }
+            // Refused at once: a damaged file must not make the loader hold block after block.
+            if (static_cast<std::int64_t>(blocks.size()) == *declared) {
+                Refuse("CHANNELS=" + std::to_string(*declared) +
+                           " but the file holds more [CHANNEL blocks",
+                       declaredLine);
             }
             blocks.emplace_back();
         } else if (blocks.empty()) {
