@@ -31,21 +31,17 @@ public:
     bool IsOpen() const { return m_lines.IsOpen(); }
     std::int64_t LineNumber() const { return m_lineNumber; }
 
-    // The next non-blank line: a header line (its text after the "!") or a sample's field.
+    // The next non-blank line, trimmed: a header line (its text after the "!") or a sample line.
     bool Next(std::string_view& text, bool& isHeader) {
-        std::string_view line;
-        while (m_lines.Next(line)) {
+        while (m_lines.Next(text)) {
             ++m_lineNumber;
-            line = TrimBlanks(line);
-            if (line.empty()) {
+            text = TrimBlanks(text);
+            if (text.empty()) {
                 continue;
             }
-            isHeader = line.front() == '!';
+            isHeader = text.front() == '!';
             if (isHeader) {
-                text = line.substr(1);
-            } else {
-                const std::size_t split = line.find_last_of(", \t");
-                text = split == std::string_view::npos ? line : line.substr(split + 1);
+                text.remove_prefix(1);
             }
             return true;
         }
@@ -56,6 +52,22 @@ private:
     LineReader m_lines;
     std::int64_t m_lineNumber = 1;
 };
+
+// A sample line's last field: the whole line, or what follows its last comma or blank. It runs
+// once for every sample, and nearly every line is a plain integer alone. Needs kReadAhead
+// readable bytes after the line.
+std::string_view SampleField(std::string_view line) {
+    PlainInteger plain;
+    if (ParsePlainInteger(line, plain)) {
+        return line;
+    }
+    std::size_t start = line.size();
+    while (start > 0 && line[start - 1] != ',' && line[start - 1] != ' ' &&
+           line[start - 1] != '\t') {
+        --start;
+    }
+    return line.substr(start);
+}
 
 std::vector<HeaderValues> LoadHeaderGeonode(const std::filesystem::path& path) {
     DatalogLines lines(path);
@@ -94,9 +106,10 @@ void ReadGeonode(ReaderContext& context) {
         if (isHeader) {
             continue;
         }
-        if (!CopySample(channel, text, invert)) {
+        const std::string_view sample = SampleField(text);
+        if (!CopySample(channel, sample, invert)) {
             throw std::runtime_error("Line " + std::to_string(lines.LineNumber()) + ": \"" +
-                                     std::string(text) + "\" is not a sample.");
+                                     std::string(sample) + "\" is not a sample.");
         }
         if (!context.Tick()) {
             return;

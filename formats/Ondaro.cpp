@@ -36,12 +36,6 @@ constexpr std::array<BlockKey, 5> kBlockKeys{{
 
 enum class LineKind { Setting, BlockStart, DataStart, Sample };
 
-struct OndaroLine {
-    LineKind kind = LineKind::Setting;
-    std::string key;        // of a setting, upper case
-    std::string_view value; // of a setting; the text of a sample
-};
-
 // The file's non-blank lines, told apart: a line is a sample from a block's "DATA=" up to the
 // next "[CHANNEL" line.
 class OndaroLines {
@@ -49,9 +43,13 @@ public:
     explicit OndaroLines(const std::filesystem::path& path) : m_lines(path) {}
     bool IsOpen() const { return m_lines.IsOpen(); }
     std::int64_t LineNumber() const { return m_lineNumber; }
+    // The key of the last setting, upper case.
+    const std::string& Key() const { return m_key; }
 
-    bool Next(OndaroLine& line) {
-        std::string_view text;
+    // The kind of the next line, false at the end of the file; `text` is a setting's value or a
+    // sample's text, in place in the line. Every sample line passes here twice (loader, reader):
+    // it is handed on as it lies, never copied.
+    bool Next(LineKind& kind, std::string_view& text) {
         while (m_lines.Next(text)) {
             ++m_lineNumber;
             text = TrimBlanks(text);
@@ -60,22 +58,21 @@ public:
             }
             if (IsBlockStart(text)) {
                 m_inData = false;
-                line.kind = LineKind::BlockStart;
+                kind = LineKind::BlockStart;
                 return true;
             }
             if (m_inData) {
-                line.kind = LineKind::Sample;
-                line.value = text;
+                kind = LineKind::Sample;
                 return true;
             }
             const std::size_t equals = text.find('=');
             if (equals == std::string_view::npos) {
                 continue; // free text between settings
             }
-            line.key = ToUpper(TrimBlanks(text.substr(0, equals)));
-            line.value = TrimBlanks(text.substr(equals + 1));
-            m_inData = line.key == "DATA";
-            line.kind = m_inData ? LineKind::DataStart : LineKind::Setting;
+            m_key = ToUpper(TrimBlanks(text.substr(0, equals)));
+            text = TrimBlanks(text.substr(equals + 1));
+            m_inData = m_key == "DATA";
+            kind = m_inData ? LineKind::DataStart : LineKind::Setting;
             return true;
         }
         return false;
@@ -89,14 +86,15 @@ private:
     }
 
     LineReader m_lines;
+    std::string m_key;
     std::int64_t m_lineNumber = 0;
     bool m_inData = false;
 };
 
-void ApplyBlockKey(const OndaroLine& line, HeaderValues& values) {
+void ApplyBlockKey(std::string_view key, std::string_view value, HeaderValues& values) {
     for (const BlockKey& entry : kBlockKeys) {
-        if (line.key == entry.key) {
-            values[static_cast<std::size_t>(entry.property)].assign(line.value);
+        if (key == entry.key) {
+            values[static_cast<std::size_t>(entry.property)].assign(value);
         }
     }
 }
@@ -140,9 +138,10 @@ std::vector<HeaderValues> LoadHeaderOndaro(const std::filesystem::path& path) {
     std::optional<std::int64_t> declared;
     std::int64_t declaredLine = 0;
     std::vector<Block> blocks;
-    OndaroLine line;
-    while (lines.Next(line)) {
-        if (line.kind == LineKind::BlockStart) {
+    LineKind kind{};
+    std::string_view text;
+    while (lines.Next(kind, text)) {
+        if (kind == LineKind::BlockStart) {
             if (!declared) {
                 Refuse("Missing CHANNELS= line", 2);
             }
@@ -157,20 +156,20 @@ std::vector<HeaderValues> LoadHeaderOndaro(const std::filesystem::path& path) {
             }
             blocks.emplace_back();
         } else if (blocks.empty()) {
-            if (line.key == "CHANNELS") {
+            if (lines.Key() == "CHANNELS") {
                 declaredLine = lines.LineNumber();
-                declared = WholeNumber(line.value);
+                declared = WholeNumber(text);
                 if (!declared || *declared == 0) {
-                    Refuse("CHANNELS=" + std::string(line.value) + " is not a number of channels",
+                    Refuse("CHANNELS=" + std::string(text) + " is not a number of channels",
                            declaredLine);
                 }
             }
-        } else if (line.kind == LineKind::Sample) {
+        } else if (kind == LineKind::Sample) {
             ++blocks.back().sampleLines;
-        } else if (line.kind == LineKind::DataStart) {
+        } else if (kind == LineKind::DataStart) {
             blocks.back().hasData = true;
         } else {
-            ApplyBlockKey(line, blocks.back().values);
+            ApplyBlockKey(lines.Key(), text, blocks.back().values);
         }
     }
     if (!declared) {
@@ -202,9 +201,9 @@ public:
         m_announced.reset();
         m_samples = 0;
     }
-    void Setting(const OndaroLine& line) {
-        if (line.key == "SAMPLES") {
-            m_announced = WholeNumber(line.value);
+    void Setting(std::string_view key, std::string_view value) {
+        if (key == "SAMPLES") {
+            m_announced = WholeNumber(value);
         }
     }
     void Open() {
@@ -252,18 +251,19 @@ void ReadOndaro(ReaderContext& context) {
     }
     BlockReader block(context);
     int channel = -1;
-    OndaroLine line;
-    while (lines.Next(line)) {
-        if (line.kind == LineKind::BlockStart) {
+    LineKind kind{};
+    std::string_view text;
+    while (lines.Next(kind, text)) {
+        if (kind == LineKind::BlockStart) {
             block.Finish();
             block.Start(++channel);
         } else if (channel < 0) {
             continue; // the file's own settings, which the loader has read
-        } else if (line.kind == LineKind::Setting) {
-            block.Setting(line);
-        } else if (line.kind == LineKind::DataStart) {
+        } else if (kind == LineKind::Setting) {
+            block.Setting(lines.Key(), text);
+        } else if (kind == LineKind::DataStart) {
             block.Open();
-        } else if (!block.Sample(line.value, lines.LineNumber())) {
+        } else if (!block.Sample(text, lines.LineNumber())) {
             return;
         }
     }

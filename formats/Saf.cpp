@@ -218,19 +218,25 @@ std::vector<HeaderValues> LoadHeaderSaf(const std::filesystem::path& path) {
     }
 }
 
-// Splits a data line at its blanks into `fields`; returns how many fields it holds.
+// Splits a data line at its blanks into `fields`; returns how many fields it holds. Plain loops:
+// they run once for every row of samples.
 std::size_t SplitColumns(std::string_view line,
                          std::array<std::string_view, kColumns + 1>& fields) {
+    const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
     std::size_t count = 0;
     std::size_t at = 0;
     while (count < fields.size()) {
-        at = line.find_first_not_of(" \t", at);
-        if (at == std::string_view::npos) {
+        while (at < line.size() && isBlank(line[at])) {
+            ++at;
+        }
+        if (at == line.size()) {
             break;
         }
-        const std::size_t end = std::min(line.find_first_of(" \t", at), line.size());
-        fields[count++] = line.substr(at, end - at);
-        at = end;
+        const std::size_t start = at;
+        while (at < line.size() && !isBlank(line[at])) {
+            ++at;
+        }
+        fields[count++] = line.substr(start, at - start);
     }
     return count;
 }
