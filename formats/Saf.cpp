@@ -36,20 +36,25 @@ constexpr std::array<std::string_view, kColumns> kColumnLabels = {"V", "N", "E"}
 // `firstChannel` on; a channel whose value differs has its own "CHn_" + keyword line, written
 // as a comment. The properties SAF has no keyword for are comments too, so that a strict reader,
 // which refuses unknown keywords, still reads our files.
+enum class KeywordKind {
+    Mandatory, // written even when empty
+    Angle,     // written when it is a number of degrees, else in the channels' own lines
+    Comment,
+};
 struct FileKeyword {
     int property;
     std::string_view keyword;
-    bool comment;
+    KeywordKind kind;
     int firstChannel; // NORTH_ROT turns the horizontals only
 };
 constexpr std::array<FileKeyword, 7> kFileKeywords{{
-    {kStationCode, "STA_CODE", false, 0},
-    {kSensorMeasurementUnit, "UNITS", false, 0},
-    {kSensorOrientation, "NORTH_ROT", false, 1},
-    {kSensorType, "SENSOR_TYPE", true, 0},
-    {kSensorId, "SENSOR_ID", true, 0},
-    {kSensorDampingFactor, "SENSOR_DAMPING", true, 0},
-    {kChGain, "CH_GAIN", true, 0},
+    {kStationCode, "STA_CODE", KeywordKind::Mandatory, 0},
+    {kSensorMeasurementUnit, "UNITS", KeywordKind::Mandatory, 0},
+    {kSensorOrientation, "NORTH_ROT", KeywordKind::Angle, 1},
+    {kSensorType, "SENSOR_TYPE", KeywordKind::Comment, 0},
+    {kSensorId, "SENSOR_ID", KeywordKind::Comment, 0},
+    {kSensorDampingFactor, "SENSOR_DAMPING", KeywordKind::Comment, 0},
+    {kChGain, "CH_GAIN", KeywordKind::Comment, 0},
 }};
 
 using SafChannels = std::array<HeaderValues, kColumns>;
@@ -157,7 +162,8 @@ void ApplyKeyword(const Keyword& keyword, bool inComment, SafHeader& header, boo
         }
     }
     for (const FileKeyword& entry : kFileKeywords) {
-        if (inComment && !entry.comment && ChannelOfKey(keyword.key, entry.keyword) < 0) {
+        if (inComment && entry.kind != KeywordKind::Comment &&
+            ChannelOfKey(keyword.key, entry.keyword) < 0) {
             continue;
         }
         const std::uint32_t bit = 1U << entry.property;
@@ -361,11 +367,12 @@ void WriteSafHeader(OutputFile& out, const SafChannels& channels, std::int64_t s
                     component.empty() ? kColumnLabels[c] : std::string_view(component));
     }
     for (const FileKeyword& entry : kFileKeywords) {
-        const std::string& value =
-            channels[static_cast<std::size_t>(entry.firstChannel)][entry.property];
-        const bool mandatory = entry.keyword == "STA_CODE" || entry.keyword == "UNITS";
-        if (mandatory || !value.empty()) {
-            KeywordLine(out, entry.comment ? "# " : "", entry.keyword, value);
+        std::string value = channels[static_cast<std::size_t>(entry.firstChannel)][entry.property];
+        if (entry.kind == KeywordKind::Angle && !ParseNumber(value)) {
+            value.clear(); // an orientation such as "N" is no angle: each channel states its own
+        }
+        if (entry.kind == KeywordKind::Mandatory || !value.empty()) {
+            KeywordLine(out, entry.kind == KeywordKind::Comment ? "# " : "", entry.keyword, value);
         }
         for (std::size_t c = 0; c < kColumns; ++c) {
             const bool covered = static_cast<int>(c) >= entry.firstChannel;

@@ -22,8 +22,10 @@ constexpr int kSamples = 300;
 // unscaled.
 constexpr int kAdBits = 32;
 
-// A header value for every property, in forms every format that carries it can hold.
-const HeaderValues kHeader = {"2021/03/04 05:06:07.250",
+// A header value for every property, in forms every format that carries it can hold: a start
+// time in whole seconds (as Seismic Unix holds it), short codes. Empty values differ between the
+// channels.
+const HeaderValues kHeader = {"2021/03/04 05:06:07",
                               std::to_string(kSamples),
                               "100",
                               "1",
@@ -36,15 +38,15 @@ const HeaderValues kHeader = {"2021/03/04 05:06:07.250",
                               "45.5",
                               "-120.25",
                               "1234",
-                              "0",
-                              "0",
-                              "0",
+                              "",
+                              "",
+                              "",
                               "Velocity",
                               "counts",
                               "1.5",
                               "S1",
                               "0",
-                              "", // the component, one per channel
+                              "",
                               "XX",
                               "DL1",
                               "STA",
@@ -55,7 +57,17 @@ const HeaderValues kHeader = {"2021/03/04 05:06:07.250",
                               "10",
                               "2",
                               "100"};
-const char* const kComponents[kChannels] = {"HHZ", "HHN", "HHE"};
+// What differs between the channels: component, then orientation, azimuth and incidence.
+struct ChannelValue {
+    int property;
+    const char* values[kChannels];
+};
+constexpr ChannelValue kChannelValues[] = {
+    {kComponentName, {"HHZ", "HHN", "HHE"}},
+    {kSensorOrientation, {"Z", "N", "E"}},
+    {kSensorAzimuth, {"0", "0", "90"}},
+    {kSensorIncident, {"0", "90", "90"}},
+};
 
 // A format an earlier, more specific test takes, though a later one accepts it too.
 struct Overlap {
@@ -155,7 +167,9 @@ protected:
     void SetUp() override {
         for (int c = 0; c < kChannels; ++c) {
             HeaderValues values = kHeader;
-            values[kComponentName] = kComponents[c];
+            for (const ChannelValue& value : kChannelValues) {
+                values[value.property] = value.values[c];
+            }
             std::vector<std::string> header;
             for (int property = 0; property < kHeaderPropertiesCount; ++property) {
                 header.push_back(std::string(HeaderPropertyLabel(property)) + values[property]);

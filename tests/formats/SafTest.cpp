@@ -209,6 +209,20 @@ TEST_F(Saf, WrittenFileExactlyAndLoadedBack) {
     }
 }
 
+// An orientation that is not a number of degrees (a letter, as GSE2.0 gives it) is no NORTH_ROT
+// value: each channel keeps its own in a comment line.
+TEST_F(Saf, OrientationThatIsNoAngleStaysInComments) {
+    ASSERT_EQ(
+        Merge(Channels({"Sensor Orientation: Z", "Sensor Orientation: N", "Sensor Orientation: E"}),
+              FileFormat::SAF, m_folder / "out.saf"),
+        ConversionStatus::Success);
+    const std::string text = ReadFile(m_folder / "out.saf");
+    EXPECT_EQ(text.find("\nNORTH_ROT"), std::string::npos);
+    EXPECT_NE(text.find("# CH0_NORTH_ROT = Z\r\n# CH1_NORTH_ROT = N\r\n# CH2_NORTH_ROT = E\r\n"),
+              std::string::npos)
+        << text;
+}
+
 // Three miniSEED channels merged into one SAF and split back: samples, start, rate, station and
 // components come back as they were.
 TEST_F(Saf, RoundTripFromMiniSeedAndBack) {
