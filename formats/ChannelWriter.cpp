@@ -14,6 +14,14 @@ ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber) {
     return files;
 }
 
+OutputFile CreateMultichannelOutput(WriterContext& context) {
+    OutputFile out = context.CreateOutputFile(context.OutputPath());
+    if (!out.IsOpen()) {
+        throw std::runtime_error(CantOpenOutputFile(context.OutputPath()));
+    }
+    return out;
+}
+
 std::int64_t CountChannelSamples(const std::filesystem::path& intermediate) {
     ChannelFileReader in(intermediate);
     std::int64_t count = 0;

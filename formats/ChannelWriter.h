@@ -4,8 +4,8 @@
 #include "engine/Codec.h"
 #include "io/FileIO.h"
 
-// What the writers of single-channel formats share: one output file per intermediate channel
-// file, named by the engine.
+// What writers share: for single-channel formats one output file per intermediate channel file,
+// named by the engine; for multichannel formats one output fed by the channels in turn.
 namespace vibrex {
 
 struct ChannelFiles {
@@ -16,6 +16,9 @@ struct ChannelFiles {
 // The channel's intermediate file, then its output file (created empty). Throws the
 // "Can't open" details when either fails.
 ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber);
+
+// The multichannel output file, created empty. Throws the "Can't open" detail when it fails.
+OutputFile CreateMultichannelOutput(WriterContext& context);
 
 // How many samples an intermediate channel file holds, for a writer whose header states the
 // count before the samples: it writes the count the file holds, whatever its header says.

@@ -295,11 +295,7 @@ bool WriteBlock(WriterContext& context, OutputFile& out, int channelNumber) {
 }
 
 void WriteOndaro(WriterContext& context) {
-    const auto outputPath = context.OutputPath();
-    OutputFile out = context.CreateOutputFile(outputPath);
-    if (!out.IsOpen()) {
-        throw std::runtime_error(CantOpenOutputFile(outputPath));
-    }
+    OutputFile out = CreateMultichannelOutput(context);
     out.Line("TIPO=ONDARO2");
     out.Line("CHANNELS=" + std::to_string(context.ChannelCount()));
     for (int channel = 1; channel <= context.ChannelCount(); ++channel) {

@@ -440,11 +440,7 @@ void WriteSaf(WriterContext& context) {
         counts[c] = CountChannelSamples(path);
     }
     CheckChannelsAgree(channels, counts);
-    const auto outputPath = context.OutputPath();
-    OutputFile out = context.CreateOutputFile(outputPath);
-    if (!out.IsOpen()) {
-        throw std::runtime_error(CantOpenOutputFile(outputPath));
-    }
+    OutputFile out = CreateMultichannelOutput(context);
     WriteSafHeader(out, channels, counts[0]);
     if (WriteColumns(context, out)) {
         out.Close();
