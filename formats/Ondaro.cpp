@@ -194,7 +194,8 @@ std::vector<HeaderValues> LoadHeaderOndaro(const std::filesystem::path& path) {
 // against its block's SAMPLES.
 class BlockReader {
 public:
-    explicit BlockReader(ReaderContext& context) : m_context(context) {}
+    explicit BlockReader(ReaderContext& context)
+        : m_context(context), m_invert(context.DataInversion()) {}
 
     void Start(int channel) {
         m_channel = channel;
@@ -216,7 +217,7 @@ public:
         if (!m_out) {
             return true; // a block beyond those the header announced, which were loaded
         }
-        if (!CopySample(*m_out, text, m_context.DataInversion())) {
+        if (!CopySample(*m_out, text, m_invert)) {
             throw std::runtime_error("Line " + std::to_string(lineNumber) + ": \"" +
                                      std::string(text) + "\" is not a sample.");
         }
@@ -238,6 +239,7 @@ public:
 
 private:
     ReaderContext& m_context;
+    bool m_invert;
     std::optional<OutputFile> m_out;
     std::optional<std::int64_t> m_announced;
     std::int64_t m_samples = 0;
