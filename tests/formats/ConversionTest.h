@@ -118,6 +118,20 @@ protected:
         EXPECT_FALSE(std::filesystem::exists(m_engine.FileOutputPath(0)));
     }
 
+    enum class Stage { Added, Converted };
+    // A damaged input of `bytes` is refused when it is added, or fails its conversion to PSN
+    // ASCII, as `stage` says, with `detail` in the message; no output of any channel is left.
+    void ExpectDamaged(const std::string& bytes, Stage stage, const std::string& detail) {
+        const bool added = Add(Input("damaged", bytes), FileFormat::PSNINT, m_folder / "out.psn");
+        ASSERT_EQ(added, stage == Stage::Converted) << detail << "\n" << LastMessage();
+        if (added) {
+            ExpectFailure(detail);
+            EXPECT_FALSE(std::filesystem::exists(m_folder / "out1.psn"));
+        } else {
+            EXPECT_NE(LastMessage().find(detail), std::string::npos) << LastMessage();
+        }
+    }
+
     // Aborts the conversion of the file of the list once its progress reaches `percent`: the
     // codec must stop at once, with no further yield; no error is shown and no file is left.
     void ExpectAbortAt(int percent) {

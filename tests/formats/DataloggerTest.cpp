@@ -160,30 +160,28 @@ TEST_F(Datalogger, DamagedFilesNameTheirCause) {
         }
         return Lines(lines);
     };
-    const std::pair<std::string, std::string> refusedOnLoad[] = {
-        {ondaro(18, ""), "Missing DATA= line (2)."},
-        {ondaro(1, "CHANNELS=3"), "CHANNELS=3 but the file holds 2 [CHANNEL blocks (2)."},
-        {ondaro(1, "CHANNELS=1"), "CHANNELS=1 but the file holds more [CHANNEL blocks (2)."},
-        {ondaro(1, "CHANNELS=two"), "CHANNELS=two is not a number of channels (2)."},
-        {ondaro(1, ""), "Missing CHANNELS= line (2)."},
-        {ondaro(6, "SAMPLES=3.5"), "SAMPLES=3.5 is not a number of samples (1)."},
-        {Lines({"TIPO=1", "CHANNELS=1"}), "CHANNELS=1 but the file holds 0 [CHANNEL blocks (2)."},
+    const std::tuple<std::string, Stage, std::string> cases[] = {
+        {ondaro(18, ""), Stage::Added, "Missing DATA= line (2)."},
+        {ondaro(1, "CHANNELS=3"), Stage::Added,
+         "CHANNELS=3 but the file holds 2 [CHANNEL blocks (2)."},
+        {ondaro(1, "CHANNELS=1"), Stage::Added,
+         "CHANNELS=1 but the file holds more [CHANNEL blocks (2)."},
+        {ondaro(1, "CHANNELS=two"), Stage::Added, "CHANNELS=two is not a number of channels (2)."},
+        {ondaro(1, ""), Stage::Added, "Missing CHANNELS= line (2)."},
+        {ondaro(6, "SAMPLES=3.5"), Stage::Added, "SAMPLES=3.5 is not a number of samples (1)."},
+        {Lines({"TIPO=1", "CHANNELS=1"}), Stage::Added,
+         "CHANNELS=1 but the file holds 0 [CHANNEL blocks (2)."},
+        {ondaro(6, "SAMPLES=4"), Stage::Converted,
+         "Channel 1 holds 3 samples, not the 4 of its SAMPLES= line."},
+        {ondaro(16, "SAMPLES=1"), Stage::Converted,
+         "Channel 2 holds 2 samples, not the 1 of its SAMPLES= line."},
+        {ondaro(10, "-6x3"), Stage::Converted, "Line 11: \"-6x3\" is not a sample."},
+        {Lines({"! GEONODE", "1", "", "0,two"}), Stage::Converted,
+         "Line 4: \"two\" is not a sample."},
+        {Lines({"! GEONODE", "1", "5,"}), Stage::Converted, "Line 3: \"\" is not a sample."},
     };
-    for (const auto& [text, detail] : refusedOnLoad) {
-        EXPECT_FALSE(Add(Input("in.ond", text), FileFormat::PSNINT, m_folder / "out.psn"));
-        EXPECT_NE(LastMessage().find(detail), std::string::npos) << LastMessage();
-    }
-    const std::pair<std::string, std::string> failedOnConversion[] = {
-        {ondaro(6, "SAMPLES=4"), "Channel 1 holds 3 samples, not the 4 of its SAMPLES= line."},
-        {ondaro(16, "SAMPLES=1"), "Channel 2 holds 2 samples, not the 1 of its SAMPLES= line."},
-        {ondaro(10, "-6x3"), "Line 11: \"-6x3\" is not a sample."},
-        {Lines({"! GEONODE", "1", "", "0,two"}), "Line 4: \"two\" is not a sample."},
-        {Lines({"! GEONODE", "1", "5,"}), "Line 3: \"\" is not a sample."},
-    };
-    for (const auto& [text, detail] : failedOnConversion) {
-        ASSERT_TRUE(Add(Input("in.dat", text), FileFormat::PSNINT, m_folder / "out.psn"));
-        ExpectFailure(detail);
-        EXPECT_FALSE(std::filesystem::exists(m_folder / "out1.psn"));
+    for (const auto& [text, stage, detail] : cases) {
+        ExpectDamaged(text, stage, detail);
     }
 }
 
