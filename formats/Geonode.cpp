@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::string_view kMarker = "! GEONODE datalog";
 
-// A datalog's lines after the marker: header lines, and samples counted by line number.
+// A datalog's lines after the marker, numbered as in the file: header lines and sample lines.
 class DatalogLines {
 public:
     explicit DatalogLines(const std::filesystem::path& path) : m_lines(path) {
