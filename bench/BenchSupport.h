@@ -20,9 +20,9 @@ namespace vibrex::bench {
 
 struct Measurement {
     double seconds = 0;
+    double cpuSeconds = 0; // user and system: what other loads on the machine disturb least
     long peakKiB = 0;
     bool ok = false;
-    double cpuSeconds = 0; // user and system: less disturbed than wall time on a busy machine
 };
 
 inline Measurement MeasureInChild(const std::function<bool()>& work) {
@@ -35,9 +35,9 @@ inline Measurement MeasureInChild(const std::function<bool()>& work) {
     rusage usage{};
     wait4(child, &status, 0, &usage);
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-    const auto seconds = [](const timeval& time) { return time.tv_sec + time.tv_usec / 1e6; };
-    return {elapsed.count(), usage.ru_maxrss, WIFEXITED(status) && WEXITSTATUS(status) == 0,
-            seconds(usage.ru_utime) + seconds(usage.ru_stime)};
+    const auto cpu = [](const timeval& time) { return time.tv_sec + time.tv_usec / 1e6; };
+    return {elapsed.count(), cpu(usage.ru_utime) + cpu(usage.ru_stime), usage.ru_maxrss,
+            WIFEXITED(status) && WEXITSTATUS(status) == 0};
 }
 
 class ScratchFolder {

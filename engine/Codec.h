@@ -164,5 +164,8 @@ extern const FormatCodec kSeisanCodec;
 extern const FormatCodec kGseCm6Codec;
 extern const FormatCodec kGseIntCodec;
 extern const FormatCodec kPsnCm6Codec;
+extern const FormatCodec kSafCodec;
+extern const FormatCodec kGeonodeCodec;
+extern const FormatCodec kOndaroCodec;
 
 } // namespace vibrex

@@ -3,10 +3,9 @@
 // intermediate file over the output.
 #include "engine/ChannelFile.h"
 #include "engine/Codec.h"
+#include "formats/ChannelValues.h"
 #include "formats/PsnHeader.h"
 #include "io/Numbers.h"
-
-#include <charconv>
 
 namespace vibrex {
 
@@ -25,22 +24,6 @@ void SkipToData(LineReader& lines) {
     }
 }
 
-// The sample negated, in the same kind of number it was written as.
-void WriteInvertedSample(OutputFile& out, std::string_view sample) {
-    std::int64_t integer = 0;
-    const auto [end, error] =
-        std::from_chars(sample.data(), sample.data() + sample.size(), integer);
-    if (error == std::errc() && end == sample.data() + sample.size()) {
-        out.IntegerLine(-integer);
-        return;
-    }
-    const auto number = ParseNumber(sample);
-    if (!number) {
-        throw std::runtime_error("Not a sample: \"" + std::string(sample) + "\".");
-    }
-    out.NumberLine(-*number);
-}
-
 void ReadPsn(ReaderContext& context) {
     LineReader input(context.InputPath());
     if (!input.IsOpen()) {
@@ -56,7 +39,9 @@ void ReadPsn(ReaderContext& context) {
             continue;
         }
         if (invert) {
-            WriteInvertedSample(channel, sample);
+            if (!CopySample(channel, sample, true)) {
+                throw std::runtime_error("Not a sample: \"" + std::string(sample) + "\".");
+            }
         } else {
             channel.Line(sample);
         }

@@ -106,6 +106,25 @@ protected:
         return Add(input, outputFormat, output) ? Convert(inversion) : ConversionStatus::Idle;
     }
 
+    // Merges `inputs`, in order, into `output`; the status of the first file, or Idle when the
+    // engine refused one of them.
+    ConversionStatus Merge(const std::vector<std::filesystem::path>& inputs,
+                           FileFormat outputFormat, const std::filesystem::path& output) {
+        while (m_engine.FilesCount() > 0) {
+            m_engine.RemoveFile(0);
+        }
+        for (const auto& input : inputs) {
+            if (!m_engine.AddFile(input.string())) {
+                return ConversionStatus::Idle;
+            }
+        }
+        m_engine.SetFileOutputFormat(0, outputFormat);
+        m_engine.SetMergeFilePath(output.string());
+        const ConversionStatus status = Convert();
+        m_engine.SetMergeFilePath("");
+        return status;
+    }
+
     std::string LastMessage() const {
         return m_host.messages.empty() ? std::string() : m_host.messages.back();
     }
@@ -160,6 +179,20 @@ protected:
                 ConvertOne(Input(name, bytes), FileFormat::PSNINT, m_folder / "damaged.psn");
             EXPECT_NE(status, ConversionStatus::InProgress);
             EXPECT_TRUE(WorkFolderIsEmpty());
+        }
+    }
+
+    enum class Stage { Added, Converted };
+    // A damaged input of `bytes` is refused when it is added, or fails its conversion to PSN
+    // ASCII, as `stage` says, with `detail` in the message; no output of any channel is left.
+    void ExpectDamaged(const std::string& bytes, Stage stage, const std::string& detail) {
+        const bool added = Add(Input("damaged", bytes), FileFormat::PSNINT, m_folder / "out.psn");
+        ASSERT_EQ(added, stage == Stage::Converted) << detail << "\n" << LastMessage();
+        if (added) {
+            ExpectFailure(detail);
+            EXPECT_FALSE(std::filesystem::exists(m_folder / "out1.psn"));
+        } else {
+            EXPECT_NE(LastMessage().find(detail), std::string::npos) << LastMessage();
         }
     }
 
