@@ -36,8 +36,8 @@ bench::Measurement Best(const std::filesystem::path& folder, const Step& step) {
             return m;
         }
         best = {run == 0 ? m.seconds : std::min(best.seconds, m.seconds),
-                std::max(best.peakKiB, m.peakKiB), true,
-                run == 0 ? m.cpuSeconds : std::min(best.cpuSeconds, m.cpuSeconds)};
+                run == 0 ? m.cpuSeconds : std::min(best.cpuSeconds, m.cpuSeconds),
+                std::max(best.peakKiB, m.peakKiB), true};
     }
     return best;
 }

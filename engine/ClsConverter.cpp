@@ -194,12 +194,7 @@ bool ClsConverter::AddFile(const std::string& path) {
 
 bool ClsConverter::LoadFileHeader(FileRecord& record) {
     try {
-        const FormatEntry* entry = FindFormat(record.format);
-        if (entry == nullptr || entry->codec == nullptr || entry->codec->loadHeader == nullptr) {
-            throw std::runtime_error("No codec reads the " + FileFormatToString(record.format) +
-                                     " format yet.");
-        }
-        const auto values = entry->codec->loadHeader(record.path);
+        const auto values = ReaderOf(record.format).loadHeader(record.path);
         if (values.empty()) {
             throw std::runtime_error("The file holds no channel.");
         }

@@ -145,8 +145,8 @@ using HeaderLoader = std::vector<HeaderValues> (*)(const std::filesystem::path& 
 using Reader = void (*)(ReaderContext& context);
 using Writer = void (*)(WriterContext& context);
 
-// A format's codec. Loader and reader come together; a format without a reader (WAV) leaves
-// both null, a format without a writer leaves the writer null.
+// A format's codec. Loader and reader come together; a format written only (WAV) leaves both
+// null. Every format writes.
 struct FormatCodec {
     HeaderLoader loadHeader;
     Reader read;

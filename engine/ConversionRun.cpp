@@ -187,13 +187,9 @@ void ClsConverter::RunMerge() {
 
 std::string ClsConverter::ConvertToIntermediate(int index, int firstChannelNumber) {
     try {
-        const FormatEntry* entry = FindFormat(FileFormat(index));
-        if (entry == nullptr || entry->codec == nullptr || entry->codec->read == nullptr) {
-            throw std::runtime_error("No codec reads the " +
-                                     vibrex::FileFormatToString(FileFormat(index)) + " format.");
-        }
+        const FormatCodec& codec = ReaderOf(FileFormat(index));
         ReaderContext context(*this, index, firstChannelNumber);
-        entry->codec->read(context);
+        codec.read(context);
         return {};
     } catch (const std::exception& error) {
         return StageErrorText(kReaderStage, error.what());
@@ -209,12 +205,8 @@ std::string ClsConverter::ConvertFromIntermediate(int index, int channelCount) {
         if (entry == nullptr) {
             throw std::runtime_error("No output format is chosen.");
         }
-        if (entry->codec == nullptr || entry->codec->write == nullptr) {
-            throw std::runtime_error("No codec writes the " + vibrex::FileFormatToString(format) +
-                                     " format.");
-        }
         WriterContext context(*this, index, channelCount);
-        entry->codec->write(context);
+        entry->codec.write(context);
     } catch (const std::exception& failure) {
         error = StageErrorText(kWriterStage, failure.what());
     }

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <stdexcept>
 
 namespace vibrex {
 
@@ -33,55 +34,55 @@ const std::array<FormatEntry, kFormatsCount - 1> kCatalogue = {{
      {".ond", ".dat"},
      true,
      Carries({0, 1, 2, 23, 28}),
-     &kOndaroCodec},
-    {FileFormat::GSECM6, "GSECM6", "", {".gse", ".dat"}, true, kCarriesGse, &kGseCm6Codec},
-    {FileFormat::GSEINT, "GSEINT", "", {".gse", ".dat"}, true, kCarriesGse, &kGseIntCodec},
+     kOndaroCodec},
+    {FileFormat::GSECM6, "GSECM6", "", {".gse", ".dat"}, true, kCarriesGse, kGseCm6Codec},
+    {FileFormat::GSEINT, "GSEINT", "", {".gse", ".dat"}, true, kCarriesGse, kGseIntCodec},
     {FileFormat::miniSeed,
      "miniSeed",
      "",
      {".mseed", ".dat"},
      false,
      Carries({0, 1, 2, 21, 22, 24}),
-     &kMiniSeedCodec},
+     kMiniSeedCodec},
     {FileFormat::PSNCM6,
      "PSNCM6",
      "PSNTEXTCM6",
      {".psn", ".dat"},
      false,
      kCarriesAllButOffset,
-     &kPsnCm6Codec},
+     kPsnCm6Codec},
     {FileFormat::PSNINT,
      "PSNINT",
      "PSNTEXTASCII",
      {".psn", ".dat"},
      false,
      kCarriesAllButOffset,
-     &kPsnAsciiCodec},
+     kPsnAsciiCodec},
     {FileFormat::SAC,
      "SAC",
      "",
      {".sac"},
      false,
      Carries({0, 1, 2, 10, 11, 12, 21, 22, 23, 24}),
-     &kSacCodec},
+     kSacCodec},
     {FileFormat::SAF,
      "SAF",
      "",
      {".saf"},
      true,
      Carries({0, 1, 2, 13, 16, 17, 19, 24, 27, 28}),
-     &kSafCodec},
-    {FileFormat::SEG2, "SEG2", "", {".seg2", ".dat"}, true, kCarriesTraceOffset, &kSeg2Codec},
-    {FileFormat::SU, "SU", "", {".su", ".dat"}, true, kCarriesTraceOffset, &kSuCodec},
+     kSafCodec},
+    {FileFormat::SEG2, "SEG2", "", {".seg2", ".dat"}, true, kCarriesTraceOffset, kSeg2Codec},
+    {FileFormat::SU, "SU", "", {".su", ".dat"}, true, kCarriesTraceOffset, kSuCodec},
     {FileFormat::Seisan,
      "Seisan",
      "",
      {".dat"},
      true,
      Carries({0, 1, 2, 6, 10, 11, 12, 21, 22, 24, 25, 26, 27, 28, 29, 30}),
-     &kSeisanCodec},
-    {FileFormat::Geonode, "Geonode", "", {".dat"}, false, 0, &kGeonodeCodec},
-    {FileFormat::WAV, "WAV (Audio)", "", {".wav"}, false, Carries({1, 2, 6}), &kWavCodec},
+     kSeisanCodec},
+    {FileFormat::Geonode, "Geonode", "", {".dat"}, false, 0, kGeonodeCodec},
+    {FileFormat::WAV, "WAV (Audio)", "", {".wav"}, false, Carries({1, 2, 6}), kWavCodec},
 }};
 
 } // namespace
@@ -92,6 +93,17 @@ const FormatEntry* FindFormat(FileFormat format) {
         return nullptr;
     }
     return &kCatalogue[static_cast<std::size_t>(value - 1)];
+}
+
+const FormatCodec& ReaderOf(FileFormat format) {
+    const FormatEntry* entry = FindFormat(format);
+    if (entry == nullptr) {
+        throw std::runtime_error("Unrecognized file format.");
+    }
+    if (entry->codec.read == nullptr) {
+        throw std::runtime_error("The " + FileFormatToString(format) + " format is written only.");
+    }
+    return entry->codec;
 }
 
 std::string FileFormatToString(FileFormat format) {

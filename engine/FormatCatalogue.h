@@ -37,11 +37,15 @@ struct FormatEntry {
     std::vector<std::string_view> extensions; // the first is used for output names
     bool multichannel;
     std::uint32_t carriedProperties; // bit i: the format can carry header property i
-    const FormatCodec* codec;        // null while the format has no codec
+    const FormatCodec& codec;
 };
 
 // The row of a real format (1..13); null for Unknown and for values outside the catalogue.
 const FormatEntry* FindFormat(FileFormat format);
+
+// The codec that reads files of `format`. Throws the detail text when nothing reads them: an
+// unknown format, or WAV, which is written only.
+const FormatCodec& ReaderOf(FileFormat format);
 
 std::string FileFormatToString(FileFormat format);
 FileFormat StringToFileFormat(std::string_view name);

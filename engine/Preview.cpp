@@ -193,17 +193,6 @@ ChannelPreview ScanChannel(const std::filesystem::path& channelFile, std::size_t
     return channel;
 }
 
-const FormatCodec& ReaderOf(FileFormat format) {
-    const FormatEntry* entry = FindFormat(format);
-    if (entry == nullptr) {
-        throw std::runtime_error("Unrecognized file format.");
-    }
-    if (entry->codec == nullptr || entry->codec->read == nullptr) {
-        throw std::runtime_error("No codec reads the " + FileFormatToString(format) + " format.");
-    }
-    return *entry->codec;
-}
-
 // False when the preview was stopped.
 bool ReadChannels(ClsConverter& engine, const std::filesystem::path& path, const PreviewStep& step,
                   std::size_t buckets, WaveformPreview& preview) {

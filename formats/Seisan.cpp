@@ -376,6 +376,9 @@ FileLayout ReadLayout(InputFile& in) {
                          " bytes does not hold the channel's " + std::to_string(channel.count) +
                          " samples");
         }
+        // Seisan has no field for the converter's resolution: the sample word it stores is
+        // the nearest fact, so a written file (4-byte words) reads back as 32 bits.
+        channel.values[kAdConverterBits] = std::to_string(channel.sampleSize * 8);
     }
     return layout;
 }
