@@ -4,6 +4,7 @@
 #include "engine/ConverterHost.h"
 #include "engine/FormatCatalogue.h"
 #include "engine/HeaderProperties.h"
+#include "io/StagedOutput.h"
 
 #include <array>
 #include <cstdint>
@@ -142,7 +143,9 @@ private:
     std::string ConvertToIntermediate(int index, int firstChannelNumber);
     std::string ConvertFromIntermediate(int index, int channelCount);
     void DeleteIntermediateFiles() const;
-    void RemoveCreatedOutputs();
+    void PlaceCreatedOutputs();
+    void DiscardCreatedOutputs();
+    bool IsInput(const std::filesystem::path& path) const;
     std::filesystem::path IntermediatePath(int channelNumber) const;
     void StartFile(FileRecord& record);
     static void MarkSucceeded(FileRecord& record);
@@ -157,7 +160,7 @@ private:
     std::filesystem::path m_workFolder;
     std::vector<FileRecord> m_files;
     std::string m_mergeFilePath;
-    std::vector<std::filesystem::path> m_createdOutputs; // by the writer now running
+    std::vector<StagedOutput> m_createdOutputs; // by the writer now running
     bool m_dataInversion = false;
     bool m_showUI = false;
     bool m_verbose = true;

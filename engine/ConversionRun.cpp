@@ -3,6 +3,7 @@
 #include "engine/ClsConverter.h"
 #include "engine/ErrorText.h"
 #include "io/Numbers.h"
+#include "io/StagedOutput.h"
 
 #include <algorithm>
 
@@ -212,12 +213,13 @@ std::string ClsConverter::ConvertFromIntermediate(int index, int channelCount) {
         }
         WriterContext context(*this, index, channelCount);
         entry->codec->write(context);
+        if (!m_abortRequested) {
+            PlaceCreatedOutputs();
+        }
     } catch (const std::exception& failure) {
         error = StageErrorText(kWriterStage, failure.what());
     }
-    if (!error.empty() || m_abortRequested) {
-        RemoveCreatedOutputs();
-    }
+    DiscardCreatedOutputs();
     DeleteIntermediateFiles();
     return error;
 }
@@ -239,12 +241,30 @@ void ClsConverter::DeleteIntermediateFiles() const {
     }
 }
 
-void ClsConverter::RemoveCreatedOutputs() {
-    std::error_code ignored;
-    for (const auto& output : m_createdOutputs) {
-        std::filesystem::remove(output, ignored);
+// Only a writer that completed puts its outputs in place; until then whatever stood at their
+// paths keeps its bytes.
+void ClsConverter::PlaceCreatedOutputs() {
+    while (!m_createdOutputs.empty()) {
+        CommitStagedOutput(m_createdOutputs.back());
+        m_createdOutputs.pop_back();
+    }
+}
+
+void ClsConverter::DiscardCreatedOutputs() {
+    for (const StagedOutput& output : m_createdOutputs) {
+        DiscardStagedOutput(output);
     }
     m_createdOutputs.clear();
+}
+
+bool ClsConverter::IsInput(const std::filesystem::path& path) const {
+    std::error_code error;
+    for (const FileRecord& record : m_files) {
+        if (std::filesystem::equivalent(path, record.path, error)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 bool ClsConverter::ProgressStep(int index) {
@@ -364,10 +384,12 @@ std::filesystem::path WriterContext::ChannelOutputPath(int channelNumber) {
 }
 
 OutputFile WriterContext::CreateOutputFile(const std::filesystem::path& path) {
-    OutputFile file(path);
-    if (file.IsOpen()) {
-        m_engine.m_createdOutputs.push_back(path);
+    if (m_engine.IsInput(path)) {
+        throw std::runtime_error("The output file is one of the inputs: " + path.string());
     }
+    StagedOutput staged;
+    OutputFile file = CreateStagedOutput(path, staged);
+    m_engine.m_createdOutputs.push_back(std::move(staged));
     return file;
 }
 

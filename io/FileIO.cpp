@@ -1,6 +1,7 @@
 #include "io/FileIO.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <stdexcept>
 
@@ -62,10 +63,18 @@ std::size_t InputFile::Read(void* into, std::size_t count) {
 }
 
 OutputFile::OutputFile(const std::filesystem::path& path)
-    : m_file(OpenFile(path, "wb")), m_path(path) {
+    : OutputFile(OpenFile(path, "wb"), path) {}
+
+OutputFile::OutputFile(FileHandle file, std::filesystem::path reportedPath)
+    : m_file(std::move(file)), m_path(std::move(reportedPath)) {
     if (m_file) {
         m_buffer.resize(kBufferSize);
     }
+}
+
+void OutputFile::ThrowWriteError() const {
+    const std::string cause = std::strerror(errno != 0 ? errno : EIO);
+    throw WriteError("Can't write the file: " + m_path.string() + " (" + cause + ")", cause);
 }
 
 OutputFile::~OutputFile() {
@@ -75,9 +84,10 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::Flush() {
+    errno = 0;
     if (m_used > 0 && std::fwrite(m_buffer.data(), 1, m_used, m_file.get()) != m_used) {
         m_used = 0;
-        throw std::runtime_error("Can't write the file: " + m_path.string());
+        ThrowWriteError();
     }
     m_used = 0;
 }
@@ -87,8 +97,8 @@ void OutputFile::WriteBeyondBuffer(const void* bytes, std::size_t count) {
     if (count <= m_buffer.size()) {
         std::memcpy(m_buffer.data(), bytes, count);
         m_used = count;
-    } else if (std::fwrite(bytes, 1, count, m_file.get()) != count) {
-        throw std::runtime_error("Can't write the file: " + m_path.string());
+    } else if (errno = 0; std::fwrite(bytes, 1, count, m_file.get()) != count) {
+        ThrowWriteError();
     }
 }
 
@@ -129,9 +139,9 @@ void OutputFile::Close() {
         return;
     }
     Flush();
-    const bool failed = std::fclose(m_file.release()) != 0;
-    if (failed) {
-        throw std::runtime_error("Can't write the file: " + m_path.string());
+    errno = 0;
+    if (std::fclose(m_file.release()) != 0) {
+        ThrowWriteError();
     }
 }
 

@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <memory>
 #include <span>
+#include <stdexcept>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -39,10 +41,24 @@ private:
     std::uint64_t m_size = 0;
 };
 
+// A write that did not reach the disk; `Cause()` is the system's reason ("No space left on
+// device").
+class WriteError : public std::runtime_error {
+public:
+    WriteError(const std::string& message, std::string cause)
+        : std::runtime_error(message), m_cause(std::move(cause)) {}
+    const std::string& Cause() const { return m_cause; }
+
+private:
+    std::string m_cause;
+};
+
 // Buffered output. Text lines end with CR LF, as in every text file the system writes.
 class OutputFile {
 public:
     explicit OutputFile(const std::filesystem::path& path);
+    // An already open file; write errors name `reportedPath`.
+    OutputFile(FileHandle file, std::filesystem::path reportedPath);
     ~OutputFile();
     OutputFile(OutputFile&&) = default;
     OutputFile(const OutputFile&) = delete;
@@ -71,7 +87,8 @@ public:
     void NumberLine(float value) {
         AppendLine([value](char* out) { return AppendNumber(out, value); });
     }
-    // Flushes and closes; throws std::runtime_error when the data did not reach the disk.
+    // Flushes and closes; throws WriteError when the data did not reach the disk, as every write
+    // may.
     void Close();
 
 private:
@@ -92,6 +109,7 @@ private:
     }
     void WriteBeyondBuffer(const void* bytes, std::size_t count);
     void Flush();
+    [[noreturn]] void ThrowWriteError() const;
 
     FileHandle m_file;
     std::filesystem::path m_path;

@@ -26,11 +26,17 @@ std::string Quote(const std::string& argument) {
     return quoted + "'";
 }
 
-// Runs the real executable as a user would, from inside `folder`, with no display.
+// Runs the real executable as a user would, from inside `folder`, with no display; `launcher`
+// is a command that starts it.
 ProcessResult Vibrex(const TempFolder& folder, const std::vector<std::string>& arguments,
-                     const std::filesystem::path& executable = VIBREX_EXECUTABLE) {
-    std::string command = "cd " + Quote(folder.Path().string()) + " && env -u DISPLAY " +
-                          "-u WAYLAND_DISPLAY " + Quote(executable.string());
+                     const std::filesystem::path& executable = VIBREX_EXECUTABLE,
+                     const std::vector<std::string>& launcher = {}) {
+    std::string command =
+        "cd " + Quote(folder.Path().string()) + " && env -u DISPLAY " + "-u WAYLAND_DISPLAY";
+    for (const auto& word : launcher) {
+        command += " " + Quote(word);
+    }
+    command += " " + Quote(executable.string());
     for (const auto& argument : arguments) {
         command += " " + Quote(argument);
     }
@@ -129,6 +135,75 @@ TEST_F(BatchTest, HelpAndVersionGoToStdout) {
     const ProcessResult version = Vibrex(folder, {"--version"});
     EXPECT_EQ(version.exitCode, 0);
     EXPECT_TRUE(version.stdoutText.starts_with("vibrex "));
+}
+
+bool IsCharacterDevice(const std::filesystem::path& path) {
+    return std::filesystem::status(path).type() == std::filesystem::file_type::character;
+}
+
+// Runs the program with "disk" a small private tmpfs holding kept.psn (read-only when asked), in
+// a mount namespace of its own, so that no mount is left behind; the disk's entries and kept.psn
+// are listed in disk-after.txt before it goes.
+std::vector<std::string> SmallDiskLauncher(const TempFolder& folder, bool readOnly) {
+    std::filesystem::create_directory(folder / "disk");
+    const std::string script = std::string(readOnly ? "disk-ro.sh" : "disk.sh");
+    WriteFile(folder / script,
+              std::string("mount -t tmpfs -o size=64k tmpfs disk && printf old > disk/kept.psn") +
+                  (readOnly ? " && mount -o remount,ro disk" : "") +
+                  " || exit 99\n\"$@\"; code=$?\n"
+                  "ls -A disk > disk-after.txt; cat disk/kept.psn >> disk-after.txt\n"
+                  "exit $code\n");
+    return {"unshare", "--map-root-user", "--mount", "sh", (folder / script).string()};
+}
+
+bool MountsAllowed() {
+    return std::system("unshare --map-root-user --mount sh -c 'mount -t tmpfs tmpfs /mnt' "
+                       ">/dev/null 2>&1") == 0;
+}
+
+// Nothing that stands at an output path is harmed, and a write error names its cause.
+TEST_F(BatchTest, OutputPathsAreWrittenSafelyAndErrorsNamed) {
+    std::vector<std::string> many(40000, "-1234567");
+    WriteFile(folder / "big.psn", PsnText({"Number of Samples: 40000", "SPS: 50"}, many));
+    WriteFile(folder / "target.psn", "old");
+    std::filesystem::create_symlink("target.psn", folder / "link.psn");
+    const bool mounts = MountsAllowed();
+    struct Case {
+        std::string commandLine;
+        int exitCode;
+        std::string cause; // in the reason on stderr
+        std::vector<std::string> launcher;
+    };
+    const std::vector<Case> cases = {
+        {"CONVERT,big.psn,/dev/full,PSNINT", 6, "(No space left on device)", {}},
+        {"CONVERT,quake.psn,/dev/null,PSNINT", 0, "", {}},
+        {"CONVERT,quake.psn,link.psn,PSNINT", 0, "", {}},
+        {"CONVERT,quake.psn," + std::string(300, 'n') + ".psn,PSNINT", 3, "File name too long", {}},
+        {"MERGE,quake.psn,b.psn,folder/all.seg2,SEG2", 3, "No such file or directory", {}},
+        {"CONVERT,big.psn,disk/kept.psn,PSNINT", 6, "(No space left on device)",
+         SmallDiskLauncher(folder, false)},
+        {"CONVERT,quake.psn,disk/kept.psn,PSNINT", 3, "Read-only file system",
+         SmallDiskLauncher(folder, true)},
+    };
+    for (const Case& c : cases) {
+        if (!c.launcher.empty() && !mounts) {
+            continue; // no private mounts here: the device cases still run
+        }
+        const ProcessResult run = Vibrex(folder, {c.commandLine}, VIBREX_EXECUTABLE, c.launcher);
+        EXPECT_EQ(run.exitCode, c.exitCode) << c.commandLine << ": " << run.stderrText;
+        EXPECT_NE(run.stderrText.find(c.cause), std::string::npos) << run.stderrText;
+        if (!c.launcher.empty()) {
+            EXPECT_EQ(ReadFile(folder / "disk-after.txt"), "kept.psn\nold") << c.commandLine;
+        }
+    }
+    EXPECT_TRUE(IsCharacterDevice("/dev/null"));
+    EXPECT_TRUE(IsCharacterDevice("/dev/full"));
+    EXPECT_TRUE(std::filesystem::is_symlink(folder / "link.psn"));
+    EXPECT_TRUE(ReadFile(folder / "target.psn").ends_with("-4\r\n"));
+    EXPECT_TRUE(std::filesystem::is_empty(folder / "disk")); // the mounts were private
+    if (!mounts) {
+        GTEST_SKIP() << "no private tmpfs mounts here: full and read-only disks not tried";
+    }
 }
 
 // A private copy of the program, so that work folders of other tests running at the same time
