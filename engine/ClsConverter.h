@@ -4,6 +4,7 @@
 #include "engine/ConverterHost.h"
 #include "engine/FormatCatalogue.h"
 #include "engine/HeaderProperties.h"
+#include "io/OwnedFolder.h"
 #include "io/StagedOutput.h"
 
 #include <array>
@@ -32,7 +33,8 @@ std::filesystem::path ProgramFolder();
 class ClsConverter {
 public:
     // `host` receives events, yields and messages; it must outlive the engine. The work folder
-    // is created under `programFolder`.
+    // is created under `programFolder`, after removing those that processes killed before they
+    // could remove their own left there.
     explicit ClsConverter(ConverterHost* host = nullptr,
                           const std::filesystem::path& programFolder = ProgramFolder());
     ~ClsConverter();
@@ -102,7 +104,7 @@ public:
     void Abort();
 
     // Where this engine's intermediate channel files live.
-    const std::filesystem::path& WorkFolder() const { return m_workFolder; }
+    const std::filesystem::path& WorkFolder() const { return m_workFolder.Path(); }
 
 private:
     friend class ConversionContext;
@@ -157,7 +159,7 @@ private:
 
     ConverterHost m_silentHost;
     ConverterHost* m_host;
-    std::filesystem::path m_workFolder;
+    OwnedFolder m_workFolder;
     std::vector<FileRecord> m_files;
     std::string m_mergeFilePath;
     std::vector<StagedOutput> m_createdOutputs; // by the writer now running

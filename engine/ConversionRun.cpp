@@ -2,6 +2,7 @@
 #include "engine/ChannelFile.h"
 #include "engine/ClsConverter.h"
 #include "engine/ErrorText.h"
+#include "io/Interrupt.h"
 #include "io/Numbers.h"
 #include "io/StagedOutput.h"
 
@@ -32,8 +33,12 @@ void ClsConverter::RaiseConversionProgress() {
     m_host->ConversionProgress();
 }
 
+// Ctrl+C or kill stops the run as the Abort button does, whoever hosts the engine.
 void ClsConverter::DoEvents() {
     m_host->DoEvents();
+    if (CaughtInterrupt() != 0) {
+        Abort();
+    }
 }
 
 void ClsConverter::StartFile(FileRecord& record) {
@@ -225,13 +230,13 @@ std::string ClsConverter::ConvertFromIntermediate(int index, int channelCount) {
 }
 
 std::filesystem::path ClsConverter::IntermediatePath(int channelNumber) const {
-    return m_workFolder / ("converter" + std::to_string(channelNumber) + ".tmp");
+    return WorkFolder() / ("converter" + std::to_string(channelNumber) + ".tmp");
 }
 
 void ClsConverter::DeleteIntermediateFiles() const {
     std::error_code error;
     std::vector<std::filesystem::path> files;
-    for (const auto& entry : std::filesystem::directory_iterator(m_workFolder, error)) {
+    for (const auto& entry : std::filesystem::directory_iterator(WorkFolder(), error)) {
         if (entry.path().extension() == ".tmp") {
             files.push_back(entry.path());
         }

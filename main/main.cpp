@@ -1,7 +1,9 @@
 // vibrex: no arguments opens the window; any arguments run one batch conversion.
 #include "app/ConsoleHost.h"
 #include "app/ModMain.h"
+#include "io/Interrupt.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -49,6 +51,8 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (argc > 1) {
+        vibrex::CatchInterrupts();
+        std::signal(SIGPIPE, SIG_IGN); // a closed pipe as output is a write error, not a kill
         vibrex::ConsoleHost console;
         vibrex::ConverterHost* host = &console;
 #ifdef VIBREX_WITH_UI
@@ -59,6 +63,11 @@ int main(int argc, char** argv) {
         }
 #endif
         const vibrex::BatchResult result = vibrex::RunBatch(JoinArguments(argc, argv), *host);
+        if (const int signal = vibrex::CaughtInterrupt(); signal != 0) {
+            // The run was aborted and cleaned up; the shell expects 128 + the signal.
+            std::fprintf(stderr, "vibrex: %s: the conversion was aborted.\n", strsignal(signal));
+            return 128 + signal;
+        }
         if (result.exitCode != vibrex::kExitDone) {
             std::fprintf(stderr, "vibrex: %s\n", result.reason.c_str());
         }

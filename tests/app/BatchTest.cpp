@@ -1,8 +1,14 @@
 #include "support/TestSupport.h"
 
+#include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace vibrex {
 namespace {
@@ -208,19 +214,97 @@ TEST_F(BatchTest, OutputPathsAreWrittenSafelyAndErrorsNamed) {
 
 // A private copy of the program, so that work folders of other tests running at the same time
 // in the build folder are not taken for leftovers.
-TEST_F(BatchTest, NoWorkFolderIsLeftBehind) {
+std::filesystem::path ProgramCopy(const TempFolder& folder) {
     const std::filesystem::path programFolder = folder / "program";
     std::filesystem::create_directory(programFolder);
     std::filesystem::copy_file(VIBREX_EXECUTABLE, programFolder / "vibrex");
+    return programFolder / "vibrex";
+}
+
+int WorkFoldersIn(const std::filesystem::path& folder) {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        count += name.size() == 34 && name.front() == '{' ? 1 : 0;
+    }
+    return count;
+}
+
+TEST_F(BatchTest, NoWorkFolderIsLeftBehind) {
+    const std::filesystem::path program = ProgramCopy(folder);
     for (const char* commandLine :
          {"CONVERT,quake.psn,copy.psn,PSNINT", "CONVERT,quake.psn,x.seg2,SEG2",
           "CONVERT,junk.bin,x.psn,PSNINT"}) {
-        Vibrex(folder, {commandLine}, programFolder / "vibrex");
+        Vibrex(folder, {commandLine}, program);
     }
-    for (const auto& entry : std::filesystem::directory_iterator(programFolder)) {
-        const std::string name = entry.path().filename().string();
-        EXPECT_FALSE(name.size() == 34 && name.front() == '{') << name;
+    EXPECT_EQ(WorkFoldersIn(program.parent_path()), 0);
+}
+
+// Starts `program` converting `input` into the FIFO `output`, signals it once the output has
+// begun to flow (the run cannot end before the FIFO is drained), then drains it. Returns the
+// wait status.
+int InterruptedRun(const std::filesystem::path& program, const std::filesystem::path& input,
+                   const std::filesystem::path& output, int signal) {
+    const int fifo = open(output.c_str(), O_RDONLY | O_NONBLOCK);
+    const std::string commandLine = "CONVERT," + input.string() + "," + output.string() + ",PSNINT";
+    const std::string path = program.string();
+    char* const argv[] = {const_cast<char*>(path.c_str()), const_cast<char*>(commandLine.c_str()),
+                          nullptr};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    pid_t pid = 0;
+    posix_spawn(&pid, path.c_str(), &actions, nullptr, argv, environ);
+    posix_spawn_file_actions_destroy(&actions);
+    pollfd flowing{fifo, POLLIN, 0};
+    poll(&flowing, 1, 20000);
+    kill(pid, signal);
+    fcntl(fifo, F_SETFL, 0);
+    char buffer[65536];
+    while (read(fifo, buffer, sizeof buffer) > 0) {
     }
+    close(fifo);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return status;
+}
+
+struct FileState {
+    std::string bytes;
+    std::filesystem::file_time_type modified;
+    bool operator==(const FileState&) const = default;
+};
+
+FileState StateOf(const std::filesystem::path& path) {
+    return {ReadFile(path), std::filesystem::last_write_time(path)};
+}
+
+// Ctrl+C and kill abort the run, clean up and end with the shell's code; after a SIGKILL, which
+// leaves the work folder behind, the next start removes it.
+TEST_F(BatchTest, InterruptionsAbortCleanlyWithTheShellsCode) {
+    const std::filesystem::path program = ProgramCopy(folder);
+    WriteFile(folder / "big.psn",
+              PsnText({"Number of Samples: 200000"}, std::vector<std::string>(200000, "-12345")));
+    const FileState input = StateOf(folder / "big.psn");
+    const std::filesystem::path output = folder / "pipe.psn";
+    ASSERT_EQ(mkfifo(output.c_str(), 0600), 0);
+    struct Case {
+        int signal;
+        int exitCode; // -1: killed by the signal
+        int workFoldersLeft;
+    };
+    for (const Case& c : std::vector<Case>{{SIGINT, 130, 0}, {SIGTERM, 143, 0}, {SIGKILL, -1, 1}}) {
+        const int status = InterruptedRun(program, folder / "big.psn", output, c.signal);
+        if (c.exitCode < 0) {
+            EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == c.signal) << c.signal;
+        } else {
+            EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == c.exitCode) << c.signal;
+        }
+        EXPECT_EQ(WorkFoldersIn(program.parent_path()), c.workFoldersLeft) << c.signal;
+        EXPECT_EQ(StateOf(folder / "big.psn"), input) << c.signal;
+    }
+    EXPECT_EQ(Vibrex(folder, {"CONVERT,quake.psn,copy.psn,PSNINT"}, program).exitCode, 0);
+    EXPECT_EQ(WorkFoldersIn(program.parent_path()), 0);
 }
 
 } // namespace
