@@ -78,6 +78,10 @@ std::vector<std::int64_t> EdgesAndRandomValues(std::int64_t limit, int count) {
     return values;
 }
 
+FileState StateOf(const std::filesystem::path& path) {
+    return {ReadFile(path), std::filesystem::last_write_time(path)};
+}
+
 std::string PsnText(const std::vector<std::string>& headerLines,
                     const std::vector<std::string>& samples) {
     std::string text = "! PSN ASCII Event File Format 2.0\r\n";
