@@ -22,6 +22,14 @@ struct FileCloser {
 };
 using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
+// The bytes of a file buffer are always written before they are read, so neither creating nor
+// growing one clears it: a small file's conversion then never touches the pages of a large
+// buffer it does not reach.
+template <typename T> struct UnclearedAllocator : std::allocator<T> {
+    template <typename U> void construct(U* place) { ::new (static_cast<void*>(place)) U; }
+};
+using FileBuffer = std::vector<char, UnclearedAllocator<char>>;
+
 // Binary input with positioned and exact reads.
 class InputFile {
 public:
@@ -113,7 +121,7 @@ private:
 
     FileHandle m_file;
     std::filesystem::path m_path;
-    std::vector<char> m_buffer;
+    FileBuffer m_buffer;
     std::size_t m_used = 0;
 };
 
@@ -156,7 +164,7 @@ private:
     bool Refill();
 
     FileHandle m_file;
-    std::vector<char> m_buffer;
+    FileBuffer m_buffer;
     std::size_t m_begin = 0;
     std::size_t m_end = 0;
     // The line feeds not yet taken of the block from m_blockStart, bit i for byte i; the bytes
