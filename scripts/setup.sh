@@ -3,8 +3,10 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# Fonts are only recommended by Qt, yet the window and its offscreen tests need one.
-packages=(g++ cmake ninja-build qt6-base-dev fonts-dejavu-core libgtest-dev libmseed-dev sox xvfb xauth)
+# Fonts are only recommended by Qt, yet the window and its offscreen tests need one. Clang and its
+# runtime (sanitizers, libFuzzer) serve the tests only.
+packages=(g++ cmake ninja-build qt6-base-dev fonts-dejavu-core libgtest-dev libmseed-dev sox xvfb xauth
+    clang libclang-rt-14-dev)
 missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||

@@ -1,0 +1,73 @@
+#!/usr/bin/env bash
+# Builds the fuzz targets with AddressSanitizer and UndefinedBehaviorSanitizer (clang's libFuzzer,
+# the "sanitize" preset, into build-sanitize/) and runs each one over its seed corpus:
+#   fuzz/run.sh 600 [TARGET...]          each target (or those named) for 600 seconds
+#   fuzz/run.sh -runs=2000 [TARGET...]   each target for 2000 inputs beyond its corpus
+# Seeds come from the real recordings beside the checkout and from small files converted by the
+# program itself; inputs found interesting are kept in build-sanitize/fuzz/corpus/ for the next
+# run. An input that fails is saved in build-sanitize/fuzz/findings/: once fixed, keep it in
+# fuzz/regressions/TARGET/, where the test suite replays it.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+limit=${1:?"usage: fuzz/run.sh SECONDS|-runs=N [TARGET...]"}
+shift
+targets=("$@")
+[ ${#targets[@]} -gt 0 ] || targets=(read_miniseed read_sac read_psn write_miniseed write_sac write_wav)
+case "$limit" in
+-runs=*) limitOption=$limit ;;
+*) limitOption=-max_total_time=$limit ;;
+esac
+
+cmake --preset sanitize >/dev/null
+cmake --build build-sanitize --target vibrex "${targets[@]/#/fuzz_}"
+work=$PWD/build-sanitize/fuzz
+testdata=$(sed -n 's/^VIBREX_TESTDATA_DIR:PATH=//p' build-sanitize/CMakeCache.txt)
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+# A tmpfs spares the disk the fuzzers' many small files.
+[ -d /dev/shm ] && [ -w /dev/shm ] && export TMPDIR=/dev/shm
+
+# A seed is a file behind the byte of run options the targets take first.
+seed() { # target file
+    mkdir -p "$work/seeds/$1"
+    { printf '\0'; head -c 16384 "$2"; } >"$work/seeds/$1/$(basename "$2")"
+}
+# Small files in each format, converted by the program from the example recording.
+convert() { # input output format
+    (cd "$scratch" && "$work/../vibrex" "CONVERT,$1,$2,$3" >/dev/null 2>&1) || true
+}
+convert "$PWD/examples/quake.psn" quake.mseed miniSeed
+convert "$PWD/examples/quake.psn" quake.sac SAC
+seed read_psn examples/quake.psn
+for target in write_miniseed write_sac write_wav; do seed "$target" examples/quake.psn; done
+[ -f "$scratch/quake.mseed" ] && seed read_miniseed "$scratch/quake.mseed"
+[ -f "$scratch/quake.sac" ] && seed read_sac "$scratch/quake.sac"
+if [ -d "$testdata" ]; then
+    for file in $(find "$testdata/mseed" "$testdata/sac" -type f -size -64k 2>/dev/null); do
+        case "$file" in
+        */mseed/*) seed read_miniseed "$file" ;;
+        */sac/*) seed read_sac "$file" ;;
+        esac
+        # Their intermediate files, with real headers, feed the writers.
+        convert "$file" "$(basename "$file").psn" PSNINT
+    done
+    for file in "$scratch"/*.psn; do
+        [ -f "$file" ] || continue
+        for target in read_psn write_miniseed write_sac write_wav; do seed "$target" "$file"; done
+    done
+fi
+
+mkdir -p "$work/findings"
+for target in "${targets[@]}"; do
+    mkdir -p "$work/corpus/$target"
+    log=$work/$target.log
+    echo "== $target"
+    if ! "$work/fuzz_$target" "$limitOption" -max_len=16384 -timeout=20 -rss_limit_mb=1024 \
+        -print_final_stats=1 -artifact_prefix="$work/findings/$target-" \
+        "$work/corpus/$target" "$work/seeds/$target" >"$log" 2>&1; then
+        tail -n 40 "$log" >&2
+        echo "fuzz target $target failed (whole output in $log)" >&2
+        exit 1
+    fi
+    grep -E '^stat::(number_of_executed_units|average_exec_per_sec)' "$log"
+done
