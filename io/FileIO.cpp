@@ -44,7 +44,7 @@ FileHandle OpenFile(const std::filesystem::path& path, const char* mode) {
 InputFile::InputFile(const std::filesystem::path& path) : m_file(OpenFile(path, "rb")) {
     constexpr std::size_t kReadBufferSize = 1 << 16;
     if (m_file) {
-        m_readBuffer = std::make_unique<char[]>(kReadBufferSize);
+        m_readBuffer = std::make_unique_for_overwrite<char[]>(kReadBufferSize);
         std::setvbuf(m_file.get(), m_readBuffer.get(), _IOFBF, kReadBufferSize);
     }
     if (m_file && std::fseek(m_file.get(), 0, SEEK_END) == 0) {

@@ -2,6 +2,7 @@
 
 #include "io/Numbers.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstdio>
@@ -22,13 +23,27 @@ struct FileCloser {
 };
 using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
-// The bytes of a file buffer are always written before they are read, so neither creating nor
-// growing one clears it: a small file's conversion then never touches the pages of a large
-// buffer it does not reach.
-template <typename T> struct UnclearedAllocator : std::allocator<T> {
-    template <typename U> void construct(U* place) { ::new (static_cast<void*>(place)) U; }
+// Nothing relies on a file buffer's bytes before they are written (what lies past the data is
+// masked off), so neither creating nor growing one clears it: a small file's conversion then never
+// touches the pages of a large buffer it does not reach.
+class FileBuffer {
+public:
+    char* data() const { return m_bytes.get(); }
+    std::size_t size() const { return m_size; }
+    // Keeps the bytes the old and the new size share.
+    void resize(std::size_t size) {
+        std::unique_ptr<char[]> bytes(new char[size]);
+        if (m_bytes) {
+            std::memcpy(bytes.get(), m_bytes.get(), std::min(size, m_size));
+        }
+        m_bytes = std::move(bytes);
+        m_size = size;
+    }
+
+private:
+    std::unique_ptr<char[]> m_bytes;
+    std::size_t m_size = 0;
 };
-using FileBuffer = std::vector<char, UnclearedAllocator<char>>;
 
 // Binary input with positioned and exact reads.
 class InputFile {

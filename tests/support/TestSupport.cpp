@@ -70,6 +70,9 @@ std::vector<std::int64_t> EdgesAndRandomValues(std::int64_t limit, int count) {
              {power - 1, power, power + 1, 1 - power, -power, -power - 1}) {
             values.push_back(near);
         }
+        if (power > limit / 10) {
+            break; // the next power would overflow
+        }
     }
     std::mt19937_64 random(7);
     for (int i = 0; i < count; ++i) {
