@@ -66,6 +66,8 @@ protected:
                           {"1", "-2", "3", "-4"}));
         WriteFile(folder / "b.psn", PsnText({"Number of Samples: 2", "SPS: 50"}, {"5", "6"}));
         WriteFile(folder / "junk.bin", "not a recording\n");
+        WriteFile(folder / "empty.psn", "");
+        WriteFile(folder / "one.psn", "!");
     }
 
     TempFolder folder;
@@ -98,6 +100,8 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
         {"MERGE,quake.psn,absent.psn,x.psn,SEG2", 2},
         {"CONVERT,quake.psn,no-folder/x.psn,PSNINT", 3},
         {"CONVERT,junk.bin,x.psn,PSNINT", 4},
+        {"CONVERT,empty.psn,x.psn,PSNINT", 4},
+        {"CONVERT,one.psn,x.psn,PSNINT", 4},
         {"CONVERT,quake.psn,x.wav,WAV", 5},
         {"CONVERT,quake.psn,x.seg2,SEG2", 6},
         {"MERGE,quake.psn,b.psn,all.psn,PSNINT", 7},
