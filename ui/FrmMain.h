@@ -95,6 +95,7 @@ private:
     OutputNameOptions m_nameOptions;
     ClsConverter m_engine;
     bool m_converting = false;
+    bool m_closeAfterRun = false; // the window was closed during the run
     int m_menuRow = -1;
 
     FileGrid* m_grdFiles = nullptr;

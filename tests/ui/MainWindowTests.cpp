@@ -9,6 +9,7 @@
 #include <QPushButton>
 #include <QTableView>
 #include <QTest>
+#include <functional>
 #include <gtest/gtest.h>
 
 namespace vibrex::test {
@@ -193,28 +194,41 @@ TEST_F(MainWindow, ARunEndsInSuccessWithFullBarsPainted) {
     EXPECT_EQ(Text(0, Model::ColumnFileName), "b.psn");
 }
 
-TEST_F(MainWindow, AbortStopsTheRunAndClosingWaitsForIt) {
+// Abort and closing the window both stop the run at once; a closed window goes when the run has
+// cleaned up.
+TEST_F(MainWindow, AbortOrClosingStopsTheRun) {
     Drop({WritePsn("a.psn", 2000), WritePsn("b.psn", 2000)});
     Find<QCheckBox>("ChkSameOutput")->setChecked(true);
     ChooseFormat(0, FileFormat::PSNINT);
     NameOutputs("_out");
-
-    bool checkedMidRun = false;
-    QObject::connect(grid->model(), &QAbstractItemModel::dataChanged, window.get(), [&] {
-        if (checkedMidRun || engine->FileProgress(0) < 30) {
-            return;
-        }
-        checkedMidRun = true;
-        EXPECT_FALSE(Find<QPushButton>("CmdConvert")->isEnabled());
-        EXPECT_FALSE(window->close());
-        Click("CmdAbort");
-    });
-    Click("CmdConvert");
-    ASSERT_TRUE(checkedMidRun);
-    EXPECT_TRUE(window->isVisible());
-    EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted");
-    EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
-    EXPECT_TRUE(window->close());
+    struct Case {
+        std::string name;
+        std::function<void()> stop;
+        bool visibleAfter;
+    };
+    const std::vector<Case> cases = {
+        {"abort", [&] { Click("CmdAbort"); }, true},
+        {"close", [&] { EXPECT_FALSE(window->close()); }, false},
+    };
+    for (const Case& c : cases) {
+        bool stopped = false;
+        const auto connection =
+            QObject::connect(grid->model(), &QAbstractItemModel::dataChanged, window.get(), [&] {
+                if (stopped || engine->FileProgress(0) < 30) {
+                    return;
+                }
+                stopped = true;
+                EXPECT_FALSE(Find<QPushButton>("CmdConvert")->isEnabled());
+                c.stop();
+            });
+        Click("CmdConvert");
+        QObject::disconnect(connection);
+        ASSERT_TRUE(stopped) << c.name;
+        EXPECT_EQ(window->isVisible(), c.visibleAfter) << c.name;
+        EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted") << c.name;
+        EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle") << c.name;
+        EXPECT_FALSE(std::filesystem::exists(Output() / "a_out.psn")) << c.name;
+    }
 }
 
 TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
