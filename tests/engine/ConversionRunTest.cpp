@@ -229,6 +229,21 @@ TEST_F(RunTest, FailedOrAbortedRunsLeaveExistingOutputsAsTheyWere) {
     EXPECT_EQ(ReadLines(folder / "all1.psn").size(), 36u + 300u);
 }
 
+TEST_F(RunTest, AnOutputFolderThatVanishesWhileWritingFailsNamingTheCause) {
+    AddPsn("a.psn", 300);
+    std::filesystem::create_directory(folder / "gone");
+    engine.SetFileOutputPath(0, (folder / "gone" / "out.psn").string());
+    host.onDoEvents = [&] {
+        if (engine.FileProgress(0) >= 75) {
+            std::filesystem::remove_all(folder / "gone");
+        }
+    };
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Failed);
+    EXPECT_NE(engine.FileErrorText(0).find("No such file or directory"), std::string::npos)
+        << engine.FileErrorText(0);
+}
+
 // Inputs are never modified: an output that names an input, directly or through a link, fails.
 TEST_F(RunTest, AnOutputThatIsAnInputFailsAndKeepsTheInput) {
     const auto input = AddPsn("a.psn", 30);
