@@ -11,16 +11,20 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 limit=${1:?"usage: fuzz/run.sh SECONDS|-runs=N [TARGET...]"}
 shift
-targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(read_miniseed read_sac read_psn write_miniseed write_sac write_wav)
 case "$limit" in
 -runs=*) limitOption=$limit ;;
 *) limitOption=-max_total_time=$limit ;;
 esac
 
+# Each reader's target: the format's batch name, and its folder of real recordings.
+declare -A formatName=([read_miniseed]=miniSeed [read_sac]=SAC [read_psn]=PSNINT)
+declare -A recordings=([read_miniseed]=mseed [read_sac]=sac)
+
 cmake --preset sanitize >/dev/null
-cmake --build build-sanitize --target vibrex "${targets[@]/#/fuzz_}"
+cmake --build build-sanitize --target vibrex fuzz_targets
 work=$PWD/build-sanitize/fuzz
+targets=("$@")
+[ ${#targets[@]} -gt 0 ] || targets=($(cd "$work" && ls fuzz_* | sed 's/^fuzz_//'))
 testdata=$(sed -n 's/^VIBREX_TESTDATA_DIR:PATH=//p' build-sanitize/CMakeCache.txt)
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
@@ -32,30 +36,28 @@ seed() { # target file
     mkdir -p "$work/seeds/$1"
     { printf '\0'; head -c 16384 "$2"; } >"$work/seeds/$1/$(basename "$2")"
 }
-# Small files in each format, converted by the program from the example recording.
 convert() { # input output format
     (cd "$scratch" && "$work/../vibrex" "CONVERT,$1,$2,$3" >/dev/null 2>&1) || true
 }
-convert "$PWD/examples/quake.psn" quake.mseed miniSeed
-convert "$PWD/examples/quake.psn" quake.sac SAC
-seed read_psn examples/quake.psn
-for target in write_miniseed write_sac write_wav; do seed "$target" examples/quake.psn; done
-[ -f "$scratch/quake.mseed" ] && seed read_miniseed "$scratch/quake.mseed"
-[ -f "$scratch/quake.sac" ] && seed read_sac "$scratch/quake.sac"
-if [ -d "$testdata" ]; then
-    for file in $(find "$testdata/mseed" "$testdata/sac" -type f -size -64k 2>/dev/null); do
-        case "$file" in
-        */mseed/*) seed read_miniseed "$file" ;;
-        */sac/*) seed read_sac "$file" ;;
-        esac
-        # Their intermediate files, with real headers, feed the writers.
+# Intermediate files with real headers feed the writers: the example's, and the recordings'.
+intermediates=("$PWD/examples/quake.psn")
+for target in "${!formatName[@]}"; do
+    # Each reader: the example converted into its format, and the format's real recordings.
+    convert "$PWD/examples/quake.psn" "$target" "${formatName[$target]}"
+    [ -f "$scratch/$target" ] && seed "$target" "$scratch/$target"
+    folder=$testdata/${recordings[$target]:-none}
+    [ -d "$folder" ] || continue
+    for file in $(find "$folder" -type f -size -64k); do
+        seed "$target" "$file"
         convert "$file" "$(basename "$file").psn" PSNINT
+        [ -f "$scratch/$(basename "$file").psn" ] && intermediates+=("$scratch/$(basename "$file").psn")
     done
-    for file in "$scratch"/*.psn; do
-        [ -f "$file" ] || continue
-        for target in read_psn write_miniseed write_sac write_wav; do seed "$target" "$file"; done
-    done
-fi
+done
+for target in "${targets[@]}"; do
+    case "$target" in
+    write_* | read_psn) for file in "${intermediates[@]}"; do seed "$target" "$file"; done ;;
+    esac
+done
 
 mkdir -p "$work/findings"
 for target in "${targets[@]}"; do
