@@ -4,6 +4,7 @@
 #include "io/Numbers.h"
 #include "io/StagedOutput.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace vibrex {
@@ -148,6 +149,41 @@ BatchResult Merge(const std::vector<std::string>& args, ClsConverter& engine) {
     return Exit(kExitDone, {});
 }
 
+// Every file is described that can be, so that one bad file in a list hides none of the others;
+// the exit code is the first failure's.
+BatchResult Info(const std::string& commandLine, ClsConverter& engine, std::ostream& report,
+                 InfoStyle style) {
+    const std::vector<std::string> args = SplitCommandLine(commandLine);
+    if (args.size() < 2) {
+        return Exit(kExitWrongArgumentCount, "INFO takes one or more input files.");
+    }
+    // The arguments past the limit would be dropped unseen, and a script would take the files
+    // it named for described.
+    if (static_cast<std::size_t>(std::count(commandLine.begin(), commandLine.end(), ',')) >=
+        kMaxArguments) {
+        return Exit(kExitWrongArgumentCount,
+                    "INFO takes at most " + std::to_string(kMaxArguments - 1) + " files.");
+    }
+    BatchResult result = Exit(kExitDone, {});
+    const auto fail = [&result](int code, const std::string& reason) {
+        if (result.exitCode == kExitDone) {
+            result.exitCode = code;
+        }
+        result.reason += (result.reason.empty() ? "" : "\n") + reason;
+    };
+    for (auto input = args.begin() + 1; input != args.end(); ++input) {
+        if (!IsRegularFile(*input)) {
+            fail(kExitInputMissing, "Input file not found: " + *input);
+        } else if (!engine.AddFile(*input)) {
+            fail(kExitInputRefused, RefusalReason(*input));
+        } else {
+            report << DescribeFile(engine, 0, style) << std::flush;
+            engine.RemoveFile(0); // the same file may be named twice
+        }
+    }
+    return result;
+}
+
 } // namespace
 
 std::vector<std::string> SplitCommandLine(const std::string& commandLine) {
@@ -166,7 +202,12 @@ std::vector<std::string> SplitCommandLine(const std::string& commandLine) {
     return args;
 }
 
-BatchResult RunBatch(const std::string& commandLine, ConverterHost& host) {
+bool ShowsProgress(const std::string& commandLine) {
+    return ToUpper(SplitCommandLine(commandLine).front()) != "INFO";
+}
+
+BatchResult RunBatch(const std::string& commandLine, ConverterHost& host, std::ostream& report,
+                     InfoStyle style) {
     const std::vector<std::string> args = SplitCommandLine(commandLine);
     ClsConverter engine(&host);
     engine.SetVerbose(false);
@@ -177,8 +218,11 @@ BatchResult RunBatch(const std::string& commandLine, ConverterHost& host) {
     if (verb == "MERGE") {
         return Merge(args, engine);
     }
-    return Exit(kExitUnknownVerb,
-                "Unknown command \"" + args.front() + "\": use CONVERT or MERGE (vibrex --help).");
+    if (verb == "INFO") {
+        return Info(commandLine, engine, report, style);
+    }
+    return Exit(kExitUnknownVerb, "Unknown command \"" + args.front() +
+                                      "\": use CONVERT, MERGE or INFO (vibrex --help).");
 }
 
 } // namespace vibrex

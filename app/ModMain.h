@@ -1,11 +1,14 @@
 #pragma once
 
+#include "app/ModInfo.h"
 #include "engine/ConverterHost.h"
 
+#include <iostream>
 #include <string>
 #include <vector>
 
-// Batch mode: "CONVERT,input,output,format" or "MERGE,input1,...,inputK,output,format".
+// Batch mode: "CONVERT,input,output,format" or "MERGE,input1,...,inputK,output,format", and
+// "INFO,file1,...,fileK", which prints what each file is without converting it.
 namespace vibrex {
 
 enum BatchExitCode : int {
@@ -22,14 +25,18 @@ enum BatchExitCode : int {
 
 struct BatchResult {
     int exitCode = kExitDone;
-    std::string reason; // one line for stderr when the code is not 0
+    std::string reason; // for stderr when the code is not 0: one line, or one per file for INFO
 };
 
 // Splits the command line at commas, each argument trimmed; at most 101 arguments.
 std::vector<std::string> SplitCommandLine(const std::string& commandLine);
 
-// Runs one batch conversion; the host shows progress (the engine runs with ShowUI on and
-// Verbose off).
-BatchResult RunBatch(const std::string& commandLine, ConverterHost& host);
+// Whether the command converts, and so has progress to show; INFO only reads headers.
+bool ShowsProgress(const std::string& commandLine);
+
+// Runs one batch command; the host shows progress (the engine runs with ShowUI on and Verbose
+// off). INFO writes its description of each file to `report` as soon as the file is read.
+BatchResult RunBatch(const std::string& commandLine, ConverterHost& host,
+                     std::ostream& report = std::cout, InfoStyle style = InfoStyle::Text);
 
 } // namespace vibrex

@@ -13,12 +13,14 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 // Runs each measured step in a child process, so its peak memory is its own.
 namespace vibrex::bench {
 
 struct Measurement {
     double seconds = 0;
+    double cpuSeconds = 0; // user and system: what other loads on the machine disturb least
     long peakKiB = 0;
     bool ok = false;
 };
@@ -33,7 +35,9 @@ inline Measurement MeasureInChild(const std::function<bool()>& work) {
     rusage usage{};
     wait4(child, &status, 0, &usage);
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-    return {elapsed.count(), usage.ru_maxrss, WIFEXITED(status) && WEXITSTATUS(status) == 0};
+    const auto cpu = [](const timeval& time) { return time.tv_sec + time.tv_usec / 1e6; };
+    return {elapsed.count(), cpu(usage.ru_utime) + cpu(usage.ru_stime), usage.ru_maxrss,
+            WIFEXITED(status) && WEXITSTATUS(status) == 0};
 }
 
 class ScratchFolder {
@@ -96,6 +100,23 @@ inline bool ConvertWithVibrex(const std::filesystem::path& folder,
     }
     engine.SetFileOutputFormat(0, outputFormat);
     engine.SetFileOutputPath(0, output.string());
+    engine.StartConversion();
+    return engine.FileStatus(0) == ConversionStatus::Success;
+}
+
+// One merge of `inputs` into a multichannel `output` through the engine.
+inline bool MergeWithVibrex(const std::filesystem::path& folder,
+                            const std::vector<std::filesystem::path>& inputs,
+                            FileFormat outputFormat, const std::filesystem::path& output) {
+    ClsConverter engine(nullptr, folder);
+    engine.SetVerbose(false);
+    for (const auto& input : inputs) {
+        if (!engine.AddFile(input.string())) {
+            return false;
+        }
+        engine.SetFileOutputFormat(engine.FilesCount() - 1, outputFormat);
+    }
+    engine.SetMergeFilePath(output.string());
     engine.StartConversion();
     return engine.FileStatus(0) == ConversionStatus::Success;
 }

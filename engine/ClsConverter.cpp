@@ -304,6 +304,14 @@ std::string ClsConverter::FileErrorText(int index) const {
     return record != nullptr ? record->errorText : std::string();
 }
 
+std::vector<std::string> ClsConverter::FileOutputFiles(int index) const {
+    const FileRecord* record = Record(index);
+    if (record == nullptr) {
+        return {};
+    }
+    return {record->outputFiles.begin(), record->outputFiles.end()};
+}
+
 int ClsConverter::FileProgress(int index) const {
     const FileRecord* record = Record(index);
     return record != nullptr ? record->progress : 0;

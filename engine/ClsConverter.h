@@ -72,6 +72,8 @@ public:
     int FileProgress(int index) const;
     // Why the file's last conversion failed (the text a Verbose engine shows); empty otherwise.
     std::string FileErrorText(int index) const;
+    // The files the file's last conversion wrote, when it succeeded; empty otherwise.
+    std::vector<std::string> FileOutputFiles(int index) const;
 
     // WAV settings, kept only while the file's output format is WAV.
     bool WAVAvailable(int index) const;
@@ -127,6 +129,7 @@ private:
         WavSettings wav;
         ConversionStatus status = ConversionStatus::Idle;
         std::string errorText;
+        std::vector<std::filesystem::path> outputFiles;
         std::int32_t progress = 0;
         std::int64_t workTotal = 0;
         std::int64_t workDone = 0;
@@ -163,6 +166,7 @@ private:
     std::vector<FileRecord> m_files;
     std::string m_mergeFilePath;
     std::vector<StagedOutput> m_createdOutputs; // by the writer now running
+    std::vector<std::filesystem::path> m_placedOutputs; // by the last writer that completed
     bool m_dataInversion = false;
     bool m_showUI = false;
     bool m_verbose = true;

@@ -38,6 +38,8 @@ std::string CantOpenOutputFile(const std::filesystem::path& path);
 // Progress accounting shared by readers and writers: one tick per sample.
 class ConversionContext {
 public:
+    virtual ~ConversionContext() = default;
+
     // False once the user has aborted: the codec closes its files and returns at once.
     bool Tick() {
         ++*m_workDone;
@@ -59,12 +61,17 @@ public:
         m_untilStep -= count;
         return true;
     }
-    bool DataInversion() const;
+    virtual bool DataInversion() const;
 
 protected:
     ConversionContext(ClsConverter& engine, int fileIndex);
+    // Accounting of its own, outside the file list (a preview): `workDone` counts the ticks and
+    // ReportProgress is called every `step` of them.
+    ConversionContext(ClsConverter& engine, std::int64_t& workDone, std::int64_t step);
     // Moves the accounting to another file of the list (a merge writes channels of many files).
     void AccountTo(int fileIndex);
+    // At each progress step; false stops the codec.
+    virtual bool ReportProgress();
 
     ClsConverter& m_engine;
     int m_fileIndex;
@@ -90,10 +97,15 @@ class ReaderContext : public ConversionContext {
 public:
     ReaderContext(ClsConverter& engine, int fileIndex, int firstChannelNumber);
     const std::filesystem::path& InputPath() const;
-    int ChannelCount() const;
+    virtual int ChannelCount() const;
     // The channel's intermediate channel file (channel 0-based within this input), created with
     // its header block already written; the reader appends one sample per line.
-    OutputFile OpenChannelFile(int channel) const;
+    virtual OutputFile OpenChannelFile(int channel) const;
+
+protected:
+    // A reader run outside the file list (a preview); the subclass says where channels go.
+    ReaderContext(ClsConverter& engine, std::filesystem::path inputPath, std::int64_t& workDone,
+                  std::int64_t step);
 
 private:
     std::filesystem::path m_inputPath;
@@ -147,5 +159,14 @@ extern const FormatCodec kPsnAsciiCodec;
 extern const FormatCodec kMiniSeedCodec;
 extern const FormatCodec kSacCodec;
 extern const FormatCodec kWavCodec;
+extern const FormatCodec kSeg2Codec;
+extern const FormatCodec kSuCodec;
+extern const FormatCodec kSeisanCodec;
+extern const FormatCodec kGseCm6Codec;
+extern const FormatCodec kGseIntCodec;
+extern const FormatCodec kPsnCm6Codec;
+extern const FormatCodec kSafCodec;
+extern const FormatCodec kGeonodeCodec;
+extern const FormatCodec kOndaroCodec;
 
 } // namespace vibrex

@@ -44,6 +44,7 @@ void ClsConverter::DoEvents() {
 void ClsConverter::StartFile(FileRecord& record) {
     record.status = ConversionStatus::InProgress;
     record.errorText.clear();
+    record.outputFiles.clear();
     record.workDone = 0;
     record.progress = 0;
     RaiseFileStatusChange();
@@ -92,6 +93,7 @@ void ClsConverter::RunSeparate() {
             RaiseFileStatusChange();
         } else {
             MarkSucceeded(record);
+            record.outputFiles = m_placedOutputs;
             RaiseFileStatusChange();
             RaiseConversionProgress();
             if (m_showUI) {
@@ -172,6 +174,7 @@ void ClsConverter::RunMerge() {
         } else if (!m_abortRequested) {
             for (FileRecord& record : m_files) {
                 MarkSucceeded(record);
+                record.outputFiles = m_placedOutputs;
             }
             RaiseFileStatusChange();
             RaiseConversionProgress();
@@ -206,6 +209,7 @@ std::string ClsConverter::ConvertToIntermediate(int index, int firstChannelNumbe
 std::string ClsConverter::ConvertFromIntermediate(int index, int channelCount) {
     std::string error;
     m_createdOutputs.clear();
+    m_placedOutputs.clear();
     try {
         const vibrex::FileFormat format = FileOutputFormat(index);
         const FormatEntry* entry = FindFormat(format);
@@ -249,6 +253,9 @@ void ClsConverter::DeleteIntermediateFiles() const {
 // Only a writer that completed puts its outputs in place; until then whatever stood at their
 // paths keeps its bytes.
 void ClsConverter::PlaceCreatedOutputs() {
+    for (const StagedOutput& output : m_createdOutputs) {
+        m_placedOutputs.push_back(output.final);
+    }
     while (!m_createdOutputs.empty()) {
         CommitStagedOutput(m_createdOutputs.back());
         m_createdOutputs.pop_back();
@@ -306,8 +313,16 @@ void ConversionContext::AccountTo(int fileIndex) {
     m_untilStep = m_step - record.workDone % m_step;
 }
 
+ConversionContext::ConversionContext(ClsConverter& engine, std::int64_t& workDone,
+                                     std::int64_t step)
+    : m_engine(engine), m_fileIndex(-1), m_workDone(&workDone), m_step(step), m_untilStep(step) {}
+
 bool ConversionContext::Step() {
     m_untilStep = m_step;
+    return ReportProgress();
+}
+
+bool ConversionContext::ReportProgress() {
     return m_engine.ProgressStep(m_fileIndex);
 }
 
@@ -318,6 +333,11 @@ bool ConversionContext::DataInversion() const {
 ReaderContext::ReaderContext(ClsConverter& engine, int fileIndex, int firstChannelNumber)
     : ConversionContext(engine, fileIndex), m_inputPath(engine.FilePath(fileIndex)),
       m_firstChannelNumber(firstChannelNumber) {}
+
+ReaderContext::ReaderContext(ClsConverter& engine, std::filesystem::path inputPath,
+                             std::int64_t& workDone, std::int64_t step)
+    : ConversionContext(engine, workDone, step), m_inputPath(std::move(inputPath)),
+      m_firstChannelNumber(1) {}
 
 const std::filesystem::path& ReaderContext::InputPath() const {
     return m_inputPath;

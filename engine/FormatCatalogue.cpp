@@ -5,7 +5,9 @@
 #include "io/FileIO.h"
 #include "io/Numbers.h"
 
+#include <algorithm>
 #include <array>
+#include <optional>
 
 namespace vibrex {
 
@@ -31,9 +33,9 @@ const std::array<FormatEntry, kFormatsCount - 1> kCatalogue = {{
      {".ond", ".dat"},
      true,
      Carries({0, 1, 2, 23, 28}),
-     nullptr},
-    {FileFormat::GSECM6, "GSECM6", "", {".gse", ".dat"}, true, kCarriesGse, nullptr},
-    {FileFormat::GSEINT, "GSEINT", "", {".gse", ".dat"}, true, kCarriesGse, nullptr},
+     &kOndaroCodec},
+    {FileFormat::GSECM6, "GSECM6", "", {".gse", ".dat"}, true, kCarriesGse, &kGseCm6Codec},
+    {FileFormat::GSEINT, "GSEINT", "", {".gse", ".dat"}, true, kCarriesGse, &kGseIntCodec},
     {FileFormat::miniSeed,
      "miniSeed",
      "",
@@ -47,7 +49,7 @@ const std::array<FormatEntry, kFormatsCount - 1> kCatalogue = {{
      {".psn", ".dat"},
      false,
      kCarriesAllButOffset,
-     nullptr},
+     &kPsnCm6Codec},
     {FileFormat::PSNINT,
      "PSNINT",
      "PSNTEXTASCII",
@@ -68,17 +70,17 @@ const std::array<FormatEntry, kFormatsCount - 1> kCatalogue = {{
      {".saf"},
      true,
      Carries({0, 1, 2, 13, 16, 17, 19, 24, 27, 28}),
-     nullptr},
-    {FileFormat::SEG2, "SEG2", "", {".seg2", ".dat"}, true, kCarriesTraceOffset, nullptr},
-    {FileFormat::SU, "SU", "", {".su", ".dat"}, true, kCarriesTraceOffset, nullptr},
+     &kSafCodec},
+    {FileFormat::SEG2, "SEG2", "", {".seg2", ".dat"}, true, kCarriesTraceOffset, &kSeg2Codec},
+    {FileFormat::SU, "SU", "", {".su", ".dat"}, true, kCarriesTraceOffset, &kSuCodec},
     {FileFormat::Seisan,
      "Seisan",
      "",
      {".dat"},
      true,
      Carries({0, 1, 2, 6, 10, 11, 12, 21, 22, 24, 25, 26, 27, 28, 29, 30}),
-     nullptr},
-    {FileFormat::Geonode, "Geonode", "", {".dat"}, false, 0, nullptr},
+     &kSeisanCodec},
+    {FileFormat::Geonode, "Geonode", "", {".dat"}, false, 0, &kGeonodeCodec},
     {FileFormat::WAV, "WAV (Audio)", "", {".wav"}, false, Carries({1, 2, 6}), &kWavCodec},
 }};
 
@@ -130,50 +132,13 @@ namespace {
 
 // The first field of the file as a comma-separated text reader delivers it: leading blanks
 // skipped, up to the first comma or line end. Only its start matters to the tests below.
-std::string FirstTextField(InputFile& file) {
-    char head[256];
-    const std::size_t length = file.Read(head, sizeof head);
-    std::string_view text(head, length);
+std::string FirstTextField(std::string_view text) {
     const std::size_t start = text.find_first_not_of(' ');
     if (start == std::string_view::npos) {
         return {};
     }
     text.remove_prefix(start);
     return ToUpper(text.substr(0, text.find_first_of(",\r\n")));
-}
-
-// The content tests are tried in a fixed order: the more specific text signature first
-// ("! PSN ASCII CM6" before "! PSN ASCII"), then the binary ones from the cheapest, most
-// distinctive marker to the loosest (SU accepts any header whose six fields are in range).
-FileFormat DetectByText(std::string_view field) {
-    const auto startsWith = [&](std::string_view prefix) { return field.starts_with(prefix); };
-    const auto gseCompression = field.size() >= 47 ? field.substr(44, 3) : std::string_view();
-    if (startsWith("TIPO=")) {
-        return FileFormat::Ondaro;
-    }
-    if (startsWith("! PSN ASCII CM6")) {
-        return FileFormat::PSNCM6;
-    }
-    if (startsWith("! PSN ASCII")) {
-        return FileFormat::PSNINT;
-    }
-    if (startsWith("WID2") && gseCompression == "CM6") {
-        return FileFormat::GSECM6;
-    }
-    if (startsWith("WID2") && gseCompression == "INT") {
-        return FileFormat::GSEINT;
-    }
-    // "U:" are the two bytes of the little-endian SEG-2 file descriptor block identifier.
-    if (field.size() > 1 && field[0] == 'U' && field[1] == ':') {
-        return FileFormat::SEG2;
-    }
-    if (startsWith("SESAME ASCII DATA FORMAT (SAF)")) {
-        return FileFormat::SAF;
-    }
-    if (startsWith("! STRATAREC") || startsWith("! GEONODE")) {
-        return FileFormat::Geonode;
-    }
-    return FileFormat::Unknown;
 }
 
 // A Fortran record marker of 80 in either byte order.
@@ -242,38 +207,87 @@ bool IsSu(const unsigned char* head, std::size_t length) {
     return true;
 }
 
-FileFormat DetectByBinaryHeader(InputFile& file) {
-    unsigned char head[640];
-    file.Seek(0);
-    const std::size_t length = file.Read(head, sizeof head);
-    if (IsSeisan(head, length)) {
-        return FileFormat::Seisan;
+// What the content tests look at: the first bytes of the file, its first text field, its size.
+struct FileHead {
+    unsigned char bytes[640];
+    std::size_t length = 0;
+    std::uint64_t size = 0;
+    std::string field;
+
+    bool FieldStartsWith(std::string_view prefix) const { return field.starts_with(prefix); }
+    // Characters 45 to 47 of a GSE2.0 "WID2" line name its sample encoding.
+    bool IsGseLine(std::string_view encoding) const {
+        return FieldStartsWith("WID2") && field.size() >= 47 && field.substr(44, 3) == encoding;
     }
-    if (IsSac(head, length, file.Size())) {
-        return FileFormat::SAC;
+};
+
+struct Detector {
+    FileFormat format;
+    bool (*accepts)(const FileHead& head);
+};
+
+// The content tests in their fixed order: the text signatures first, the more specific before
+// the one it extends ("! PSN ASCII CM6" before "! PSN ASCII"), then the binary ones from the
+// cheapest, most distinctive marker to the loosest (SU accepts any header whose six fields are
+// in range).
+constexpr Detector kDetectors[] = {
+    {FileFormat::Ondaro, [](const FileHead& h) { return h.FieldStartsWith("TIPO="); }},
+    {FileFormat::PSNCM6, [](const FileHead& h) { return h.FieldStartsWith("! PSN ASCII CM6"); }},
+    {FileFormat::PSNINT, [](const FileHead& h) { return h.FieldStartsWith("! PSN ASCII"); }},
+    {FileFormat::GSECM6, [](const FileHead& h) { return h.IsGseLine("CM6"); }},
+    {FileFormat::GSEINT, [](const FileHead& h) { return h.IsGseLine("INT"); }},
+    // "U:" are the two bytes of the little-endian SEG-2 file descriptor block identifier.
+    {FileFormat::SEG2,
+     [](const FileHead& h) {
+         return h.field.size() > 1 && h.field[0] == 'U' && h.field[1] == ':';
+     }},
+    {FileFormat::SAF,
+     [](const FileHead& h) { return h.FieldStartsWith("SESAME ASCII DATA FORMAT (SAF)"); }},
+    {FileFormat::Geonode,
+     [](const FileHead& h) {
+         return h.FieldStartsWith("! STRATAREC") || h.FieldStartsWith("! GEONODE");
+     }},
+    {FileFormat::Seisan, [](const FileHead& h) { return IsSeisan(h.bytes, h.length); }},
+    {FileFormat::SAC, [](const FileHead& h) { return IsSac(h.bytes, h.length, h.size); }},
+    {FileFormat::miniSeed, [](const FileHead& h) { return IsMiniSeed(h.bytes, h.length, h.size); }},
+    {FileFormat::SU, [](const FileHead& h) { return IsSu(h.bytes, h.length); }},
+};
+
+// Nothing when the file cannot be read.
+std::optional<FileHead> ReadFileHead(const std::filesystem::path& path) {
+    InputFile file(path);
+    if (!file.IsOpen()) {
+        return std::nullopt;
     }
-    if (IsMiniSeed(head, length, file.Size())) {
-        return FileFormat::miniSeed;
-    }
-    if (IsSu(head, length)) {
-        return FileFormat::SU;
-    }
-    return FileFormat::Unknown;
+    FileHead head;
+    head.length = file.Read(head.bytes, sizeof head.bytes);
+    head.size = file.Size();
+    constexpr std::size_t kFieldBytes = 256;
+    head.field = FirstTextField(std::string_view(reinterpret_cast<const char*>(head.bytes),
+                                                 std::min(head.length, kFieldBytes)));
+    return head;
 }
 
 } // namespace
 
 FileFormat GuessFileFormat(const std::filesystem::path& path) noexcept {
+    const auto matches = MatchingFormats(path);
+    return matches.empty() ? FileFormat::Unknown : matches.front();
+}
+
+std::vector<FileFormat> MatchingFormats(const std::filesystem::path& path) noexcept {
+    std::vector<FileFormat> matches;
     try {
-        InputFile file(path);
-        if (!file.IsOpen()) {
-            return FileFormat::Unknown;
+        const auto head = ReadFileHead(path);
+        for (const Detector& detector : kDetectors) {
+            if (head && detector.accepts(*head)) {
+                matches.push_back(detector.format);
+            }
         }
-        const FileFormat byText = DetectByText(FirstTextField(file));
-        return byText != FileFormat::Unknown ? byText : DetectByBinaryHeader(file);
     } catch (...) {
-        return FileFormat::Unknown;
+        matches.clear();
     }
+    return matches;
 }
 
 } // namespace vibrex

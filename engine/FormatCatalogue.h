@@ -50,5 +50,8 @@ bool IsMultichannelFormat(FileFormat format);
 
 // The format of a file by its content; Unknown when nothing matches or the file cannot be read.
 FileFormat GuessFileFormat(const std::filesystem::path& path) noexcept;
+// Every format whose content test accepts the file, each test tried on its own, in detection
+// order (GuessFileFormat takes the first): shows where two tests overlap.
+std::vector<FileFormat> MatchingFormats(const std::filesystem::path& path) noexcept;
 
 } // namespace vibrex

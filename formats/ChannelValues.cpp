@@ -2,6 +2,8 @@
 
 #include "io/Numbers.h"
 
+#include <charconv>
+#include <limits>
 #include <stdexcept>
 #include <string>
 
@@ -84,6 +86,29 @@ float GeneralSampleFloat(std::string_view text) {
 
 std::int32_t GeneralSampleWholeNumber(std::string_view text) {
     return ParsedSample<std::int32_t, ParseSampleInt32>(text, "a 32-bit whole number");
+}
+
+bool CopyGeneralSample(OutputFile& out, std::string_view text, bool invert) {
+    if (!invert) {
+        if (!ParseNumber(text)) {
+            return false;
+        }
+        out.Line(text);
+        return true;
+    }
+    std::int64_t integer = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), integer);
+    if (error == std::errc() && end == text.data() + text.size() &&
+        integer != std::numeric_limits<std::int64_t>::min()) {
+        out.IntegerLine(-integer);
+        return true;
+    }
+    const auto number = ParseNumber(text);
+    if (!number) {
+        return false;
+    }
+    out.NumberLine(-*number);
+    return true;
 }
 
 } // namespace detail

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/HeaderProperties.h"
+#include "io/FileIO.h"
 #include "io/Numbers.h"
 
 #include <cstdint>
@@ -23,6 +24,7 @@ namespace detail {
 double GeneralSampleNumber(std::string_view text);
 float GeneralSampleFloat(std::string_view text);
 std::int32_t GeneralSampleWholeNumber(std::string_view text);
+bool CopyGeneralSample(OutputFile& out, std::string_view text, bool invert);
 
 } // namespace detail
 
@@ -41,6 +43,28 @@ inline std::int32_t SampleWholeNumber(std::string_view text) {
     PlainInteger plain; // at most 8 digits: it fits
     return ParsePlainInteger(text, plain) ? static_cast<std::int32_t>(plain.Value())
                                           : detail::GeneralSampleWholeNumber(text);
+}
+
+// A sample line that a text writer copies as it stands, once it is known to be a number.
+inline std::string_view CheckedSampleText(std::string_view text) {
+    static_cast<void>(SampleNumber(text));
+    return text;
+}
+
+// A text reader's sample, copied into an intermediate channel file as it stands, or negated in
+// the kind of number it was written as (12 gives -12, -3.5 gives 3.5). False, with nothing
+// written, when the text is not a number. Needs kReadAhead readable bytes after the text.
+inline bool CopySample(OutputFile& out, std::string_view text, bool invert) {
+    PlainInteger plain;
+    if (!ParsePlainInteger(text, plain)) {
+        return detail::CopyGeneralSample(out, text, invert);
+    }
+    if (invert) {
+        out.IntegerLine(-plain.Value());
+    } else {
+        out.Line(text);
+    }
+    return true;
 }
 
 } // namespace vibrex

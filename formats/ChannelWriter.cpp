@@ -14,4 +14,30 @@ ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber) {
     return files;
 }
 
+OutputFile CreateMultichannelOutput(WriterContext& context) {
+    OutputFile out = context.CreateOutputFile(context.OutputPath());
+    if (!out.IsOpen()) {
+        throw std::runtime_error(CantOpenOutputFile(context.OutputPath()));
+    }
+    return out;
+}
+
+std::vector<HeaderValues> ReadChannelHeaders(WriterContext& context) {
+    std::vector<HeaderValues> headers;
+    for (int channel = 1; channel <= context.ChannelCount(); ++channel) {
+        headers.push_back(ChannelFileReader(context.IntermediatePath(channel)).Header());
+    }
+    return headers;
+}
+
+std::int64_t CountChannelSamples(const std::filesystem::path& intermediate) {
+    ChannelFileReader in(intermediate);
+    std::int64_t count = 0;
+    std::string_view text;
+    while (in.NextSample(text)) {
+        ++count;
+    }
+    return count;
+}
+
 } // namespace vibrex

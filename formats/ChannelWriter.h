@@ -4,8 +4,12 @@
 #include "engine/Codec.h"
 #include "io/FileIO.h"
 
-// What the writers of single-channel formats share: one output file per intermediate channel
-// file, named by the engine.
+#include <cstdint>
+#include <filesystem>
+#include <vector>
+
+// What writers share: for single-channel formats one output file per intermediate channel file,
+// named by the engine; for multichannel formats one output fed by the channels in turn.
 namespace vibrex {
 
 struct ChannelFiles {
@@ -16,6 +20,10 @@ struct ChannelFiles {
 // The channel's intermediate file, then its output file (created empty). Throws the
 // "Can't open" details when either fails.
 ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber);
+
+// The number of samples an intermediate channel file holds, counted, for formats that write the
+// count before the samples: the header's value may have been edited.
+std::int64_t CountChannelSamples(const std::filesystem::path& intermediate);
 
 // Runs `writeChannel(files)` for channels 1..ChannelCount() and closes each output after it;
 // stops at once when `writeChannel` returns false because the user aborted.
@@ -28,6 +36,27 @@ void WriteEachChannel(WriterContext& context, WriteChannel writeChannel) {
         }
         files.out.Close();
     }
+}
+
+// The multichannel output file, created empty. Throws the "Can't open" detail when it fails.
+OutputFile CreateMultichannelOutput(WriterContext& context);
+
+// Every channel's header, for a format whose file header describes all channels before the
+// first sample. Only the header blocks are read.
+std::vector<HeaderValues> ReadChannelHeaders(WriterContext& context);
+
+// Runs `writeChannel(channelNumber, in)` for channels 1..ChannelCount() in turn, each with its
+// intermediate file open; false as soon as one returns false because the user aborted.
+template <typename WriteChannel>
+bool WriteChannelsInTurn(WriterContext& context, WriteChannel writeChannel) {
+    for (int channel = 1; channel <= context.ChannelCount(); ++channel) {
+        context.BeginChannel(channel);
+        ChannelFileReader in(context.IntermediatePath(channel));
+        if (!writeChannel(channel, in)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace vibrex

@@ -3,9 +3,9 @@
 // intermediate file over the output.
 #include "engine/ChannelFile.h"
 #include "engine/Codec.h"
+#include "formats/ChannelValues.h"
+#include "formats/PsnHeader.h"
 #include "io/Numbers.h"
-
-#include <charconv>
 
 namespace vibrex {
 
@@ -13,11 +13,8 @@ namespace {
 
 std::vector<HeaderValues> LoadHeaderPsn(const std::filesystem::path& path) {
     LineReader lines(path);
-    if (!lines.IsOpen()) {
-        throw HeaderLoadError("LoadHeader_PSN", "Can't open the file.");
-    }
     std::vector<HeaderValues> channels(1);
-    ReadHeaderBlock(lines, channels.front());
+    ReadPsnHeader(lines, channels.front());
     return channels;
 }
 
@@ -25,22 +22,6 @@ void SkipToData(LineReader& lines) {
     std::string_view line;
     while (lines.Next(line) && !IsDataLine(line)) {
     }
-}
-
-// The sample negated, in the same kind of number it was written as.
-void WriteInvertedSample(OutputFile& out, std::string_view sample) {
-    std::int64_t integer = 0;
-    const auto [end, error] =
-        std::from_chars(sample.data(), sample.data() + sample.size(), integer);
-    if (error == std::errc() && end == sample.data() + sample.size()) {
-        out.IntegerLine(-integer);
-        return;
-    }
-    const auto number = ParseNumber(sample);
-    if (!number) {
-        throw std::runtime_error("Not a sample: \"" + std::string(sample) + "\".");
-    }
-    out.NumberLine(-*number);
 }
 
 void ReadPsn(ReaderContext& context) {
@@ -58,7 +39,9 @@ void ReadPsn(ReaderContext& context) {
             continue;
         }
         if (invert) {
-            WriteInvertedSample(channel, sample);
+            if (!CopySample(channel, sample, true)) {
+                throw std::runtime_error("Not a sample: \"" + std::string(sample) + "\".");
+            }
         } else {
             channel.Line(sample);
         }

@@ -1,6 +1,7 @@
 #include "engine/Codec.h"
 #include "formats/ChannelValues.h"
 #include "formats/ChannelWriter.h"
+#include "formats/SampleCopy.h"
 #include "io/ByteOrder.h"
 #include "io/FileIO.h"
 #include "io/Numbers.h"
@@ -158,28 +159,6 @@ std::vector<HeaderValues> LoadHeaderSac(const std::filesystem::path& path) {
     return {values};
 }
 
-// Copies the samples into the intermediate channel file; false when the user aborted.
-bool CopySamples(InputFile& in, ByteOrder order, std::int64_t count, ReaderContext& context,
-                 OutputFile& out) {
-    constexpr std::int64_t kChunkSamples = 16384;
-    const float sign = context.DataInversion() ? -1.0f : 1.0f;
-    std::vector<unsigned char> chunk(kChunkSamples * kSampleSize);
-    for (std::int64_t left = count; left > 0;) {
-        const std::size_t samples = static_cast<std::size_t>(std::min(left, kChunkSamples));
-        if (!in.ReadExact(chunk.data(), samples * kSampleSize)) {
-            throw std::runtime_error("The file ends before its last sample.");
-        }
-        for (std::size_t i = 0; i < samples; ++i) {
-            out.NumberLine(LoadAs<float>(chunk.data() + i * kSampleSize, order) * sign);
-            if (!context.Tick()) {
-                return false;
-            }
-        }
-        left -= static_cast<std::int64_t>(samples);
-    }
-    return true;
-}
-
 void ReadSac(ReaderContext& context) {
     InputFile in(context.InputPath());
     const SacHeader bytes = ReadHeader(in, context.InputPath());
@@ -194,7 +173,7 @@ void ReadSac(ReaderContext& context) {
                                  " samples but the file holds only " + std::to_string(held) + ".");
     }
     OutputFile out = context.OpenChannelFile(0);
-    if (CopySamples(in, *order, count, context, out)) {
+    if (CopyFloatSamples(in, *order, count, context, out)) {
         out.Close();
     }
 }

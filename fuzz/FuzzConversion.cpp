@@ -1,9 +1,12 @@
-// A fuzz target: arbitrary bytes as an input file, through detection, the header loader, the
-// reader and a writer, just as a run of the engine takes them. Built once per format read (into
-// a plain PSN copy) and once per format written (from a fuzzed intermediate channel file, which
-// the PSN reader passes through as it is). The first byte picks the run's options.
+// The fuzz targets: arbitrary bytes as an input file, through detection, the header loader, the
+// reader and a writer, just as a run of the engine takes them. One program serves every target,
+// named by the link it is started through (fuzz_read_sac, fuzz_write_wav...). The first byte of
+// an input picks the run's options.
+#include "FuzzTarget.h"
 #include "engine/ClsConverter.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -16,8 +19,8 @@ namespace fs = std::filesystem;
 using vibrex::ClsConverter;
 using vibrex::FileFormat;
 
-constexpr FileFormat kInputFormat = FileFormat::VIBREX_FUZZ_INPUT;
-constexpr FileFormat kOutputFormat = FileFormat::VIBREX_FUZZ_OUTPUT;
+FileFormat g_inputFormat = FileFormat::Unknown;
+FileFormat g_outputFormat = FileFormat::Unknown;
 
 // A private folder under the temporary folder holding the input, the engine's work folder and the
 // outputs; it goes with the process.
@@ -67,10 +70,57 @@ void ApplyOptions(ClsConverter& engine, std::uint8_t options) {
 
 } // namespace
 
+namespace {
+
+// A format by the first word of its batch name, in lower case ("sac", "wav"); Unknown otherwise.
+FileFormat FormatNamed(std::string_view word) {
+    for (int value = 1; value < vibrex::kFormatsCount; ++value) {
+        const auto format = static_cast<FileFormat>(value);
+        std::string name = ClsConverter::FileFormatToString(format);
+        name.resize(std::min(name.size(), name.find(' ')));
+        std::transform(name.begin(), name.end(), name.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+        if (name == word) {
+            return format;
+        }
+    }
+    return FileFormat::Unknown;
+}
+
+} // namespace
+
+bool ChooseFuzzTarget(const char* name) {
+    const std::string_view target(name);
+    const auto format = [&](std::string_view prefix) {
+        return target.starts_with(prefix) ? FormatNamed(target.substr(prefix.size()))
+                                          : FileFormat::Unknown;
+    };
+    g_inputFormat = format("read_");
+    g_outputFormat = FileFormat::PSNINT;
+    if (g_inputFormat == FileFormat::Unknown) {
+        g_inputFormat = FileFormat::PSNINT;
+        g_outputFormat = format("write_");
+    }
+    return g_outputFormat != FileFormat::Unknown;
+}
+
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
+    (void)argc;
+    const std::string name = fs::path((*argv)[0]).filename().string();
+    if (!name.starts_with("fuzz_") || !ChooseFuzzTarget(name.c_str() + 5)) {
+        std::fprintf(stderr,
+                     "%s: start a fuzz target through its link, fuzz_read_FORMAT or "
+                     "fuzz_write_FORMAT\n",
+                     name.c_str());
+        std::exit(1);
+    }
+    return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static Workspace workspace;
     if (size == 0 || !WriteInput(workspace.Input(), data + 1, size - 1) ||
-        vibrex::GuessFileFormat(workspace.Input()) != kInputFormat) {
+        vibrex::GuessFileFormat(workspace.Input()) != g_inputFormat) {
         return 0;
     }
     ClsConverter& engine = workspace.Engine();
@@ -80,10 +130,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::error_code ignored;
     fs::remove_all(workspace.Outputs(), ignored);
     fs::create_directory(workspace.Outputs(), ignored);
-    engine.SetFileOutputFormat(0, kOutputFormat);
+    engine.SetFileOutputFormat(0, g_outputFormat);
     engine.SetFileOutputPath(
         0, (workspace.Outputs() /
-            ("output" + ClsConverter::GetFileFormatExtensions(kOutputFormat).front()))
+            ("output" + ClsConverter::GetFileFormatExtensions(g_outputFormat).front()))
                .string());
     ApplyOptions(engine, data[0]);
     engine.StartConversion();

@@ -16,15 +16,15 @@ case "$limit" in
 *) limitOption=-max_total_time=$limit ;;
 esac
 
-# Each reader's target: the format's batch name, and its folder of real recordings.
-declare -A formatName=([read_miniseed]=miniSeed [read_sac]=SAC [read_psn]=PSNINT)
-declare -A recordings=([read_miniseed]=mseed [read_sac]=sac)
+# The folders of real recordings that seed each reader.
+declare -A recordings=([read_miniseed]=mseed [read_sac]=sac [read_gsecm6]=gse2 [read_gseint]=gse2
+    [read_saf]=saf [read_seg2]=seg2 [read_seisan]=seisan [read_su]=su)
 
 cmake --preset sanitize >/dev/null
-cmake --build build-sanitize --target vibrex fuzz_targets
+cmake --build build-sanitize --target vibrex fuzz_vibrex
 work=$PWD/build-sanitize/fuzz
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=($(cd "$work" && ls fuzz_* | sed 's/^fuzz_//'))
+[ ${#targets[@]} -gt 0 ] || targets=($(cd "$work" && ls fuzz_read_* fuzz_write_* | sed 's/^fuzz_//'))
 testdata=$(sed -n 's/^VIBREX_TESTDATA_DIR:PATH=//p' build-sanitize/CMakeCache.txt)
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
@@ -39,23 +39,28 @@ seed() { # target file
 convert() { # input output format
     (cd "$scratch" && "$work/../vibrex" "CONVERT,$1,$2,$3" >/dev/null 2>&1) || true
 }
-# Intermediate files with real headers feed the writers: the example's, and the recordings'.
-intermediates=("$PWD/examples/quake.psn")
-for target in "${!formatName[@]}"; do
-    # Each reader: the example converted into its format, and the format's real recordings.
-    convert "$PWD/examples/quake.psn" "$target" "${formatName[$target]}"
+selected() { [[ " ${targets[*]} " == *" $1 "* ]]; }
+for target in "${targets[@]}"; do
+    # Each reader: the example converted into its format (by its batch name).
+    [[ $target == read_* ]] || continue
+    convert "$PWD/examples/quake.psn" "$target" "${target#read_}"
     [ -f "$scratch/$target" ] && seed "$target" "$scratch/$target"
-    folder=$testdata/${recordings[$target]:-none}
-    [ -d "$folder" ] || continue
-    for file in $(find "$folder" -type f -size -64k); do
-        seed "$target" "$file"
+done
+# The real recordings seed their readers, and their intermediate files (PSN copies with real
+# headers) seed the writers.
+for target in "${!recordings[@]}"; do
+    for file in $(find "$testdata/${recordings[$target]}" -type f -size -64k 2>/dev/null); do
+        selected "$target" && seed "$target" "$file"
         convert "$file" "$(basename "$file").psn" PSNINT
-        [ -f "$scratch/$(basename "$file").psn" ] && intermediates+=("$scratch/$(basename "$file").psn")
     done
 done
 for target in "${targets[@]}"; do
     case "$target" in
-    write_* | read_psn) for file in "${intermediates[@]}"; do seed "$target" "$file"; done ;;
+    write_* | read_psnint)
+        for file in "$PWD/examples/quake.psn" "$scratch"/*.psn; do
+            [ -f "$file" ] && seed "$target" "$file"
+        done
+        ;;
     esac
 done
 

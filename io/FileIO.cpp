@@ -63,7 +63,7 @@ std::size_t InputFile::Read(void* into, std::size_t count) {
 }
 
 OutputFile::OutputFile(const std::filesystem::path& path)
-    : OutputFile(OpenFile(path, "wb"), path) {}
+    : OutputFile(OpenFile(path, "w+b"), path) {}
 
 OutputFile::OutputFile(FileHandle file, std::filesystem::path reportedPath)
     : m_file(std::move(file)), m_path(std::move(reportedPath)) {
@@ -89,7 +89,28 @@ void OutputFile::Flush() {
         m_used = 0;
         ThrowWriteError();
     }
+    m_flushed += m_used;
     m_used = 0;
+}
+
+void OutputFile::Overwrite(std::uint64_t offset, const void* bytes, std::size_t count) {
+    Flush();
+    errno = 0;
+    const bool written = std::fseek(m_file.get(), static_cast<long>(offset), SEEK_SET) == 0 &&
+                         std::fwrite(bytes, 1, count, m_file.get()) == count;
+    if (std::fseek(m_file.get(), 0, SEEK_END) != 0 || !written) {
+        ThrowWriteError();
+    }
+}
+
+bool OutputFile::ReadBack(std::uint64_t offset, void* into, std::size_t count) {
+    Flush();
+    const bool read = std::fseek(m_file.get(), static_cast<long>(offset), SEEK_SET) == 0 &&
+                      std::fread(into, 1, count, m_file.get()) == count;
+    if (std::fseek(m_file.get(), 0, SEEK_END) != 0) {
+        ThrowWriteError();
+    }
+    return read;
 }
 
 void OutputFile::WriteBeyondBuffer(const void* bytes, std::size_t count) {
@@ -99,6 +120,8 @@ void OutputFile::WriteBeyondBuffer(const void* bytes, std::size_t count) {
         m_used = count;
     } else if (errno = 0; std::fwrite(bytes, 1, count, m_file.get()) != count) {
         ThrowWriteError();
+    } else {
+        m_flushed += count;
     }
 }
 
@@ -181,6 +204,7 @@ bool LineReader::Refill() {
     }
     const std::size_t got = std::fread(m_buffer.data() + m_end, 1, room - m_end, m_file.get());
     m_end += got;
+    std::memset(m_buffer.data() + m_end, 0, kBlockSize); // what a look beyond the data sees
     if (got == 0) {
         m_eof = true;
     }

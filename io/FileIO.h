@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 // Large buffered file access shared by every codec: a recording is streamed, never held whole.
@@ -23,9 +24,9 @@ struct FileCloser {
 };
 using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
-// Nothing relies on a file buffer's bytes before they are written (what lies past the data is
-// masked off), so neither creating nor growing one clears it: a small file's conversion then never
-// touches the pages of a large buffer it does not reach.
+// Neither creating nor growing a file buffer clears it (the few bytes a look past the data may see
+// are cleared where that happens): a conversion opens a file per channel, and a short channel's
+// then never touches the pages of the megabyte it does not reach.
 class FileBuffer {
 public:
     char* data() const { return m_bytes.get(); }
@@ -110,6 +111,13 @@ public:
     void NumberLine(float value) {
         AppendLine([value](char* out) { return AppendNumber(out, value); });
     }
+    // Bytes written so far: where the next write lands.
+    std::uint64_t Position() const { return m_flushed + m_used; }
+    // Replaces bytes already written, for a field whose value is known only once the data
+    // after it is written; writing goes on at the end.
+    void Overwrite(std::uint64_t offset, const void* bytes, std::size_t count);
+    // Reads back bytes already written; false when they are not all there.
+    bool ReadBack(std::uint64_t offset, void* into, std::size_t count);
     // Flushes and closes; throws WriteError when the data did not reach the disk, as every write
     // may.
     void Close();
@@ -138,6 +146,7 @@ private:
     std::filesystem::path m_path;
     FileBuffer m_buffer;
     std::size_t m_used = 0;
+    std::uint64_t m_flushed = 0;
 };
 
 // Text input one line at a time, CR LF or LF, without the line end. Every line is followed by
@@ -149,6 +158,9 @@ public:
     // The next line, valid until the following call; false at the end of the file. Inline: it
     // runs once for every sample of a recording.
     bool Next(std::string_view& line) { return FindLine(line) || NextAfterRefill(line); }
+    // How many lines Next has delivered: the 1-based number of the last one, for messages that
+    // say where a file goes wrong.
+    std::int64_t LinesRead() const { return m_linesRead; }
 
 private:
     // Line ends are found 64 bytes at a time, as bits, so that finding one line's end does not
@@ -173,6 +185,7 @@ private:
         }
         line = std::string_view(data + m_begin, end - m_begin);
         m_begin = next;
+        ++m_linesRead;
     }
     void ScanBlock();
     bool NextAfterRefill(std::string_view& line);
@@ -188,6 +201,7 @@ private:
     std::size_t m_blockStart = 0;
     std::size_t m_scanned = 0;
     bool m_eof = false;
+    std::int64_t m_linesRead = 0;
 };
 
 } // namespace vibrex

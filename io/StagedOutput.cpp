@@ -55,7 +55,7 @@ FileHandle CreateTemporary(const fs::path& final, fs::path& temporary, int& erro
         umask(mask);
         fchmod(descriptor, 0666 & ~mask);
     }
-    FileHandle file(fdopen(descriptor, "wb"));
+    FileHandle file(fdopen(descriptor, "w+b")); // writers may read back what they wrote
     if (!file) {
         error = errno;
         close(descriptor);

@@ -171,6 +171,17 @@ PreciseTime AddSecondsToTime(const PreciseTime& time, double seconds) {
     return PreciseTime{AddSeconds(time.time, carry), fraction};
 }
 
+double SecondsBetween(const PreciseTime& from, const PreciseTime& to) {
+    const auto secondOfDay = [](const DateTime& time) {
+        return time.hour * 3600 + time.minute * 60 + time.second;
+    };
+    const std::int64_t days = DaysFromCivil(to.time.year, to.time.month, to.time.day) -
+                              DaysFromCivil(from.time.year, from.time.month, from.time.day);
+    const std::int64_t seconds = days * 86400 + secondOfDay(to.time) - secondOfDay(from.time);
+    return static_cast<double>(seconds) +
+           static_cast<double>(to.tenThousandths - from.tenThousandths) / kTenThousandthsPerSecond;
+}
+
 std::optional<std::string> AddSecondsToTime(std::string_view text, double seconds) {
     const auto time = ParseTimeText(text);
     if (!time) {

@@ -54,4 +54,7 @@ PreciseTime AddSecondsToTime(const PreciseTime& time, double seconds);
 // The same on a time text; nothing when the text is not a valid time.
 std::optional<std::string> AddSecondsToTime(std::string_view text, double seconds);
 
+// Seconds from `from` to `to`, negative when `to` is earlier.
+double SecondsBetween(const PreciseTime& from, const PreciseTime& to);
+
 } // namespace vibrex

@@ -1,4 +1,4 @@
-// vibrex: no arguments opens the window; any arguments run one batch conversion.
+// vibrex: no arguments opens the window; any arguments run one batch command.
 #include "app/ConsoleHost.h"
 #include "app/ModMain.h"
 #include "io/Interrupt.h"
@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <iostream>
 #include <memory>
 #include <string>
 
@@ -20,6 +21,7 @@ constexpr const char* kUsage =
     "  vibrex                                   open the window\n"
     "  vibrex \"CONVERT,input,output,format\"     convert one recording\n"
     "  vibrex \"MERGE,in1,in2,...,output,format\" merge recordings into one multichannel file\n"
+    "  vibrex [--json] \"INFO,file1,file2,...\"    print each file's format, channels and header\n"
     "\n"
     "Arguments are separated by commas; blanks around them are ignored. Formats: miniSeed, SAC,\n"
     "PSNINT (PSNTEXTASCII), PSNCM6, GSECM6, GSEINT, SAF, SEG2, SU, Seisan, Geonode, Ondaro,\n"
@@ -28,15 +30,38 @@ constexpr const char* kUsage =
     "4 input refused, 5 unknown format, 6 conversion failed, 7 format cannot take the input,\n"
     "8 wrong number of arguments.\n";
 
+constexpr const char* kJsonOption = "--json";
+
+// The words of the command line but the options, joined by blanks as the shell split them.
 std::string JoinArguments(int argc, char** argv) {
     std::string commandLine;
     for (int i = 1; i < argc; ++i) {
-        if (i > 1) {
+        if (std::strcmp(argv[i], kJsonOption) == 0) {
+            continue;
+        }
+        if (!commandLine.empty()) {
             commandLine += ' ';
         }
         commandLine += argv[i];
     }
     return commandLine;
+}
+
+vibrex::InfoStyle InfoStyleOf(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], kJsonOption) == 0) {
+            return vibrex::InfoStyle::Json;
+        }
+    }
+    return vibrex::InfoStyle::Text;
+}
+
+void PrintReason(const std::string& reason) {
+    std::size_t start = 0;
+    for (std::size_t end; (end = reason.find('\n', start)) != std::string::npos; start = end + 1) {
+        std::fprintf(stderr, "vibrex: %s\n", reason.substr(start, end - start).c_str());
+    }
+    std::fprintf(stderr, "vibrex: %s\n", reason.substr(start).c_str());
 }
 
 } // namespace
@@ -53,23 +78,26 @@ int main(int argc, char** argv) {
     if (argc > 1) {
         vibrex::CatchInterrupts();
         std::signal(SIGPIPE, SIG_IGN); // a closed pipe as output is a write error, not a kill
+        const std::string commandLine = JoinArguments(argc, argv);
         vibrex::ConsoleHost console;
         vibrex::ConverterHost* host = &console;
 #ifdef VIBREX_WITH_UI
-        // With a display the progress window shows, with its Abort button.
-        const std::unique_ptr<vibrex::ConverterHost> window = vibrex::MakeBatchProgressHost();
+        // With a display a conversion shows the progress window, with its Abort button.
+        const std::unique_ptr<vibrex::ConverterHost> window =
+            vibrex::ShowsProgress(commandLine) ? vibrex::MakeBatchProgressHost() : nullptr;
         if (window) {
             host = window.get();
         }
 #endif
-        const vibrex::BatchResult result = vibrex::RunBatch(JoinArguments(argc, argv), *host);
+        const vibrex::BatchResult result =
+            vibrex::RunBatch(commandLine, *host, std::cout, InfoStyleOf(argc, argv));
         if (const int signal = vibrex::CaughtInterrupt(); signal != 0) {
             // The run was aborted and cleaned up; the shell expects 128 + the signal.
             std::fprintf(stderr, "vibrex: %s: the conversion was aborted.\n", strsignal(signal));
             return 128 + signal;
         }
         if (result.exitCode != vibrex::kExitDone) {
-            std::fprintf(stderr, "vibrex: %s\n", result.reason.c_str());
+            PrintReason(result.reason);
         }
         return result.exitCode;
     }

@@ -3,10 +3,14 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# Fonts are only recommended by Qt, yet the window and its offscreen tests need one. Clang and its
-# runtime (sanitizers, libFuzzer) serve the tests only.
-packages=(g++ cmake ninja-build qt6-base-dev fonts-dejavu-core libgtest-dev libmseed-dev sox xvfb xauth
-    clang libclang-rt-14-dev)
+# Fonts are only recommended by Qt, yet the window and its offscreen tests need one. GNU parallel
+# is for the archive test only (docs/archives.md); the program never calls it.
+packages=(g++ cmake ninja-build qt6-base-dev fonts-dejavu-core libgtest-dev libmseed-dev sox xvfb xauth parallel)
+# Test only: segyio, an independent Seismic Unix reader, checks the SU files Vibrex writes.
+packages+=(python3-segyio)
+# Test only: clang and its runtime build the tests once more under AddressSanitizer and
+# UndefinedBehaviorSanitizer, and the fuzz targets with libFuzzer.
+packages+=(clang libclang-rt-14-dev)
 missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||

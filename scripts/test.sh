@@ -10,4 +10,4 @@ QT_QPA_PLATFORM=offscreen ctest --test-dir build --output-on-failure -j"$(nproc)
 cmake --preset sanitize >/dev/null
 cmake --build build-sanitize -j"$(nproc)"
 ctest --test-dir build-sanitize --output-on-failure -j"$(nproc)"
-fuzz/run.sh -runs=3000
+fuzz/run.sh -runs=500

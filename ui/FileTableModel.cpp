@@ -78,6 +78,11 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
         if (index.column() == ColumnOutputFileName) {
             return autoNaming ? outputPath : FolderPart(outputPath);
         }
+        if (index.column() == ColumnStatus) {
+            // Why the file failed; a double click shows it to select and copy.
+            return ToQString(m_engine.FileErrorText(file))
+                .replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+        }
         return {};
     case ProgressRole:
         return m_engine.FileProgress(file);

@@ -4,9 +4,11 @@
 #include "ui/FileGrid.h"
 #include "ui/FileTableModel.h"
 #include "ui/FrmAbout.h"
+#include "ui/FrmFailure.h"
 #include "ui/FrmHeader.h"
 #include "ui/FrmWave.h"
 #include "ui/ModDialogs.h"
+#include "ui/PreviewPane.h"
 #include "ui/ProgressDelegate.h"
 #include "ui/Prompts.h"
 #include "ui/UiTools.h"
@@ -14,6 +16,7 @@
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFrame>
@@ -24,6 +27,8 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QShortcut>
+#include <QSplitter>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <utility>
@@ -64,9 +69,11 @@ FrmMain::FrmMain(const std::filesystem::path& programFolder, std::filesystem::pa
     BuildGrid();
     BuildContextMenu();
     ConnectControls();
-    SetCommonOutputFolder(ToQString(m_settings.outputPath));
+    m_outputFolderIsDefault = m_settings.outputPath.empty();
+    SetCommonOutputFolder(m_outputFolderIsDefault ? QDir::homePath()
+                                                  : ToQString(m_settings.outputPath));
     SetRunning(false);
-    resize(980, 560);
+    resize(980, 660); // fits a 768-pixel-high screen with its panel and title bar
     KeepMinimumSize(*this);
 }
 
@@ -77,6 +84,7 @@ void FrmMain::BuildControls() {
         new QLabel(QStringLiteral("<b>VIBREX</b> &nbsp; seismic recording converter"), this);
     m_cmdAbout = Named(new QPushButton(QStringLiteral("About..."), this), "CmdAbout");
     m_grdFiles = Named(new FileGrid(this), "GrdFiles");
+    m_preview = new PreviewPane(m_engine, this);
 
     auto* controls = Named(new QFrame(this), "FraControls");
     controls->setFrameShape(QFrame::StyledPanel);
@@ -141,9 +149,14 @@ void FrmMain::BuildControls() {
     top->addWidget(title);
     top->addStretch();
     top->addWidget(m_cmdAbout);
+    auto* split = new QSplitter(Qt::Vertical, this);
+    split->addWidget(m_grdFiles);
+    split->addWidget(m_preview);
+    split->setChildrenCollapsible(false);
+    split->setSizes({180, 260});
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(top);
-    layout->addWidget(m_grdFiles, 1);
+    layout->addWidget(split, 1);
     layout->addWidget(controls);
 }
 
@@ -178,13 +191,14 @@ void FrmMain::BuildContextMenu() {
     m_mnuOutputPath =
         Named(m_mnuContext->addAction(QStringLiteral("Edit output path...")), "MnuOutputPath");
     m_mnuWav = Named(m_mnuContext->addAction(QStringLiteral("Edit WAV parameters...")), "MnuWAV");
+    m_mnuContext->addSeparator();
+    m_mnuDetails = Named(m_mnuContext->addAction(QStringLiteral("Details...")), "MnuDetails");
 }
 
 void FrmMain::ConnectControls() {
     connect(m_cmdAdd, &QPushButton::clicked, this, [this] {
-        auto filterFormat = static_cast<FileFormat>(m_settings.inputFormat);
-        const QStringList paths = OpenFiles(this, ToQString(m_settings.inputPath), filterFormat);
-        m_settings.inputFormat = static_cast<std::int32_t>(filterFormat);
+        const QStringList paths =
+            OpenFiles(this, ToQString(m_settings.inputPath), m_settings.inputFormat);
         AddFiles(paths);
     });
     connect(m_grdFiles, &FileGrid::FilesDropped, this, &FrmMain::AddFiles);
@@ -228,6 +242,21 @@ void FrmMain::ConnectControls() {
     connect(m_mnuOutput, &QAction::triggered, this, [this] { ShowFormatsCombo(m_menuRow); });
     connect(m_mnuOutputPath, &QAction::triggered, this, [this] { EditOutputPath(m_menuRow); });
     connect(m_mnuWav, &QAction::triggered, this, [this] { OpenWaveSetup(m_menuRow); });
+    connect(m_mnuDetails, &QAction::triggered, this, [this] { ShowFailureDetails(m_menuRow); });
+    connect(m_grdFiles->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+            &FrmMain::PreviewCurrentFile);
+
+    // Keys of a desktop program: Ctrl+O adds, Ctrl+Return starts, Escape aborts the run. Each
+    // acts at once, as a click on its button (nothing while the button is disabled).
+    const std::pair<QKeySequence, QPushButton*> keys[] = {
+        {QKeySequence::Open, m_cmdAdd},
+        {QKeySequence(Qt::CTRL | Qt::Key_Return), m_cmdConvert},
+        {QKeySequence(Qt::CTRL | Qt::Key_Enter), m_cmdConvert},
+        {QKeySequence(Qt::Key_Escape), m_cmdAbort},
+    };
+    for (const auto& [sequence, button] : keys) {
+        connect(new QShortcut(sequence, this), &QShortcut::activated, button, &QPushButton::click);
+    }
 }
 
 void FrmMain::ShowStartupLogo(const QElapsedTimer& sinceStart) {
@@ -258,6 +287,7 @@ void FrmMain::closeEvent(QCloseEvent* event) {
         event->ignore();
         return;
     }
+    m_preview->Stop();
     SaveSettings(m_settings, m_settingsFile);
     event->accept();
 }
@@ -280,6 +310,8 @@ void FrmMain::RefreshAll() {
     m_model->Refill();
     m_model->RefreshStatuses();
     m_model->RefreshProgress();
+    // Rows keep their numbers when files go, so the selected row may now hold another file.
+    PreviewCurrentFile();
 }
 
 int FrmMain::CurrentFileRow() const {
@@ -312,12 +344,43 @@ void FrmMain::AddFiles(const QStringList& paths) {
         return;
     }
     m_settings.inputPath = FolderPart(paths.front()).toStdString();
+    const int before = m_engine.FilesCount();
     for (const QString& path : paths) {
         if (!path.isEmpty()) {
             m_engine.AddFile(path.toStdString());
         }
     }
+    if (m_outputFolderIsDefault && m_engine.FilesCount() > before) {
+        m_outputFolderIsDefault = false;
+        SetCommonOutputFolder(FolderPart(ToQString(m_engine.FilePath(before))));
+        RetargetOutputPaths();
+    }
     RefreshAll();
+}
+
+void FrmMain::PreviewCurrentFile() {
+    if (m_converting) {
+        return; // shown when the run is over
+    }
+    const int file = CurrentFileRow();
+    if (file < 0) {
+        m_preview->ShowRecording({});
+        return;
+    }
+    QStringList outputs;
+    for (const std::string& output : m_engine.FileOutputFiles(file)) {
+        outputs << ToQString(output);
+    }
+    m_preview->ShowRecording(ToQString(m_engine.FilePath(file)), outputs);
+}
+
+void FrmMain::ShowFailureDetails(int file) {
+    const QString text = ToQString(m_engine.FileErrorText(file));
+    if (text.isEmpty()) {
+        return;
+    }
+    FrmFailure details(FileNamePart(ToQString(m_engine.FilePath(file))), text, this);
+    ExecModal(details);
 }
 
 void FrmMain::RemoveCurrentFile() {
@@ -360,6 +423,7 @@ void FrmMain::ShowContextMenu(const QPoint& position) {
     m_menuRow = index.row();
     m_mnuOutputPath->setEnabled(m_engine.FileOutputFormat(m_menuRow) != FileFormat::Unknown);
     m_mnuWav->setEnabled(m_engine.WAVAvailable(m_menuRow));
+    m_mnuDetails->setEnabled(!m_engine.FileErrorText(m_menuRow).empty());
     m_mnuContext->popup(m_grdFiles->viewport()->mapToGlobal(position));
 }
 
@@ -377,6 +441,9 @@ void FrmMain::GridDoubleClicked(const QModelIndex& index) {
         break;
     case FileTableModel::ColumnOutputFileName:
         EditOutputPath(index.row());
+        break;
+    case FileTableModel::ColumnStatus:
+        ShowFailureDetails(index.row());
         break;
     default:
         break;
@@ -482,6 +549,7 @@ void FrmMain::BrowseOutputFolder() {
     if (folder.isEmpty()) {
         return;
     }
+    m_outputFolderIsDefault = false;
     SetCommonOutputFolder(folder);
     RetargetOutputPaths();
 }
@@ -578,6 +646,8 @@ void FrmMain::StartClicked() {
         return;
     }
     m_engine.SetDataInversion(m_chkInvert->isChecked());
+    // A preview being read stops at its next step; the run goes first.
+    m_preview->Stop();
     SetRunning(true);
     m_engine.StartConversion();
     SetRunning(false);
@@ -586,6 +656,7 @@ void FrmMain::StartClicked() {
         return;
     }
     m_cmdConvert->setFocus();
+    PreviewCurrentFile();
 }
 
 bool FrmMain::CheckBeforeStart() {

@@ -22,6 +22,7 @@ namespace vibrex {
 
 class FileGrid;
 class FileTableModel;
+class PreviewPane;
 
 // The main window: the engine's file list in a grid, the output settings, and the run. It owns
 // the one engine and is its host, so the run repaints the grid and ABORT reaches the engine
@@ -66,6 +67,9 @@ private:
     void RemoveAllFiles();
     void RemoveConvertedFiles();
 
+    void PreviewCurrentFile();
+    void ShowFailureDetails(int file);
+
     void ShowContextMenu(const QPoint& position);
     void GridDoubleClicked(const QModelIndex& index);
     void OpenHeaderEditor(int file);
@@ -97,9 +101,12 @@ private:
     bool m_converting = false;
     bool m_closeAfterRun = false; // the window was closed during the run
     int m_menuRow = -1;
+    // No folder was saved: the home folder is shown until the first input's folder replaces it.
+    bool m_outputFolderIsDefault = false;
 
     FileGrid* m_grdFiles = nullptr;
     FileTableModel* m_model = nullptr;
+    PreviewPane* m_preview = nullptr;
     QComboBox* m_cmbFormats = nullptr;
     QPushButton* m_cmdAdd = nullptr;
     QPushButton* m_cmdRemove = nullptr;
@@ -122,6 +129,7 @@ private:
     QAction* m_mnuOutput = nullptr;
     QAction* m_mnuOutputPath = nullptr;
     QAction* m_mnuWav = nullptr;
+    QAction* m_mnuDetails = nullptr;
 };
 
 } // namespace vibrex

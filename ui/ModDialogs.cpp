@@ -34,13 +34,41 @@ QString AllFilesFilter() {
     return QStringLiteral("All files (*)");
 }
 
-QString FormatFilter(FileFormat format) {
+QStringList Patterns(FileFormat format) {
     QStringList patterns;
     for (const std::string& extension : GetFileFormatExtensions(format)) {
         patterns << QLatin1Char('*') + ToQString(extension);
     }
-    return ToQString(FileFormatToString(format)) + QStringLiteral(" (") +
-           patterns.join(QLatin1Char(' ')) + QLatin1Char(')');
+    return patterns;
+}
+
+QString Filter(const QString& description, const QStringList& patterns) {
+    return description + QStringLiteral(" (") + patterns.join(QLatin1Char(' ')) + QLatin1Char(')');
+}
+
+QString FormatFilter(FileFormat format) {
+    return Filter(ToQString(FileFormatToString(format)), Patterns(format));
+}
+
+// Every extension of the formats that can be read; WAV is written only.
+QString RecognisedFilter() {
+    QStringList patterns;
+    for (int value = 1; value < kFormatsCount; ++value) {
+        if (static_cast<FileFormat>(value) == FileFormat::WAV) {
+            continue;
+        }
+        for (const QString& pattern : Patterns(static_cast<FileFormat>(value))) {
+            if (!patterns.contains(pattern, Qt::CaseInsensitive)) {
+                patterns << pattern;
+            }
+        }
+    }
+    return Filter(QStringLiteral("All recognised recordings"), patterns);
+}
+
+// Recordings come from many systems: "EVENT.SAC" is as much a SAC file as "event.sac".
+void IgnoreLetterCase(QFileDialog& dialog) {
+    dialog.setFilter(dialog.filter() & ~QDir::CaseSensitive);
 }
 
 } // namespace
@@ -56,16 +84,18 @@ bool CheckFileNameText(QWidget* parent, const QString& text) {
     return true;
 }
 
-QStringList OpenFiles(QWidget* owner, const QString& startFolder, FileFormat& filterFormat) {
+QStringList OpenFiles(QWidget* owner, const QString& startFolder, std::int32_t& filterIndex) {
     QFileDialog dialog(owner, QStringLiteral("Select a file to convert"), startFolder);
     MakeNonNative(dialog);
     dialog.setFileMode(QFileDialog::ExistingFiles);
+    IgnoreLetterCase(dialog);
     QStringList filters{AllFilesFilter()};
     for (int value = 1; value < kFormatsCount; ++value) {
         filters << FormatFilter(static_cast<FileFormat>(value));
     }
+    filters << RecognisedFilter();
     dialog.setNameFilters(filters);
-    dialog.selectNameFilter(filters.value(static_cast<int>(filterFormat), filters.front()));
+    dialog.selectNameFilter(filters.value(filterIndex, filters.front()));
 
     auto* frame = new QGroupBox(QStringLiteral("Detected format"), &dialog);
     frame->setObjectName(QStringLiteral("FraFormat"));
@@ -84,7 +114,7 @@ QStringList OpenFiles(QWidget* owner, const QString& startFolder, FileFormat& fi
     if (ExecModal(dialog) != QDialog::Accepted) {
         return {};
     }
-    filterFormat = static_cast<FileFormat>(
+    filterIndex = static_cast<std::int32_t>(
         std::max<qsizetype>(0, filters.indexOf(dialog.selectedNameFilter())));
     return dialog.selectedFiles();
 }
@@ -95,6 +125,7 @@ QString SaveFile(QWidget* owner, FileFormat format, const QString& startFolder,
     MakeNonNative(dialog);
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setFileMode(QFileDialog::AnyFile);
+    IgnoreLetterCase(dialog);
     dialog.setNameFilter(FormatFilter(format));
     const std::vector<std::string> extensions = GetFileFormatExtensions(format);
     const QString extension = extensions.empty() ? QString() : ToQString(extensions.front());

@@ -4,6 +4,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <cstdint>
 
 class QWidget;
 
@@ -14,9 +15,10 @@ namespace vibrex {
 // False, after telling the user, when the text holds a character a file name cannot have.
 bool CheckFileNameText(QWidget* parent, const QString& text);
 
-// Several files at once. `filterFormat` selects the starting filter entry (Unknown: all files)
-// and receives the one the user left selected.
-QStringList OpenFiles(QWidget* owner, const QString& startFolder, FileFormat& filterFormat);
+// Several files at once. `filterIndex` selects the starting filter entry (0: all files, then
+// each format by its value, then all recognised recordings) and receives the one the user left
+// selected. Extensions match whatever their letter case.
+QStringList OpenFiles(QWidget* owner, const QString& startFolder, std::int32_t& filterIndex);
 
 // A name for an output of `format`; `autoNaming` presets the automatic-name box and receives
 // its state when the user confirms. A name without an extension gets the format's.

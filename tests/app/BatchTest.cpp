@@ -1,7 +1,6 @@
-#include "support/TestSupport.h"
+#include "ProcessSupport.h"
 
 #include <csignal>
-#include <cstdio>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -13,49 +12,42 @@
 namespace vibrex {
 namespace {
 
+using test::LeftInProgramFolder;
+using test::PrivateProgramCopy;
+using test::ProcessResult;
 using test::PsnText;
+using test::Quote;
 using test::ReadFile;
+using test::RunShell;
 using test::StateOf;
 using test::TempFolder;
+using test::Vibrex;
 using test::WriteFile;
 
-struct ProcessResult {
-    int exitCode;
-    std::string stderrText;
-    std::string stdoutText;
-};
-
-std::string Quote(const std::string& argument) {
-    std::string quoted = "'";
-    for (char c : argument) {
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+std::vector<std::string> SplitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::size_t start = 0;
+    for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
+        lines.push_back(text.substr(start, end - start));
     }
-    return quoted + "'";
+    return lines;
 }
 
-// Runs the real executable as a user would, from inside `folder`, with no display; `launcher`
-// is a command that starts it.
-ProcessResult Vibrex(const TempFolder& folder, const std::vector<std::string>& arguments,
-                     const std::filesystem::path& executable = VIBREX_EXECUTABLE,
-                     const std::vector<std::string>& launcher = {}) {
-    std::string command =
-        "cd " + Quote(folder.Path().string()) + " && env -u DISPLAY " + "-u WAYLAND_DISPLAY";
-    for (const auto& word : launcher) {
-        command += " " + Quote(word);
+std::vector<std::string> LinesStartingWith(const std::string& text, const std::string& prefix) {
+    std::vector<std::string> found;
+    for (const std::string& line : SplitLines(text)) {
+        if (line.starts_with(prefix)) {
+            found.push_back(line);
+        }
     }
-    command += " " + Quote(executable.string());
-    for (const auto& argument : arguments) {
-        command += " " + Quote(argument);
-    }
-    command += " 2>" + Quote((folder / "stderr.txt").string());
-    std::FILE* pipe = popen(command.c_str(), "r");
-    std::string out;
-    char buffer[4096];
-    for (std::size_t got; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
-        out.append(buffer, got);
-    }
-    const int status = pclose(pipe);
-    return {WEXITSTATUS(status), ReadFile(folder / "stderr.txt"), out};
+    return found;
+}
+
+// `script` gives the program a pseudo-terminal and copies what it writes there, stdout and
+// stderr alike.
+std::string VibrexOnATerminal(const TempFolder& folder, const std::string& argument) {
+    const std::string inner = Quote(VIBREX_EXECUTABLE) + " " + Quote(argument);
+    return RunShell(folder, "script -qec " + Quote(inner) + " /dev/null").stdoutText;
 }
 
 class BatchTest : public ::testing::Test {
@@ -82,6 +74,15 @@ TEST_F(BatchTest, ConvertCopiesTheRecording) {
     EXPECT_TRUE(copy.ends_with("Data: \r\n1\r\n-2\r\n3\r\n-4\r\n"));
 }
 
+// Scripts and logs get no progress (ConvertCopiesTheRecording: stderr stays empty).
+TEST_F(BatchTest, ATerminalSeesALineForTheFileUpToItsEnd) {
+    const std::string shown = VibrexOnATerminal(folder, "CONVERT,quake.psn,copy.sac,SAC");
+    EXPECT_TRUE(shown.starts_with("\rquake.psn    0%  -- samples/s  --:-- left")) << shown;
+    EXPECT_NE(shown.find("\rquake.psn  100%  "), std::string::npos) << shown;
+    EXPECT_TRUE(shown.ends_with(" left\033[K\r\n")) << shown; // the pseudo-terminal adds \r
+    EXPECT_TRUE(std::filesystem::exists(folder / "copy.sac"));
+}
+
 TEST_F(BatchTest, ShellSplitWordsAndAnyCaseAreJoined) {
     const ProcessResult run =
         Vibrex(folder, {"convert", ",", "quake.psn", ",", "flipped.psn", ",", "psntextascii"});
@@ -103,7 +104,7 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
         {"CONVERT,empty.psn,x.psn,PSNINT", 4},
         {"CONVERT,one.psn,x.psn,PSNINT", 4},
         {"CONVERT,quake.psn,x.wav,WAV", 5},
-        {"CONVERT,quake.psn,x.seg2,SEG2", 6},
+        {"CONVERT,quake.psn,x.saf,SAF", 6},
         {"MERGE,quake.psn,b.psn,all.psn,PSNINT", 7},
         {"CONVERT,quake.psn,x.psn", 8},
         {"MERGE,quake.psn,x.psn", 8},
@@ -117,8 +118,8 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
             << c.commandLine << ": " << run.stderrText;
     }
     EXPECT_FALSE(std::filesystem::exists(folder / "all.psn"));
-    const ProcessResult failed = Vibrex(folder, {"CONVERT,quake.psn,x.seg2,SEG2"});
-    EXPECT_NE(failed.stderrText.find("Failed: No codec writes the SEG2 format."), std::string::npos)
+    const ProcessResult failed = Vibrex(folder, {"CONVERT,quake.psn,x.saf,SAF"});
+    EXPECT_NE(failed.stderrText.find("Failed: SAF holds exactly three channels"), std::string::npos)
         << failed.stderrText;
 }
 
@@ -146,6 +147,86 @@ TEST_F(BatchTest, HelpAndVersionGoToStdout) {
     const ProcessResult version = Vibrex(folder, {"--version"});
     EXPECT_EQ(version.exitCode, 0);
     EXPECT_TRUE(version.stdoutText.starts_with("vibrex "));
+}
+
+TEST_F(BatchTest, InfoPrintsFormatChannelsAndEveryPropertyOnItsOwnLine) {
+    const ProcessResult run = Vibrex(folder, {"info , quake.psn , b.psn"});
+    EXPECT_EQ(run.exitCode, 0) << run.stderrText;
+    const std::vector<std::string> lines = SplitLines(run.stdoutText);
+    constexpr std::size_t kLinesPerFile = 4 + 32 + 1; // file, format, count, channel; blank
+    ASSERT_EQ(lines.size(), 2 * kLinesPerFile) << run.stdoutText;
+    EXPECT_EQ(std::vector<std::string>(lines.begin(), lines.begin() + 4),
+              (std::vector<std::string>{"File: quake.psn", "Format: PSNINT", "Channels: 1",
+                                        "Channel 1"}));
+    EXPECT_EQ(lines[4], "  Start Time: ");
+    EXPECT_EQ(lines[5], "  Number of Samples: 4");
+    EXPECT_EQ(lines[6], "  SPS: 50");
+    EXPECT_EQ(lines[4 + 24], "  Sensor Station Code: VBRX");
+    EXPECT_EQ(lines[kLinesPerFile - 1], "");
+    EXPECT_EQ(lines[kLinesPerFile], "File: b.psn");
+    EXPECT_EQ(lines[kLinesPerFile + 5], "  Number of Samples: 2");
+}
+
+TEST_F(BatchTest, InfoAsJsonIsOneObjectPerFile) {
+    const ProcessResult run = Vibrex(folder, {"--json", "INFO,quake.psn,b.psn"});
+    EXPECT_EQ(run.exitCode, 0) << run.stderrText;
+    const std::vector<std::string> lines = SplitLines(run.stdoutText);
+    ASSERT_EQ(lines.size(), 2u) << run.stdoutText;
+    EXPECT_TRUE(
+        lines[0].starts_with("{\"file\":\"quake.psn\",\"format\":\"PSNINT\",\"channels\":1,"
+                             "\"headers\":[{\"Start Time\":\"\",\"Number of Samples\":\"4\","
+                             "\"SPS\":\"50\","))
+        << lines[0];
+    EXPECT_NE(lines[0].find(",\"Sensor Station Code\":\"VBRX\","), std::string::npos);
+    EXPECT_TRUE(lines[0].ends_with(",\"Offset\":\"\"}]}")) << lines[0];
+    EXPECT_TRUE(lines[1].starts_with("{\"file\":\"b.psn\",")) << lines[1];
+}
+
+std::string Repeated(const std::string& text, int times) {
+    std::string repeated;
+    for (int i = 0; i < times; ++i) {
+        repeated += text;
+    }
+    return repeated;
+}
+
+// One bad file in a list hides none of the others; the exit code is the first failure's. Files
+// past the hundredth would go unseen, so naming them is refused outright.
+TEST_F(BatchTest, InfoDescribesTheReadableFilesAndExitsWithTheFirstFailure) {
+    struct Case {
+        std::string commandLine;
+        int exitCode;
+        std::vector<std::string> described;
+        std::size_t reasons;
+    };
+    const std::vector<Case> cases = {
+        {"INFO,quake.psn,absent.psn,junk.bin", 2, {"File: quake.psn"}, 2},
+        {"INFO,junk.bin,quake.psn,quake.psn", 4, {"File: quake.psn", "File: quake.psn"}, 1},
+        {"INFO,b.psn", 0, {"File: b.psn"}, 0},
+        {"INFO", 8, {}, 1},
+        {"INFO" + Repeated(",b.psn", 100), 0, std::vector<std::string>(100, "File: b.psn"), 0},
+        {"INFO" + Repeated(",b.psn", 101), 8, {}, 1},
+    };
+    for (const Case& c : cases) {
+        const ProcessResult run = Vibrex(folder, {c.commandLine});
+        EXPECT_EQ(run.exitCode, c.exitCode) << c.commandLine;
+        EXPECT_EQ(LinesStartingWith(run.stdoutText, "File: "), c.described) << c.commandLine;
+        EXPECT_EQ(LinesStartingWith(run.stderrText, "vibrex: ").size(), c.reasons)
+            << c.commandLine << ": " << run.stderrText;
+        EXPECT_EQ(SplitLines(run.stderrText).size(), c.reasons) << run.stderrText;
+    }
+}
+
+// Batch mode leaves nothing in the program folder: no work folder, whether the conversion
+// worked, failed or never started, and no settings file.
+TEST_F(BatchTest, NothingIsLeftInTheProgramFolder) {
+    const std::filesystem::path program = PrivateProgramCopy(folder);
+    for (const char* commandLine : {"CONVERT,quake.psn,copy.psn,PSNINT",
+                                    "CONVERT,quake.psn,x.saf,SAF", "CONVERT,junk.bin,x.psn,PSNINT",
+                                    "INFO,quake.psn", "MERGE,quake.psn,b.psn,m.psn,PSNINT"}) {
+        Vibrex(folder, {commandLine}, program);
+    }
+    EXPECT_EQ(LeftInProgramFolder(program), std::vector<std::string>{});
 }
 
 bool IsCharacterDevice(const std::filesystem::path& path) {
@@ -200,7 +281,12 @@ TEST_F(BatchTest, OutputPathsAreWrittenSafelyAndErrorsNamed) {
         if (!c.launcher.empty() && !mounts) {
             continue; // no private mounts here: the device cases still run
         }
-        const ProcessResult run = Vibrex(folder, {c.commandLine}, VIBREX_EXECUTABLE, c.launcher);
+        std::string launcher;
+        for (const auto& word : c.launcher) {
+            launcher += Quote(word) + " ";
+        }
+        const ProcessResult run =
+            RunShell(folder, launcher + Quote(VIBREX_EXECUTABLE) + " " + Quote(c.commandLine));
         EXPECT_EQ(run.exitCode, c.exitCode) << c.commandLine << ": " << run.stderrText;
         EXPECT_NE(run.stderrText.find(c.cause), std::string::npos) << run.stderrText;
         if (!c.launcher.empty()) {
@@ -215,34 +301,6 @@ TEST_F(BatchTest, OutputPathsAreWrittenSafelyAndErrorsNamed) {
     if (!mounts) {
         GTEST_SKIP() << "no private tmpfs mounts here: full and read-only disks not tried";
     }
-}
-
-// A private copy of the program, so that work folders of other tests running at the same time
-// in the build folder are not taken for leftovers.
-std::filesystem::path ProgramCopy(const TempFolder& folder) {
-    const std::filesystem::path programFolder = folder / "program";
-    std::filesystem::create_directory(programFolder);
-    std::filesystem::copy_file(VIBREX_EXECUTABLE, programFolder / "vibrex");
-    return programFolder / "vibrex";
-}
-
-int WorkFoldersIn(const std::filesystem::path& folder) {
-    int count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        const std::string name = entry.path().filename().string();
-        count += name.size() == 34 && name.front() == '{' ? 1 : 0;
-    }
-    return count;
-}
-
-TEST_F(BatchTest, NoWorkFolderIsLeftBehind) {
-    const std::filesystem::path program = ProgramCopy(folder);
-    for (const char* commandLine :
-         {"CONVERT,quake.psn,copy.psn,PSNINT", "CONVERT,quake.psn,x.seg2,SEG2",
-          "CONVERT,junk.bin,x.psn,PSNINT"}) {
-        Vibrex(folder, {commandLine}, program);
-    }
-    EXPECT_EQ(WorkFoldersIn(program.parent_path()), 0);
 }
 
 // Starts `program` converting `input` into the FIFO `output`, signals it once the output has
@@ -277,7 +335,7 @@ int InterruptedRun(const std::filesystem::path& program, const std::filesystem::
 // Ctrl+C and kill abort the run, clean up and end with the shell's code; after a SIGKILL, which
 // leaves the work folder behind, the next start removes it.
 TEST_F(BatchTest, InterruptionsAbortCleanlyWithTheShellsCode) {
-    const std::filesystem::path program = ProgramCopy(folder);
+    const std::filesystem::path program = PrivateProgramCopy(folder);
     WriteFile(folder / "big.psn",
               PsnText({"Number of Samples: 200000"}, std::vector<std::string>(200000, "-12345")));
     const test::FileState input = StateOf(folder / "big.psn");
@@ -286,7 +344,7 @@ TEST_F(BatchTest, InterruptionsAbortCleanlyWithTheShellsCode) {
     struct Case {
         int signal;
         int exitCode; // -1: killed by the signal
-        int workFoldersLeft;
+        std::size_t workFoldersLeft;
     };
     for (const Case& c : std::vector<Case>{{SIGINT, 130, 0}, {SIGTERM, 143, 0}, {SIGKILL, -1, 1}}) {
         const int status = InterruptedRun(program, folder / "big.psn", output, c.signal);
@@ -295,11 +353,11 @@ TEST_F(BatchTest, InterruptionsAbortCleanlyWithTheShellsCode) {
         } else {
             EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == c.exitCode) << c.signal;
         }
-        EXPECT_EQ(WorkFoldersIn(program.parent_path()), c.workFoldersLeft) << c.signal;
+        EXPECT_EQ(LeftInProgramFolder(program).size(), c.workFoldersLeft) << c.signal;
         EXPECT_TRUE(StateOf(folder / "big.psn") == input) << c.signal;
     }
     EXPECT_EQ(Vibrex(folder, {"CONVERT,quake.psn,copy.psn,PSNINT"}, program).exitCode, 0);
-    EXPECT_EQ(WorkFoldersIn(program.parent_path()), 0);
+    EXPECT_EQ(LeftInProgramFolder(program), std::vector<std::string>{});
 }
 
 } // namespace

@@ -52,6 +52,8 @@ TEST_F(RunTest, SeparateModeConvertsEveryFileAndSkipsMissingOnes) {
     EXPECT_EQ(engine.FileProgress(0), 100);
     EXPECT_TRUE(std::filesystem::exists(folder / "out-c.psn"));
     EXPECT_FALSE(std::filesystem::exists(folder / "out-b.psn"));
+    EXPECT_EQ(engine.FileOutputFiles(2), std::vector{(folder / "out-c.psn").string()});
+    EXPECT_TRUE(engine.FileOutputFiles(1).empty());
     EXPECT_TRUE(WorkFolderIsEmpty());
     EXPECT_TRUE(host.windowMaximums.empty()); // ShowUI is off
 }
@@ -128,6 +130,10 @@ TEST_F(RunTest, MergeNumbersChannelsAcrossFiles) {
     EXPECT_NE(std::find(second.begin(), second.end(), "Station Code: BBB"), second.end());
     EXPECT_EQ(second.size(), 36u + 40u);
     EXPECT_TRUE(std::filesystem::exists(folder / "all1.psn"));
+    // Every merged file names the outputs it went into.
+    const std::vector outputs{(folder / "all1.psn").string(), (folder / "all2.psn").string()};
+    EXPECT_EQ(engine.FileOutputFiles(0), outputs);
+    EXPECT_EQ(engine.FileOutputFiles(1), outputs);
     EXPECT_TRUE(WorkFolderIsEmpty());
 }
 
@@ -272,6 +278,7 @@ TEST_F(RunTest, ReaderFailureFailsOnlyThatFile) {
     ASSERT_EQ(host.messages.size(), 1u);
     EXPECT_EQ(engine.FileErrorText(0), host.messages[0]);
     EXPECT_EQ(engine.FileErrorText(1), "");
+    EXPECT_TRUE(engine.FileOutputFiles(0).empty());
     EXPECT_EQ(host.messages[0].rfind("Error while converting input to intermediate files\r\n"
                                      "\r\nAdditional info: Not a sample",
                                      0),
@@ -281,7 +288,7 @@ TEST_F(RunTest, ReaderFailureFailsOnlyThatFile) {
 
 TEST_F(RunTest, MissingWriterFailsWithTheWriterText) {
     AddPsn("a.psn", 30);
-    engine.SetFileOutputFormat(0, FileFormat::SEG2);
+    engine.SetFileOutputFormat(0, FileFormat::SAF);
     engine.StartConversion();
     EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Failed);
     ASSERT_EQ(host.messages.size(), 1u);

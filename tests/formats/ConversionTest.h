@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <random>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -51,6 +52,27 @@ inline std::vector<std::string> DataLines(const std::filesystem::path& psn) {
     return data == lines.end() ? std::vector<std::string>() : std::vector(data + 1, lines.end());
 }
 
+// A channel's sample lines against its MANIFEST.tsv row: the count, the first five and the last.
+inline void ExpectManifestSamples(const std::vector<std::string>& lines,
+                                  const std::vector<std::string>& row) {
+    ASSERT_EQ(std::to_string(lines.size()), row[9]);
+    std::stringstream expected(row[12] + " " + row[13]);
+    for (const std::size_t i : {0ul, 1ul, 2ul, 3ul, 4ul, lines.size() - 1}) {
+        std::string text;
+        expected >> text;
+        EXPECT_EQ(std::stof(lines[i]), std::stof(text)) << "sample " << i;
+    }
+}
+
+// The samples of a PSN ASCII file that Vibrex wrote.
+inline SampleList PsnSamples(const std::filesystem::path& psn) {
+    SampleList samples;
+    for (const std::string& line : DataLines(psn)) {
+        samples.push_back(std::stoi(line));
+    }
+    return samples;
+}
+
 class ConversionTest : public ::testing::Test {
 protected:
     std::filesystem::path Input(const std::string& name, const std::string& bytes) {
@@ -84,6 +106,25 @@ protected:
         return Add(input, outputFormat, output) ? Convert(inversion) : ConversionStatus::Idle;
     }
 
+    // Merges `inputs`, in order, into `output`; the status of the first file, or Idle when the
+    // engine refused one of them.
+    ConversionStatus Merge(const std::vector<std::filesystem::path>& inputs,
+                           FileFormat outputFormat, const std::filesystem::path& output) {
+        while (m_engine.FilesCount() > 0) {
+            m_engine.RemoveFile(0);
+        }
+        for (const auto& input : inputs) {
+            if (!m_engine.AddFile(input.string())) {
+                return ConversionStatus::Idle;
+            }
+        }
+        m_engine.SetFileOutputFormat(0, outputFormat);
+        m_engine.SetMergeFilePath(output.string());
+        const ConversionStatus status = Convert();
+        m_engine.SetMergeFilePath("");
+        return status;
+    }
+
     std::string LastMessage() const {
         return m_host.messages.empty() ? std::string() : m_host.messages.back();
     }
@@ -97,6 +138,62 @@ protected:
         EXPECT_NE(LastMessage().find(detail), std::string::npos) << LastMessage();
         EXPECT_TRUE(WorkFolderIsEmpty());
         EXPECT_FALSE(std::filesystem::exists(m_engine.FileOutputPath(0)));
+    }
+
+    // Adds and converts an input of `bytes`. With a `detail`, it must give that text when it is
+    // added or when it is converted, leaving no file behind; without one, it must convert.
+    void ExpectFault(const std::string& name, const std::string& bytes, const std::string& detail) {
+        SCOPED_TRACE(bytes);
+        m_host.messages.clear();
+        std::string fault;
+        if (!Add(Input(name, bytes), FileFormat::PSNINT, m_folder / "fault.psn")) {
+            fault = LastMessage();
+        } else if (Convert() != ConversionStatus::Success) {
+            fault = m_engine.FileErrorText(0);
+            EXPECT_TRUE(WorkFolderIsEmpty());
+            EXPECT_FALSE(std::filesystem::exists(m_folder / "fault.psn"));
+        }
+        if (detail.empty()) {
+            EXPECT_EQ(fault, "");
+        } else {
+            EXPECT_NE(fault.find(detail), std::string::npos) << fault;
+        }
+    }
+
+    // Converts damaged copies of the `valid` bytes, as a file named `name`: random bytes
+    // overwritten, and every fifth copy cut short too. Each must be refused, converted to the
+    // end or failed, leaving no intermediate file.
+    void ExpectDamagedCopiesFailCleanly(const std::string& valid, const std::string& name,
+                                        unsigned seed) {
+        std::mt19937 random(seed);
+        for (int round = 0; round < 150; ++round) {
+            std::string bytes = valid;
+            for (int i = std::uniform_int_distribution<int>(1, 40)(random); i > 0; --i) {
+                bytes[std::uniform_int_distribution<std::size_t>(0, bytes.size() - 1)(random)] =
+                    static_cast<char>(random());
+            }
+            if (round % 5 == 0) {
+                bytes.resize(std::uniform_int_distribution<std::size_t>(0, bytes.size())(random));
+            }
+            const auto status =
+                ConvertOne(Input(name, bytes), FileFormat::PSNINT, m_folder / "damaged.psn");
+            EXPECT_NE(status, ConversionStatus::InProgress);
+            EXPECT_TRUE(WorkFolderIsEmpty());
+        }
+    }
+
+    enum class Stage { Added, Converted };
+    // A damaged input of `bytes` is refused when it is added, or fails its conversion to PSN
+    // ASCII, as `stage` says, with `detail` in the message; no output of any channel is left.
+    void ExpectDamaged(const std::string& bytes, Stage stage, const std::string& detail) {
+        const bool added = Add(Input("damaged", bytes), FileFormat::PSNINT, m_folder / "out.psn");
+        ASSERT_EQ(added, stage == Stage::Converted) << detail << "\n" << LastMessage();
+        if (added) {
+            ExpectFailure(detail);
+            EXPECT_FALSE(std::filesystem::exists(m_folder / "out1.psn"));
+        } else {
+            EXPECT_NE(LastMessage().find(detail), std::string::npos) << LastMessage();
+        }
     }
 
     // Aborts the conversion of the file of the list once its progress reaches `percent`: the
@@ -153,11 +250,7 @@ protected:
         const auto output = m_folder / (input.filename().string() + ".read.psn");
         EXPECT_EQ(ConvertOne(input, FileFormat::PSNINT, output, inversion),
                   ConversionStatus::Success);
-        SampleList samples;
-        for (const std::string& line : DataLines(output)) {
-            samples.push_back(std::stoi(line));
-        }
-        return samples;
+        return PsnSamples(output);
     }
 
     TempFolder m_folder;

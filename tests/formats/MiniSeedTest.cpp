@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
-#include <random>
 
 namespace vibrex::test {
 namespace {
@@ -270,23 +269,8 @@ TEST_F(MiniSeed, RealFilesBehaveAsTheManifestSays) {
 // Damaged copies of a valid file are refused, or converted to the end, or fail cleanly; a
 // record claiming impossible counts fails the reader with its number.
 TEST_F(MiniSeed, DamagedFilesFailCleanly) {
-    std::mt19937 random(11);
-    const std::string valid = ReadFile(WrittenMiniSeed("valid", RandomWalk(3000, 24, 12)));
-    for (int round = 0; round < 150; ++round) {
-        std::string bytes = valid;
-        const int damage = std::uniform_int_distribution<int>(1, 40)(random);
-        for (int i = 0; i < damage; ++i) {
-            const auto at = std::uniform_int_distribution<std::size_t>(0, bytes.size() - 1)(random);
-            bytes[at] = static_cast<char>(random());
-        }
-        if (round % 10 == 0) {
-            bytes.resize(std::uniform_int_distribution<std::size_t>(0, bytes.size())(random));
-        }
-        const auto status =
-            ConvertOne(Input("in.mseed", bytes), FileFormat::PSNINT, m_folder / "d.psn");
-        EXPECT_NE(status, ConversionStatus::InProgress);
-        EXPECT_TRUE(WorkFolderIsEmpty());
-    }
+    ExpectDamagedCopiesFailCleanly(ReadFile(WrittenMiniSeed("valid", RandomWalk(3000, 24, 12))),
+                                   "in.mseed", 11);
     const std::pair<std::string, std::string> claims[] = {
         {FileBytes(1, [](auto& r) { r[0].count = 801; }), "Record 1 claims 801"},
         {FileBytes(2, [](auto& r) { r[1].count = -5; }), "Record 2 claims -5"}};

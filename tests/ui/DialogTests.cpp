@@ -12,6 +12,7 @@
 #include <QImage>
 #include <QInputDialog>
 #include <QLineEdit>
+#include <QListView>
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
@@ -135,6 +136,48 @@ TEST_F(Dialogs, TheOpenDialogShowsTheDetectedFormat) {
     Click("CmdAdd");
     ASSERT_EQ(engine->FilesCount(), 1);
     EXPECT_EQ(engine->FilePath(0), psn);
+}
+
+// The names the dialog lists in its folder, once it has read the folder.
+QStringList ListedNames(QFileDialog& dialog) {
+    const auto* view = dialog.findChild<QListView*>("listView");
+    QStringList names;
+    for (int row = 0; row < view->model()->rowCount(view->rootIndex()); ++row) {
+        names << view->model()->index(row, 0, view->rootIndex()).data().toString();
+    }
+    names.sort();
+    return names;
+}
+
+TEST_F(Dialogs, ExtensionsInCapitalsShowUnderTheirFormatsFilter) {
+    const auto recordings = folder / "mixed";
+    std::filesystem::create_directories(recordings);
+    for (const char* name : {"EVENT.SAC", "event.sac", "station.MSEED", "quake.Psn", "notes.txt"}) {
+        WriteFile(recordings / name, "");
+    }
+    struct Case {
+        int filter; // position in the list: a format's value, or past the last format
+        QStringList listed;
+    };
+    const Case cases[] = {
+        {static_cast<int>(FileFormat::SAC), {"EVENT.SAC", "event.sac"}},
+        {static_cast<int>(FileFormat::miniSeed), {"station.MSEED"}},
+        {kFormatsCount, {"EVENT.SAC", "event.sac", "quake.Psn", "station.MSEED"}},
+    };
+    prompter.dialogs.push_back([&](QDialog& dialog) {
+        auto& open = static_cast<QFileDialog&>(dialog);
+        EXPECT_TRUE(open.nameFilters().last().startsWith("All recognised recordings ("));
+        open.setDirectory(QString::fromStdString(recordings.string()));
+        for (const Case& c : cases) {
+            open.selectNameFilter(open.nameFilters().value(c.filter));
+            EXPECT_TRUE(QTest::qWaitFor([&] { return ListedNames(open) == c.listed; }, 5000))
+                << open.selectedNameFilter().toStdString() << ": "
+                << ListedNames(open).join(' ').toStdString();
+        }
+        return static_cast<int>(QDialog::Rejected);
+    });
+    Click("CmdAdd");
+    EXPECT_TRUE(prompter.dialogs.empty());
 }
 
 TEST(FileNameCheck, ReportsTheFirstForbiddenCharacterOfTheList) {

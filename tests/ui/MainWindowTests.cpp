@@ -1,11 +1,15 @@
 #include "UiTestSupport.h"
 
+#include <QApplication>
 #include <QCheckBox>
+#include <QClipboard>
 #include <QComboBox>
+#include <QDir>
 #include <QFileDialog>
 #include <QHeaderView>
 #include <QImage>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTableView>
 #include <QTest>
@@ -25,6 +29,22 @@ protected:
         EXPECT_EQ(prompter.messages.back().icon, MessageIcon::Exclamation);
         EXPECT_EQ(grid->currentIndex(), Cell(row, column));
         EXPECT_EQ(engine->FileStatus(row), ConversionStatus::Idle) << "nothing may start";
+    }
+
+    // Two recordings ready to convert; `midRun` runs once, when the first is 30% done, and is
+    // expected to stop the run.
+    void PrepareRunStoppingAtThirtyPercent(std::function<void()> midRun) {
+        Drop({WritePsn("a.psn", 2000), WritePsn("b.psn", 2000)});
+        Find<QCheckBox>("ChkSameOutput")->setChecked(true);
+        ChooseFormat(0, FileFormat::PSNINT);
+        NameOutputs("_out");
+        QObject::connect(grid->model(), &QAbstractItemModel::dataChanged, window.get(),
+                         [this, midRun = std::move(midRun), done = false]() mutable {
+                             if (!done && engine->FileProgress(0) >= 30) {
+                                 done = true;
+                                 midRun();
+                             }
+                         });
     }
 
     QColor PaintedColor(int row, int xFraction) {
@@ -194,41 +214,29 @@ TEST_F(MainWindow, ARunEndsInSuccessWithFullBarsPainted) {
     EXPECT_EQ(Text(0, Model::ColumnFileName), "b.psn");
 }
 
-// Abort and closing the window both stop the run at once; a closed window goes when the run has
-// cleaned up.
-TEST_F(MainWindow, AbortOrClosingStopsTheRun) {
-    Drop({WritePsn("a.psn", 2000), WritePsn("b.psn", 2000)});
-    Find<QCheckBox>("ChkSameOutput")->setChecked(true);
-    ChooseFormat(0, FileFormat::PSNINT);
-    NameOutputs("_out");
-    struct Case {
-        std::string name;
-        std::function<void()> stop;
-        bool visibleAfter;
-    };
-    const std::vector<Case> cases = {
-        {"abort", [&] { Click("CmdAbort"); }, true},
-        {"close", [&] { EXPECT_FALSE(window->close()); }, false},
-    };
-    for (const Case& c : cases) {
-        bool stopped = false;
-        const auto connection =
-            QObject::connect(grid->model(), &QAbstractItemModel::dataChanged, window.get(), [&] {
-                if (stopped || engine->FileProgress(0) < 30) {
-                    return;
-                }
-                stopped = true;
-                EXPECT_FALSE(Find<QPushButton>("CmdConvert")->isEnabled());
-                c.stop();
-            });
-        Click("CmdConvert");
-        QObject::disconnect(connection);
-        ASSERT_TRUE(stopped) << c.name;
-        EXPECT_EQ(window->isVisible(), c.visibleAfter) << c.name;
-        EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted") << c.name;
-        EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle") << c.name;
-        EXPECT_FALSE(std::filesystem::exists(Output() / "a_out.psn")) << c.name;
-    }
+TEST_F(MainWindow, AbortStopsTheRun) {
+    bool checkedMidRun = false;
+    PrepareRunStoppingAtThirtyPercent([&] {
+        checkedMidRun = true;
+        EXPECT_FALSE(Find<QPushButton>("CmdConvert")->isEnabled());
+        Click("CmdAbort");
+    });
+    Click("CmdConvert");
+    ASSERT_TRUE(checkedMidRun);
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted");
+    EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
+    EXPECT_TRUE(window->close());
+}
+
+// Closing the window aborts the run; the window goes once the run has cleaned up.
+TEST_F(MainWindow, ClosingDuringARunAbortsItThenCloses) {
+    PrepareRunStoppingAtThirtyPercent([&] { EXPECT_FALSE(window->close()); });
+    Click("CmdConvert");
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted");
+    EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
+    EXPECT_FALSE(std::filesystem::exists(Output() / "a_out.psn"));
 }
 
 TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
@@ -281,6 +289,88 @@ TEST_F(MainWindow, TheDeleteKeyRemovesTheCurrentRowAndKeepsTheRowNumber) {
     ASSERT_EQ(grid->model()->rowCount(), 2);
     EXPECT_EQ(Text(1, Model::ColumnFileName), "c.psn");
     EXPECT_EQ(grid->currentIndex(), Cell(1, Model::ColumnStatus));
+}
+
+TEST_F(MainWindow, AFailedFileOffersTheEnginesReasonOnItsStatusCell) {
+    WriteFile(folder / "bad.psn", PsnText({"Number of Samples: 2"}, {"1", "oops"}));
+    Drop({(folder / "bad.psn").string()});
+    ChooseFormat(0, FileFormat::PSNINT);
+    NameOutputs("_out");
+    Find<QCheckBox>("ChkInvert")->setChecked(true);
+    Click("CmdConvert");
+    ASSERT_EQ(Text(0, Model::ColumnStatus), "Failed");
+    const QString reason = QString::fromStdString(engine->FileErrorText(0)).replace("\r\n", "\n");
+    EXPECT_TRUE(reason.contains("Additional info: Not a sample")) << reason.toStdString();
+    EXPECT_EQ(Cell(0, Model::ColumnStatus).data(Qt::ToolTipRole).toString(), reason);
+
+    prompter.dialogs.push_back([&](QDialog& details) {
+        const auto* text = details.findChild<QPlainTextEdit*>("TxtDetails");
+        EXPECT_EQ(text->toPlainText(), reason);
+        EXPECT_TRUE(text->isReadOnly());
+        EXPECT_TRUE(text->textInteractionFlags() & Qt::TextSelectableByMouse);
+        QTest::mouseClick(details.findChild<QPushButton*>("CmdCopy"), Qt::LeftButton);
+        return static_cast<int>(QDialog::Rejected);
+    });
+    DoubleClick(0, Model::ColumnStatus);
+    EXPECT_TRUE(prompter.dialogs.empty()) << "the details did not open";
+    EXPECT_EQ(QApplication::clipboard()->text(), reason);
+}
+
+// Each key of the window with the first thing it does in an empty window.
+TEST_F(MainWindow, KeysAddStartAndAbort) {
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    struct Case {
+        Qt::Key key;
+        Qt::KeyboardModifiers modifiers;
+        int dialogs;
+        QString message;
+    };
+    const Case cases[] = {
+        {Qt::Key_O, Qt::ControlModifier, 1, ""},
+        {Qt::Key_Return, Qt::ControlModifier, 0, "There isn't any file to convert."},
+        {Qt::Key_Enter, Qt::ControlModifier | Qt::KeypadModifier, 0,
+         "There isn't any file to convert."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(QKeySequence(c.key | c.modifiers).toString().toStdString());
+        prompter.messages.clear();
+        prompter.unscriptedDialogs = 0;
+        QTest::keyClick(window.get(), c.key, c.modifiers);
+        EXPECT_EQ(prompter.unscriptedDialogs, c.dialogs);
+        EXPECT_EQ(prompter.LastText(), c.message);
+    }
+
+    bool pressed = false;
+    PrepareRunStoppingAtThirtyPercent([&] {
+        pressed = true;
+        QTest::keyClick(window.get(), Qt::Key_Escape);
+    });
+    QTest::keyClick(window.get(), Qt::Key_Return, Qt::ControlModifier);
+    ASSERT_TRUE(pressed) << "Ctrl+Return did not start the run";
+    EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted");
+    EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
+}
+
+class FirstStart : public ::testing::Test, protected MainWindowTest {
+protected:
+    FirstStart() : MainWindowTest(true) {}
+    QString Shown() const { return Find<QLineEdit>("TxtOutputFolder")->text(); }
+};
+
+TEST_F(FirstStart, TheOutputFolderIsHomeThenTheFirstInputsFolder) {
+    EXPECT_EQ(Shown(), QDir::homePath());
+    Drop({WritePsn("in/a.psn")});
+    const QString inputFolder = QString::fromStdString((folder / "in").string());
+    EXPECT_EQ(Shown(), inputFolder);
+    Drop({WritePsn("elsewhere/b.psn")});
+    EXPECT_EQ(Shown(), inputFolder) << "only the first input chooses";
+    Find<QCheckBox>("ChkSameOutput")->setChecked(true);
+    ChooseFormat(0, FileFormat::SAC);
+    NameOutputs("_out");
+    Click("CmdConvert");
+    EXPECT_EQ(Text(0, Model::ColumnStatus), "Success");
+    EXPECT_TRUE(std::filesystem::exists(folder / "in" / "a_out.sac"));
 }
 
 TEST_F(MainWindow, CannotBeMadeSmallerThanItOpened) {

@@ -59,9 +59,11 @@ int Accept(QDialog& dialog) {
     return dialog.result();
 }
 
-MainWindowTest::MainWindowTest() {
+MainWindowTest::MainWindowTest(bool firstStart) {
     std::filesystem::create_directories(Output());
-    WriteFile(folder / "Vibrex.ini", "Output path=" + Output().string() + "\r\n");
+    if (!firstStart) {
+        WriteFile(folder / "Vibrex.ini", "Output path=" + Output().string() + "\r\n");
+    }
     window = std::make_unique<FrmMain>(folder.Path(), folder / "Vibrex.ini");
     engine = &window->Converter();
     grid = Find<QTableView>("GrdFiles");

@@ -43,10 +43,10 @@ private:
 int Accept(QDialog& dialog);
 
 // The main window on a temporary program folder whose settings name Output() as the common
-// output folder.
+// output folder, or, at a first start, whose settings are not there yet.
 class MainWindowTest {
 public:
-    MainWindowTest();
+    explicit MainWindowTest(bool firstStart = false);
 
     std::filesystem::path Output() const { return folder / "out"; }
     // A single-channel PSN ASCII recording in the temporary folder.

@@ -1,8 +1,10 @@
-// Takes the picture of the main window for the README: several recordings, one of them
-// halfway through its conversion. Run it under Xvfb through scripts/screenshot.sh.
+// Takes the picture of the main window for the README: several recordings, the waveform of
+// the first one in the preview, and another halfway through its conversion. Run it under Xvfb
+// through scripts/screenshot.sh.
 #include "ui/FileGrid.h"
 #include "ui/FileTableModel.h"
 #include "ui/FrmMain.h"
+#include "ui/PreviewPane.h"
 #include "ui/Prompts.h"
 
 #include <QApplication>
@@ -14,6 +16,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScreen>
+#include <QSignalSpy>
 #include <QTableView>
 #include <QTemporaryDir>
 #include <QTest>
@@ -84,7 +87,7 @@ int main(int argc, char** argv) {
 
     vibrex::FrmMain window(work.path().toStdString(), work.filePath("Vibrex.ini").toStdString());
     window.move(0, 0);
-    window.resize(1180, 470);
+    window.resize(1180, 780);
     window.show();
     if (!QTest::qWaitForWindowExposed(&window)) {
         std::fputs("vibrex_screenshot: the window did not show\n", stderr);
@@ -111,6 +114,15 @@ int main(int argc, char** argv) {
     const int psn = combo->findText(QStringLiteral("PSNINT"));
     combo->setCurrentIndex(psn);
     emit combo->activated(psn);
+
+    // The first recording in the preview, read before the run starts.
+    auto* preview = window.findChild<vibrex::PreviewPane*>(QStringLiteral("PreviewPane"));
+    QSignalSpy previewed(preview, &vibrex::PreviewPane::Finished);
+    grid->setCurrentIndex(grid->model()->index(0, vibrex::FileTableModel::ColumnFileName));
+    if (!previewed.wait(20000)) {
+        std::fputs("vibrex_screenshot: the preview did not finish\n", stderr);
+        return 1;
+    }
 
     vibrex::SetMessageHandler([](const vibrex::Message& message) {
         std::fprintf(stderr, "vibrex_screenshot: %s\n", qPrintable(message.text));

@@ -1,0 +1,55 @@
+#include "app/ConsoleHost.h"
+
+#include <gtest/gtest.h>
+
+namespace vibrex {
+namespace {
+
+// Work units count each sample twice (read and written): 200 units are 100 samples. A line
+// must stay narrower than the terminal, or it wraps and every redraw leaves a line behind.
+TEST(ProgressLine, ShowsPercentRateAndTimeLeftWithinTheWidth) {
+    struct Case {
+        std::string label;
+        std::int64_t done;
+        std::int64_t total;
+        double seconds;
+        int width;
+        std::string line;
+    };
+    const std::string name = "2010.057.20.30.26.5356.IC.BJT.00.LHZ.R.SAC";
+    const std::vector<Case> cases = {
+        {"a.psn", 0, 200, 0.0, 80, "a.psn    0%  -- samples/s  --:-- left"},
+        {"a.psn", 50, 200, 0.0, 80, "a.psn   25%  -- samples/s  --:-- left"},
+        {"a.psn", 100, 200, 1.0, 80, "a.psn   50%  50 samples/s  0:01 left"},
+        {"a.psn", 3000, 6000, 1.0, 80, "a.psn   50%  1.5 k samples/s  0:01 left"},
+        {"a.psn", 4000000, 40000000, 1.0, 80, "a.psn   10%  2.0 M samples/s  0:09 left"},
+        {"a.psn", 1000, 3601000, 1.0, 80, "a.psn    0%  500 samples/s  1:00:00 left"},
+        {"a.psn", 1000, 151000, 1.0, 80, "a.psn    0%  500 samples/s  2:30 left"},
+        {"a.psn", 6000, 6000, 2.0, 80, "a.psn  100%  1.5 k samples/s  0:00 left"},
+        {name, 6000, 6000, 2.0, 80, name + "  100%  1.5 k samples/s  0:00 left"},
+        {name, 6000, 6000, 2.0, 60, "...56.IC.BJT.00.LHZ.R.SAC  100%  1.5 k samples/s  0:00 left"},
+        {"abc\xC3\xBCx.psn", 0, 200, 0.0, 42, "...x.psn    0%  -- samples/s  --:-- left"},
+        {name, 0, 200, 0.0, 35, "..    0%  -- samples/s  --:-- left"},
+        {name, 0, 200, 0.0, 10, "    0%  -- samples/s  --:-- left"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(ProgressLine(c.label, c.done, c.total, c.seconds, c.width), c.line)
+            << c.done << " of " << c.total << " in " << c.seconds << " s, " << c.width;
+    }
+}
+
+TEST(ConsoleHost, WritesNothingWhenTheStreamIsNoTerminal) {
+    std::FILE* stream = std::tmpfile();
+    ASSERT_NE(stream, nullptr);
+    {
+        ConsoleHost host(stream);
+        host.OpenProgressWindow(200);
+        host.UpdateProgressWindow(100);
+        host.CloseProgressWindow();
+    }
+    EXPECT_EQ(std::ftell(stream), 0);
+    std::fclose(stream);
+}
+
+} // namespace
+} // namespace vibrex

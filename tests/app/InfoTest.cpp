@@ -1,0 +1,36 @@
+#include "app/ModInfo.h"
+
+#include <gtest/gtest.h>
+
+namespace vibrex {
+namespace {
+
+// Whatever bytes a header holds, the result must be one valid JSON string in UTF-8.
+TEST(JsonString, EscapesWhatJsonForbidsAndKeepsOnlyValidUtf8) {
+    struct Case {
+        std::string text;
+        std::string json;
+    };
+    const std::vector<Case> cases = {
+        {"", "\"\""},
+        {"VBRX 12.5", "\"VBRX 12.5\""},
+        {"say \"hi\" C:\\data", "\"say \\\"hi\\\" C:\\\\data\""},
+        {"a\r\nb\tc", "\"a\\r\\nb\\tc\""},
+        {std::string("\x00\x01\x1F\x7F", 4), "\"\\u0000\\u0001\\u001F\\u007F\""},
+        {"caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x8C\x8B",
+         "\"caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x8C\x8B\""},
+        {"caf\xE9", "\"caf\\u00E9\""},                            // Latin-1
+        {"end\xC3", "\"end\\u00C3\""},                            // sequence cut short
+        {"\xC3(", "\"\\u00C3(\""},                                // continuation missing
+        {"\xC0\xAF", "\"\\u00C0\\u00AF\""},                       // overlong
+        {"\xED\xA0\x80", "\"\\u00ED\\u00A0\\u0080\""},            // surrogate
+        {"\xF4\x90\x80\x80", "\"\\u00F4\\u0090\\u0080\\u0080\""}, // beyond U+10FFFF
+        {"\x80", "\"\\u0080\""},                                  // lone continuation
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(JsonString(c.text), c.json) << c.text;
+    }
+}
+
+} // namespace
+} // namespace vibrex

@@ -1,0 +1,89 @@
+#include "formats/Cm6.h"
+
+#include "formats/ConversionTest.h"
+
+#include <gtest/gtest.h>
+#include <limits>
+#include <stdexcept>
+
+namespace vibrex::test {
+namespace {
+
+constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
+constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
+
+std::string Cm6Of(std::int64_t difference) {
+    char text[kLongestCm6Value];
+    return std::string(text, AppendCm6Value(difference, text));
+}
+
+// Sign, continuation and magnitude bits, hand-checked: 34 = 1·32 + 2 starts with 1 + 16 + 32;
+// 511 is the largest two characters hold, 1000 needs 10 bits, so three characters; 2^29 - 1 is
+// the largest six hold, and ±2^33 (the widest second difference of 32-bit samples) takes seven.
+TEST(Cm6, CharactersOfSecondDifferences) {
+    const std::pair<std::int64_t, std::string> cases[] = {
+        {0, "+"},
+        {1, "-"},
+        {15, "D"},
+        {-15, "T"},
+        {16, "UE"},
+        {-34, "l0"},
+        {48, "VE"},
+        {511, "jT"},
+        {-512, "kk+"},
+        {1000, "Uz6"},
+        {(1 << 29) - 1, "jzzzzT"},
+        {1 << 29, "UkUUUU+"},
+        {std::int64_t{1} << 33, "cUUUUU+"},
+        {-(std::int64_t{1} << 33), "sUUUUU+"},
+    };
+    for (const auto& [difference, text] : cases) {
+        EXPECT_EQ(Cm6Of(difference), text) << difference;
+    }
+}
+
+TEST(Cm6, RefusesTextBeyondTheAlphabetOr32Bits) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"AB#C", "The character \"#\" (code 35) is not CM6 text"},
+        {"A\x80", "(code 128) is not CM6 text"},
+        {"UUUUUUUU", "runs over more than 7 characters"},
+        {"cUUUUU+", "A CM6 sample overflows 32 bits"}, // 2^33 at once
+        {"WUUUUU+", "A CM6 sample overflows 32 bits"}, // 2^31
+    };
+    for (const auto& [text, message] : cases) {
+        Cm6Decoder decoder;
+        std::int32_t out[16];
+        try {
+            decoder.Decode(text, out, 16);
+            ADD_FAILURE() << text;
+        } catch (const std::runtime_error& error) {
+            EXPECT_NE(std::string(error.what()).find(message), std::string::npos) << error.what();
+        }
+    }
+    std::int32_t out[4];
+    ASSERT_EQ(Cm6Decoder().Decode("mUUUUU+", out, 4), 1u); // -2^31 itself is a sample
+    EXPECT_EQ(out[0], kMin);
+    EXPECT_EQ(DecodeIntegers(" -5\t2147483647 -2147483648  ", out, 4), 3u);
+    EXPECT_EQ(out[2], kMin);
+    for (const char* line : {"1 2x", "2147483648", "1.5"}) {
+        EXPECT_THROW(DecodeIntegers(line, out, 4), std::runtime_error) << line;
+    }
+}
+
+// Truncating remainders in 32 bits, the sign dropped at the end.
+TEST(Cm6, Checksum) {
+    const std::pair<SampleList, std::int32_t> cases[] = {
+        {{12, -10, 16, 33, 9}, 60}, {{99999999, 1}, 0},       {{-100000005, 3}, 2},
+        {{kMax}, 47483647},         {{kMin, kMin}, 94967296}, {{-60000000, -60000000}, 20000000},
+    };
+    for (const auto& [samples, expected] : cases) {
+        Gse2Checksum checksum;
+        for (const std::int32_t sample : samples) {
+            checksum.Add(sample);
+        }
+        EXPECT_EQ(checksum.Value(), expected);
+    }
+}
+
+} // namespace
+} // namespace vibrex::test

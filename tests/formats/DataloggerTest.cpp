@@ -1,0 +1,189 @@
+#include "engine/Codec.h"
+#include "formats/ConversionTest.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <tuple>
+#include <vector>
+
+// The two data-logger text formats: Geonode datalogs and Ondaro files.
+namespace vibrex::test {
+namespace {
+
+std::string Lines(const std::vector<std::string>& lines, const std::string& end = "\r\n") {
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line + end;
+    }
+    return text;
+}
+
+// An Ondaro file of two channels: rates, lengths and loggers of their own.
+const std::vector<std::string> kOndaro = {"TIPO=ONDARO2",
+                                          "CHANNELS=2",
+                                          "[CHANNEL 1]",
+                                          "DATALOGGER=Unit 7",
+                                          "START TIME=2021/03/04 05:06:07.250",
+                                          "SPS=100",
+                                          "SAMPLES=3",
+                                          "GAIN=1",
+                                          "DATA=",
+                                          "-100",
+                                          "-63",
+                                          "5",
+                                          "[CHANNEL 2]",
+                                          "DATALOGGER=Unit 8",
+                                          "START TIME=2021/03/04 05:06:08",
+                                          "SPS=50",
+                                          "SAMPLES=2",
+                                          "GAIN=0.5",
+                                          "DATA=",
+                                          "1.5",
+                                          "-2e3"};
+
+using Datalogger = ConversionTest;
+
+// Datalogs as loggers write them read: no header, "index,value" or "time value" lines, blank
+// lines; the "! Key: value" lines the intermediate file knows give header values, but the count
+// is always that of the sample lines.
+TEST_F(Datalogger, GeonodeDatalogsAsLoggersWriteThem) {
+    const std::tuple<std::string, std::vector<std::string>, std::string, std::string> cases[] = {
+        {Lines({"! STRATAREC log", "0,-100", "1,-63", "", "2, 5"}, "\n"),
+         {"-100", "-63", "5"},
+         "",
+         ""},
+        {Lines({"! GEONODE datalog", "! Start Time: 2021/03/04 05:06:07.250", "! SPS: 100",
+                "! Number of Samples: 99", "! a comment", "12:00:00.01 7", "  -3.5  ", "1e3"}),
+         {"7", "-3.5", "1e3"},
+         "2021/03/04 05:06:07.250",
+         "100"},
+    };
+    for (const auto& [text, samples, start, sps] : cases) {
+        ASSERT_TRUE(Add(Input("log.dat", text), FileFormat::PSNINT, m_folder / "out.psn"));
+        EXPECT_EQ(m_engine.HeaderProperty(0, 0, kNumberOfSamples), "3");
+        EXPECT_EQ(m_engine.HeaderProperty(0, 0, kStartTime), start);
+        EXPECT_EQ(m_engine.HeaderProperty(0, 0, kSps), sps);
+        ASSERT_EQ(Convert(), ConversionStatus::Success) << LastMessage();
+        EXPECT_EQ(DataLines(m_folder / "out.psn"), samples);
+    }
+}
+
+// PSN -> Geonode -> PSN: the datalog holds the marker and the samples as they were written, and
+// reading it back with inversion negates each in its own kind of number.
+TEST_F(Datalogger, GeonodeRoundTripFromPsn) {
+    const auto input = Input("in.psn", PsnText({"Number of Samples: 4", "SPS: 100"},
+                                               {"1", "-2.5", "3e2", "2147483647"}));
+    ASSERT_EQ(ConvertOne(input, FileFormat::Geonode, m_folder / "log.dat"),
+              ConversionStatus::Success);
+    EXPECT_EQ(ReadFile(m_folder / "log.dat"),
+              Lines({"! GEONODE datalog", "1", "-2.5", "3e2", "2147483647"}));
+    ASSERT_EQ(ConvertOne(m_folder / "log.dat", FileFormat::PSNINT, m_folder / "back.psn"),
+              ConversionStatus::Success);
+    EXPECT_EQ(DataLines(m_folder / "back.psn"),
+              (std::vector<std::string>{"1", "-2.5", "3e2", "2147483647"}));
+    ASSERT_EQ(ConvertOne(m_folder / "log.dat", FileFormat::PSNINT, m_folder / "back.psn", true),
+              ConversionStatus::Success);
+    EXPECT_EQ(DataLines(m_folder / "back.psn"),
+              (std::vector<std::string>{"-1", "2.5", "-300", "-2147483647"}));
+}
+
+// The Ondaro file written from two recordings of their own rate and length, exactly; it loads
+// back with the values it carries.
+TEST_F(Datalogger, OndaroWrittenExactly) {
+    const auto first = Input(
+        "a.psn", PsnText({"Start Time: 2021/03/04 05:06:07.250", "Number of Samples: 3", "SPS: 100",
+                          "Datalogger: Unit 7", "Ch Gain: 1", "Station Code: not carried"},
+                         {"-100", "-63", "5"}));
+    const auto second =
+        Input("b.psn", PsnText({"Start Time: 2021/03/04 05:06:08", "Number of Samples: 2",
+                                "SPS: 50", "Datalogger: Unit 8", "Ch Gain: 0.5"},
+                               {"1.5", "-2e3"}));
+    ASSERT_EQ(Merge({first, second}, FileFormat::Ondaro, m_folder / "pair.ond"),
+              ConversionStatus::Success)
+        << LastMessage();
+    EXPECT_EQ(ReadFile(m_folder / "pair.ond"), Lines(kOndaro));
+    const auto channels = kOndaroCodec.loadHeader(m_folder / "pair.ond");
+    ASSERT_EQ(channels.size(), 2u);
+    EXPECT_EQ(channels[1][kStartTime] + "|" + channels[1][kNumberOfSamples] + "|" +
+                  channels[1][kSps] + "|" + channels[1][kDatalogger] + "|" + channels[1][kChGain],
+              "2021/03/04 05:06:08|2|50|Unit 8|0.5");
+}
+
+// SAC -> Ondaro -> SAC: every bit of the float samples and the values both carry survive.
+TEST_F(Datalogger, OndaroRoundTripFromSac) {
+    const std::vector<std::string> samples = {"0.1",      "1e-45",     "-3.4028235e+38",
+                                              "16777216", "123456.79", "-7"};
+    const auto input =
+        Input("in.psn", PsnText({"Start Time: 2015/03/01 12:30:45.250", "Number of Samples: 6",
+                                 "SPS: 100", "Datalogger: DL1", "Station Code: AB"},
+                                samples));
+    ASSERT_EQ(ConvertOne(input, FileFormat::SAC, m_folder / "in.sac"), ConversionStatus::Success);
+    ASSERT_EQ(ConvertOne(m_folder / "in.sac", FileFormat::Ondaro, m_folder / "mid.ond"),
+              ConversionStatus::Success);
+    ASSERT_EQ(ConvertOne(m_folder / "mid.ond", FileFormat::SAC, m_folder / "out.sac"),
+              ConversionStatus::Success);
+    EXPECT_EQ(ReadFile(m_folder / "out.sac").substr(632),
+              ReadFile(m_folder / "in.sac").substr(632));
+    const auto before = kSacCodec.loadHeader(m_folder / "in.sac").at(0);
+    const auto after = kSacCodec.loadHeader(m_folder / "out.sac").at(0);
+    for (const int property : {kStartTime, kNumberOfSamples, kSps, kDatalogger}) {
+        EXPECT_EQ(after[property], before[property]) << property;
+    }
+    EXPECT_EQ(after[kStationCode], "");
+}
+
+// Lenient reading: keys in any case with blanks around "=", unknown keys and free text ignored,
+// LF line ends, and a block without SAMPLES counted by its lines.
+TEST_F(Datalogger, OndaroReadLeniently) {
+    const std::string text =
+        Lines({"TIPO=anything", "Recorded on site", "channels = 2", "[channel 1]", " sps = 20 ",
+               "Colour=blue", "data =", "4", "", "5", "[CHANNEL 2]", "DATA=", "6"},
+              "\n");
+    ASSERT_TRUE(Add(Input("in.dat", text), FileFormat::PSNINT, m_folder / "out.psn"));
+    EXPECT_EQ(m_engine.HeaderProperty(0, 0, kSps), "20");
+    EXPECT_EQ(m_engine.HeaderProperty(0, 0, kNumberOfSamples), "2");
+    EXPECT_EQ(m_engine.HeaderProperty(0, 1, kNumberOfSamples), "1");
+    ASSERT_EQ(Convert(), ConversionStatus::Success) << LastMessage();
+    EXPECT_EQ(DataLines(m_folder / "out1.psn"), (std::vector<std::string>{"4", "5"}));
+    EXPECT_EQ(DataLines(m_folder / "out2.psn"), (std::vector<std::string>{"6"}));
+}
+
+// Damaged files are refused when added, or fail their conversion, with a text that names the
+// channel or line; nothing is left behind.
+TEST_F(Datalogger, DamagedFilesNameTheirCause) {
+    const auto ondaro = [](std::size_t line, const std::string& replacement) {
+        auto lines = kOndaro;
+        if (replacement.empty()) {
+            lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(line));
+        } else {
+            lines[line] = replacement;
+        }
+        return Lines(lines);
+    };
+    const std::tuple<std::string, Stage, std::string> cases[] = {
+        {ondaro(18, ""), Stage::Added, "Missing DATA= line (2)."},
+        {ondaro(1, "CHANNELS=3"), Stage::Added,
+         "CHANNELS=3 but the file holds 2 [CHANNEL blocks (2)."},
+        {ondaro(1, "CHANNELS=1"), Stage::Added,
+         "CHANNELS=1 but the file holds more [CHANNEL blocks (2)."},
+        {ondaro(1, "CHANNELS=two"), Stage::Added, "CHANNELS=two is not a number of channels (2)."},
+        {ondaro(1, ""), Stage::Added, "Missing CHANNELS= line (2)."},
+        {ondaro(6, "SAMPLES=3.5"), Stage::Added, "SAMPLES=3.5 is not a number of samples (1)."},
+        {Lines({"TIPO=1", "CHANNELS=1"}), Stage::Added,
+         "CHANNELS=1 but the file holds 0 [CHANNEL blocks (2)."},
+        {ondaro(6, "SAMPLES=4"), Stage::Converted,
+         "Channel 1 holds 3 samples, not the 4 of its SAMPLES= line."},
+        {ondaro(16, "SAMPLES=1"), Stage::Converted,
+         "Channel 2 holds 2 samples, not the 1 of its SAMPLES= line."},
+        {ondaro(10, "-6x3"), Stage::Converted, "Line 11: \"-6x3\" is not a sample."},
+        {Lines({"! GEONODE", "1", "", "0,two"}), Stage::Converted,
+         "Line 4: \"two\" is not a sample."},
+        {Lines({"! GEONODE", "1", "5,"}), Stage::Converted, "Line 3: \"\" is not a sample."},
+    };
+    for (const auto& [text, stage, detail] : cases) {
+        ExpectDamaged(text, stage, detail);
+    }
+}
+
+} // namespace
+} // namespace vibrex::test

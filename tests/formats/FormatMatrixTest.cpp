@@ -1,0 +1,380 @@
+#include "engine/Codec.h"
+#include "engine/FormatCatalogue.h"
+#include "formats/ConversionTest.h"
+#include "io/ByteOrder.h"
+#include "io/Numbers.h"
+#include "io/TimeText.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+// Every format of the catalogue that has a writer, against every other: a three-channel
+// recording written in it is detected as that format, by no other test, and loads back with the
+// header values the format carries and every sample.
+namespace vibrex::test {
+namespace {
+
+constexpr int kChannels = 3;
+constexpr int kSamples = 300;
+// The recording's A/D converter bits: WAV output, 32 bits unless told otherwise, holds them
+// unscaled.
+constexpr int kAdBits = 32;
+
+// A header value for every property, in forms every format that carries it can hold: a start
+// time in whole seconds (as Seismic Unix holds it), short codes. Empty values differ between the
+// channels.
+const HeaderValues kHeader = {"2021/03/04 05:06:07",
+                              std::to_string(kSamples),
+                              "100",
+                              "1",
+                              "GPS",
+                              "format matrix",
+                              std::to_string(kAdBits),
+                              "1000",
+                              "-1000",
+                              "00",
+                              "45.5",
+                              "-120.25",
+                              "1234",
+                              "",
+                              "",
+                              "",
+                              "Velocity",
+                              "counts",
+                              "1.5",
+                              "S1",
+                              "0",
+                              "",
+                              "XX",
+                              "DL1",
+                              "STA",
+                              "2.5",
+                              "1",
+                              "0.7",
+                              "2",
+                              "10",
+                              "2",
+                              "100"};
+// What differs between the channels: component, then orientation, azimuth and incidence.
+struct ChannelValue {
+    int property;
+    const char* values[kChannels];
+};
+constexpr ChannelValue kChannelValues[] = {
+    {kComponentName, {"HHZ", "HHN", "HHE"}},
+    {kSensorOrientation, {"Z", "N", "E"}},
+    {kSensorAzimuth, {"0", "0", "90"}},
+    {kSensorIncident, {"0", "90", "90"}},
+};
+
+// A format an earlier, more specific test takes, though a later one accepts it too.
+struct Overlap {
+    FileFormat format;
+    FileFormat alsoAcceptedAs;
+};
+constexpr Overlap kKnownOverlaps[] = {{FileFormat::PSNCM6, FileFormat::PSNINT}};
+
+// The formats a file of `format` may be taken for, in detection order; none for WAV.
+std::vector<FileFormat> ExpectedMatches(FileFormat format) {
+    std::vector<FileFormat> matches;
+    if (format != FileFormat::WAV) {
+        matches.push_back(format);
+    }
+    for (const Overlap& overlap : kKnownOverlaps) {
+        if (overlap.format == format) {
+            matches.push_back(overlap.alsoAcceptedAs);
+        }
+    }
+    return matches;
+}
+
+// The formats whose codec writes, WAV included.
+std::vector<const FormatEntry*> WritableFormats() {
+    std::vector<const FormatEntry*> entries;
+    for (int value = 1; value < kFormatsCount; ++value) {
+        const FormatEntry* entry = FindFormat(static_cast<FileFormat>(value));
+        if (entry != nullptr && entry->codec != nullptr && entry->codec->write != nullptr) {
+            entries.push_back(entry);
+        }
+    }
+    return entries;
+}
+
+bool Reads(const FormatEntry& entry) {
+    return entry.codec->read != nullptr;
+}
+
+// Header texts that mean the same: equal, the same time, or the same number in single precision
+// (the width some formats store it in).
+bool SameValue(int property, const std::string& expected, const std::string& actual) {
+    if (TrimBlanks(expected) == TrimBlanks(actual)) {
+        return true;
+    }
+    if (property == kStartTime) {
+        const auto time = ParseTimeText(expected);
+        return time && time == ParseTimeText(actual);
+    }
+    const auto number = ParseNumber(expected);
+    const auto other = ParseNumber(actual);
+    return number && other && static_cast<float>(*number) == static_cast<float>(*other);
+}
+
+// A mono PCM WAV file as an independent reader sees it.
+struct WavContents {
+    int channels = 0;
+    std::int64_t rate = 0;
+    int bits = 0;
+    std::vector<std::int64_t> samples;
+};
+
+std::optional<WavContents> ReadWav(const std::filesystem::path& path) {
+    const std::string bytes = ReadFile(path);
+    const auto* at = reinterpret_cast<const unsigned char*>(bytes.data());
+    if (bytes.size() < 12 || bytes.compare(0, 4, "RIFF") != 0 || bytes.compare(8, 4, "WAVE") != 0) {
+        return std::nullopt;
+    }
+    WavContents wav;
+    for (std::size_t chunk = 12; chunk + 8 <= bytes.size();) {
+        const std::size_t size = LoadAs<std::uint32_t>(at + chunk + 4, ByteOrder::Little);
+        const std::size_t body = chunk + 8;
+        if (size > bytes.size() - body) {
+            return std::nullopt;
+        }
+        if (bytes.compare(chunk, 4, "fmt ") == 0 && size >= 16) {
+            wav.channels = LoadAs<std::uint16_t>(at + body + 2, ByteOrder::Little);
+            wav.rate = LoadAs<std::uint32_t>(at + body + 4, ByteOrder::Little);
+            wav.bits = LoadAs<std::uint16_t>(at + body + 14, ByteOrder::Little);
+        } else if (bytes.compare(chunk, 4, "data") == 0 && wav.bits % 8 == 0 && wav.bits > 0) {
+            const std::size_t width = static_cast<std::size_t>(wav.bits / 8);
+            for (std::size_t sample = body; sample + width <= body + size; sample += width) {
+                std::uint64_t value = 0;
+                for (std::size_t b = 0; b < width; ++b) {
+                    value |= std::uint64_t{at[sample + b]} << (8 * b);
+                }
+                const int unused = 64 - wav.bits; // sign-extend from the sample's width
+                wav.samples.push_back(static_cast<std::int64_t>(value << unused) >> unused);
+            }
+        }
+        chunk = body + size + (size & 1);
+    }
+    return wav;
+}
+
+class FormatMatrix : public ConversionTest {
+protected:
+    void SetUp() override {
+        for (int c = 0; c < kChannels; ++c) {
+            HeaderValues values = kHeader;
+            for (const ChannelValue& value : kChannelValues) {
+                values[value.property] = value.values[c];
+            }
+            std::vector<std::string> header;
+            for (int property = 0; property < kHeaderPropertiesCount; ++property) {
+                header.push_back(std::string(HeaderPropertyLabel(property)) + values[property]);
+            }
+            const SampleList walk = RandomWalk(kSamples, 12, static_cast<unsigned>(c + 1));
+            std::vector<std::string> lines;
+            for (const std::int32_t sample : walk) {
+                lines.push_back(std::to_string(sample));
+            }
+            m_inputs.push_back(Input("c" + std::to_string(c + 1) + ".psn", PsnText(header, lines)));
+            m_values.push_back(values);
+            m_samples.push_back(walk);
+        }
+    }
+
+    // The recording written in the format: one file, or one per channel for a single-channel
+    // format.
+    std::vector<std::filesystem::path> WriteAs(const FormatEntry& entry) {
+        const std::string name = "out" + std::to_string(static_cast<int>(entry.value));
+        const std::string extension(entry.extensions.front());
+        const auto output = m_folder / (name + extension);
+        EXPECT_EQ(Merge(m_inputs, entry.value, output), ConversionStatus::Success)
+            << entry.displayName << ": " << LastMessage();
+        if (entry.multichannel) {
+            return {output};
+        }
+        std::vector<std::filesystem::path> files;
+        for (int c = 1; c <= kChannels; ++c) {
+            files.push_back(m_folder / (name + std::to_string(c) + extension));
+        }
+        return files;
+    }
+
+    // Loads the file back and reads its samples: channel `first` on are the file's channels.
+    void ExpectLoadsBack(const FormatEntry& entry, const std::filesystem::path& file, int first) {
+        ASSERT_TRUE(Add(file, FileFormat::PSNINT, m_folder / "back.psn")) << LastMessage();
+        const int channels = m_engine.FileChannelsCount(0);
+        ASSERT_EQ(channels, entry.multichannel ? kChannels : 1);
+        for (int c = 0; c < channels; ++c) {
+            for (int property = 0; property < kHeaderPropertiesCount; ++property) {
+                if (IsHeaderPropertyAvailable(entry.value, property)) {
+                    EXPECT_PRED3(SameValue, property,
+                                 m_values[static_cast<std::size_t>(first + c)][property],
+                                 m_engine.HeaderProperty(0, c, property))
+                        << "channel " << c + first << ", " << HeaderPropertyDisplayName(property);
+                }
+            }
+        }
+        ASSERT_EQ(Convert(), ConversionStatus::Success) << LastMessage();
+        for (int c = 0; c < channels; ++c) {
+            const auto back = channels == 1 ? m_folder / "back.psn"
+                                            : m_folder / ("back" + std::to_string(c + 1) + ".psn");
+            const SampleList& expected = m_samples[static_cast<std::size_t>(first + c)];
+            EXPECT_EQ(NumbersOf(DataLines(back)),
+                      std::vector<double>(expected.begin(), expected.end()))
+                << "channel " << c + first;
+        }
+    }
+
+    void ExpectWav(const std::filesystem::path& file, int channel) {
+        const auto wav = ReadWav(file);
+        ASSERT_TRUE(wav.has_value());
+        EXPECT_EQ(wav->channels, 1);
+        EXPECT_EQ(std::to_string(wav->rate), kHeader[kSps]);
+        EXPECT_EQ(std::to_string(wav->bits), kHeader[kAdConverterBits]);
+        const SampleList& expected = m_samples[static_cast<std::size_t>(channel)];
+        EXPECT_EQ(wav->samples, std::vector<std::int64_t>(expected.begin(), expected.end()));
+    }
+
+    // A line that is no number becomes NaN, which equals nothing.
+    static std::vector<double> NumbersOf(const std::vector<std::string>& lines) {
+        std::vector<double> numbers;
+        for (const std::string& line : lines) {
+            numbers.push_back(ParseNumber(line).value_or(std::nan("")));
+        }
+        return numbers;
+    }
+
+    std::vector<std::filesystem::path> m_inputs;
+    std::vector<HeaderValues> m_values;
+    std::vector<SampleList> m_samples;
+};
+
+TEST_F(FormatMatrix, EveryWriterOutputIsDetectedAndLoadsBack) {
+    for (const FormatEntry* entry : WritableFormats()) {
+        SCOPED_TRACE(entry->displayName);
+        const auto files = WriteAs(*entry);
+        for (std::size_t f = 0; f < files.size(); ++f) {
+            const int first = static_cast<int>(f);
+            if (!Reads(*entry)) {
+                EXPECT_EQ(GuessFileFormat(files[f]), FileFormat::Unknown);
+                ExpectWav(files[f], first);
+                continue;
+            }
+            EXPECT_EQ(GuessFileFormat(files[f]), entry->value);
+            ExpectLoadsBack(*entry, files[f], first);
+        }
+    }
+}
+
+// Every detector runs over every output: only the format's own test (and those of the known
+// overlaps, which come later in detection order) may accept it.
+TEST_F(FormatMatrix, NoDetectorAcceptsAnotherFormatsOutput) {
+    for (const FormatEntry* entry : WritableFormats()) {
+        for (const auto& file : WriteAs(*entry)) {
+            EXPECT_EQ(MatchingFormats(file), ExpectedMatches(entry->value))
+                << entry->displayName << ": " << file.filename();
+        }
+    }
+}
+
+// Aborting stops every codec at once, its writer and its reader: no further yield, no error and
+// no file left, not even the channels a writer had finished.
+TEST_F(FormatMatrix, AbortStopsEveryWriterAndReader) {
+    const auto recording = WriteAs(*FindFormat(FileFormat::Ondaro)).front();
+    const auto nothingLeft = [&] {
+        for (const auto& file : std::filesystem::directory_iterator(m_folder.Path())) {
+            if (file.path().filename().string().starts_with("abort")) {
+                return false;
+            }
+        }
+        return true;
+    };
+    for (const FormatEntry* entry : WritableFormats()) {
+        SCOPED_TRACE(entry->displayName);
+        ASSERT_TRUE(Add(recording, entry->value,
+                        m_folder / ("abort" + std::string(entry->extensions.front()))));
+        ExpectAbortAt(90); // in the last channel
+        EXPECT_TRUE(nothingLeft());
+        if (Reads(*entry)) {
+            ASSERT_TRUE(Add(WriteAs(*entry).front(), FileFormat::PSNINT, m_folder / "abort.psn"));
+            ExpectAbortAt(10);
+            EXPECT_TRUE(nothingLeft());
+        }
+    }
+}
+
+// Files of each text format with a few lines replaced (by lines of any of them), removed or
+// repeated: each is refused, or converts, or fails, never anything worse, and leaves nothing.
+TEST_F(FormatMatrix, DamagedTextFilesNeverCrash) {
+    const std::vector<std::vector<std::string>> files = {
+        {"SESAME ASCII data format (saf) v. 1", "NDAT = 2", "SAMP_FREQ = 50",
+         "START_TIME = 2021 1 2 3 4 5", "####--------------------", "1 2 3", "4 5 6"},
+        {"! GEONODE datalog", "! SPS: 100", "1", "0,2", "3"},
+        {"TIPO=ONDARO2", "CHANNELS=2", "[CHANNEL 1]", "SPS=10", "SAMPLES=2", "DATA=", "1", "2",
+         "[CHANNEL 2]", "DATA=", "3"},
+    };
+    const std::vector<std::string> replacements = {"NDAT = 3",
+                                                   "NDAT = 99999999999",
+                                                   "START_TIME = 2021 1 2 3 4 5.5",
+                                                   "SAMP_FREQ = 0",
+                                                   "####--------------------",
+                                                   "# CH2_CH_GAIN = 4",
+                                                   "1 2 3",
+                                                   "-2147483648 0 1e308",
+                                                   "CHANNELS=1",
+                                                   "[CHANNEL 1]",
+                                                   "[CHANNEL",
+                                                   "DATA=",
+                                                   "SAMPLES=9",
+                                                   "SPS=-1",
+                                                   "! SPS: 100",
+                                                   "! Start Time: 2021/13/45 99:99:99",
+                                                   "7,",
+                                                   "",
+                                                   "x",
+                                                   std::string(5000, '9'),
+                                                   "=:=:",
+                                                   "#"};
+    std::mt19937 random(20211122);
+    int converted = 0;
+    for (int round = 0; round < 300; ++round) {
+        auto lines = files[static_cast<std::size_t>(round) % files.size()];
+        for (int change = 1 + static_cast<int>(random() % 3); change > 0; --change) {
+            const std::size_t at = 1 + random() % (lines.size() - 1);
+            const auto where = lines.begin() + static_cast<std::ptrdiff_t>(at);
+            switch (random() % 3) {
+            case 0:
+                lines[at] = replacements[random() % replacements.size()];
+                break;
+            case 1:
+                lines.erase(where);
+                break;
+            default:
+                lines.insert(where, lines[at]);
+                break;
+            }
+        }
+        std::string text;
+        for (const std::string& line : lines) {
+            text += line + (random() % 2 == 0 ? "\r\n" : "\n");
+        }
+        if (!Add(Input("damaged.txt", text), FileFormat::PSNINT, m_folder / "out.psn")) {
+            continue;
+        }
+        ++converted;
+        const ConversionStatus status = Convert();
+        EXPECT_TRUE(status == ConversionStatus::Success || status == ConversionStatus::Failed)
+            << text;
+        EXPECT_TRUE(WorkFolderIsEmpty());
+    }
+    EXPECT_GT(converted, 100);
+}
+
+} // namespace
+} // namespace vibrex::test

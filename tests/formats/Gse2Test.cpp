@@ -1,0 +1,272 @@
+#include "engine/Codec.h"
+#include "formats/ConversionTest.h"
+#include "io/Numbers.h"
+#include "io/TimeText.h"
+
+#include <algorithm>
+#include <cctype>
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace vibrex::test {
+namespace {
+
+constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
+constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
+
+// A block of the five samples 12, -10, 16, 33, 9 (CM6 "Al0VENl7", checksum 60).
+const std::string kWid2 = "WID2 2005/08/31 02:33:49.850 RJOB  Z   RJOB CM6        5  200.000000 "
+                          "9.4900e-02   1.000         -1.0 -1.0";
+
+std::string Lines(const std::vector<std::string>& lines, const std::string& end = "\n") {
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line + end;
+    }
+    return text;
+}
+
+// The WID2 line with columns `first` (1-based) on replaced by `text`.
+std::string Wid2With(std::size_t first, const std::string& text) {
+    std::string line = kWid2;
+    return line.replace(first - 1, text.size(), text);
+}
+
+std::optional<PreciseTime> ManifestTime(std::string text) {
+    std::replace(text.begin(), text.end(), '-', '/');
+    std::replace(text.begin(), text.end(), 'T', ' ');
+    return ParseTimeText(text);
+}
+
+using Gse2 = ConversionTest;
+
+// POSITIVE files are detected, load with the recorded header and samples (their checksums
+// verified on the way) and come back unchanged through miniSEED, GSECM6 and GSEINT; the
+// NEGATIVE one is not detected.
+TEST_F(Gse2, RealFilesBehaveAsTheManifestSays) {
+    const auto folder = TestDataFolder();
+    if (folder.empty()) {
+        GTEST_SKIP() << "no test data folder";
+    }
+    int positives = 0, negatives = 0;
+    for (const auto& row : ManifestRows(folder)) {
+        if (row.size() < 22 || row[1] != "GSE2.0") {
+            continue;
+        }
+        SCOPED_TRACE(row[0]);
+        const auto path = folder / row[0];
+        EXPECT_EQ(static_cast<int>(ClsConverter::GuessFileFormat(path)), std::stoi(row[19]));
+        if (row[21].starts_with("NEGATIVE")) {
+            ++negatives;
+            EXPECT_FALSE(m_engine.AddFile(path.string()));
+            continue;
+        }
+        ++positives;
+        ASSERT_TRUE(Add(path, FileFormat::miniSeed, m_folder / "real.mseed"));
+        ASSERT_EQ(m_engine.FileChannelsCount(0), std::stoi(row[4]));
+        const int channel = std::stoi(row[18]) - 1;
+        const auto property = [&](int index) { return m_engine.HeaderProperty(0, channel, index); };
+        EXPECT_EQ(property(kStationCode) + "|" + property(kComponentName) + "|" +
+                      property(kNumberOfSamples),
+                  row[5] + "|" + row[8] + "|" + row[9]);
+        EXPECT_EQ(ParseNumber(property(kSps)), ParseNumber(row[10]));
+        EXPECT_EQ(ParseTimeText(property(kStartTime)), ManifestTime(row[11]));
+
+        ASSERT_EQ(Convert(), ConversionStatus::Success);
+        const SampleList samples = ReadMiniSeed(m_folder / "real.mseed");
+        ASSERT_EQ(std::to_string(samples.size()), row[9]);
+        std::string first5;
+        for (std::size_t i = 0; i < 5; ++i) {
+            first5 += (i > 0 ? " " : "") + std::to_string(samples[i]);
+        }
+        EXPECT_EQ(first5 + " " + std::to_string(samples.back()), row[12] + " " + row[13]);
+        for (const FileFormat format : {FileFormat::GSECM6, FileFormat::GSEINT}) {
+            ASSERT_EQ(ConvertOne(m_folder / "real.mseed", format, m_folder / "real.gse"),
+                      ConversionStatus::Success);
+            EXPECT_EQ(ReadMiniSeed(m_folder / "real.gse"), samples);
+        }
+    }
+    EXPECT_EQ(positives, 3);
+    EXPECT_EQ(negatives, 1);
+}
+
+// Every column checked by hand: the time rounded to the millisecond carries into 1 March of
+// the leap year; codes cut to their widths; calibration with four decimals in e10 form;
+// orientation "E" as 90°/90°; elevation in kilometres.
+TEST_F(Gse2, WrittenBlocksColumnByColumn) {
+    const auto input =
+        PsnInput("in.psn", {12, -10, 16, 33, 9},
+                 {"Start Time: 2016/02/29 23:59:59.9996", "SPS: 100", "Station Code: STATION",
+                  "Component Name: HHZ", "Sensor Location: 00", "Network Affiliation: XX",
+                  "Sensor Latitude: 45.5", "Sensor Longitude: -120.25", "Sensor Elevation: 1234",
+                  "Sensor Sensitivity: 0.0949", "Sensor Free Period: 2", "Sensor Type: STS-2 long",
+                  "Sensor Orientation: E", "Comment: not carried"});
+    const std::string wid2 = "WID2 2016/03/01 00:00:00.000 STATI HHZ 00   CM6        5  100.000000 "
+                             "9.4900e-02   2.000 STS-2   90.0 90.0";
+    const std::string sta2 = "STA2 XX         45.50000 -120.25000 WGS-84       1.234 0.000";
+    ASSERT_EQ(wid2.size(), 105u);
+    ASSERT_EQ(ConvertOne(input, FileFormat::GSECM6, m_folder / "out.gse"),
+              ConversionStatus::Success);
+    EXPECT_EQ(ReadLines(m_folder / "out.gse"),
+              (std::vector<std::string>{wid2, sta2, "DAT2", "Al0VENl7", "CHK2       60"}));
+    ASSERT_EQ(ConvertOne(input, FileFormat::GSEINT, m_folder / "out.gse"),
+              ConversionStatus::Success);
+    EXPECT_EQ(ReadLines(m_folder / "out.gse"),
+              (std::vector<std::string>{std::string(wid2).replace(44, 3, "INT"), sta2, "DAT2",
+                                        "12 -10 16 33 9", "CHK2       60"}));
+
+    const HeaderValues values = kGseIntCodec.loadHeader(m_folder / "out.gse").at(0);
+    const std::pair<int, std::string> expected[] = {
+        {kStartTime, "2016/03/01 00:00:00.0000"},
+        {kStationCode, "STATI"},
+        {kSensorLocation, "00"},
+        {kNetworkAffiliation, "XX"},
+        {kSensorLatitude, "45.5"},
+        {kSensorLongitude, "-120.25"},
+        {kSensorElevation, "1234"},
+        {kSensorOrientation, "E"},
+        {kSensorAzimuth, "90"},
+        {kSensorIncident, "90"},
+        {kSensorSensitivity, "0.0949"},
+        {kSensorFreePeriod, "2"},
+        {kSensorType, "STS-2"},
+        {kComment, ""},
+    };
+    for (const auto& [property, value] : expected) {
+        EXPECT_EQ(values[static_cast<std::size_t>(property)], value) << property;
+    }
+}
+
+// A merge writes one block per channel; converted to a single-channel format, each block gives
+// its own file.
+TEST_F(Gse2, MergeWritesOneBlockPerChannel) {
+    const SampleList north = RandomWalk(500, 20, 1), east = RandomWalk(700, 20, 2);
+    ASSERT_TRUE(m_engine.AddFile(PsnInput("n.psn", north).string()));
+    ASSERT_TRUE(m_engine.AddFile(
+        PsnInput("e.psn", east,
+                 {"Start Time: 2020/01/01 00:00:00", "SPS: 50", "Station Code: EEE",
+                  "Sensor Latitude: -12345", "Sensor Longitude: 12.5"})
+            .string()));
+    m_engine.SetFileOutputFormat(0, FileFormat::GSECM6);
+    m_engine.SetMergeFilePath((m_folder / "both.gse").string());
+    m_engine.StartConversion();
+    ASSERT_EQ(m_engine.FileStatus(1), ConversionStatus::Success)
+        << m_engine.FileErrorText(0) << m_engine.FileErrorText(1);
+    m_engine.SetMergeFilePath("");
+
+    ASSERT_TRUE(Add(m_folder / "both.gse", FileFormat::PSNINT, m_folder / "one.psn"));
+    ASSERT_EQ(m_engine.FileChannelsCount(0), 2);
+    EXPECT_EQ(m_engine.HeaderProperty(0, 0, kStationCode), "STAT");
+    EXPECT_EQ(m_engine.HeaderProperty(0, 1, kStationCode), "EEE");
+    // A latitude out of range (SAC's "undefined") is written as unknown.
+    const auto lines = ReadLines(m_folder / "both.gse");
+    EXPECT_EQ(*std::find_if(lines.rbegin(), lines.rend(),
+                            [](const std::string& line) { return line.starts_with("STA2"); }),
+              "STA2           -99.00000   12.50000 WGS-84       -.999 0.000");
+    ASSERT_EQ(Convert(), ConversionStatus::Success);
+    EXPECT_EQ(PsnSamples(m_folder / "one1.psn"), north);
+    EXPECT_EQ(PsnSamples(m_folder / "one2.psn"), east);
+}
+
+TEST_F(Gse2, RoundTripsSampleForSample) {
+    SampleList extremes = {kMax, kMin, kMax, 0, kMin, kMin, -1, kMax};
+    extremes.insert(extremes.end(), 1000, 0);
+    extremes.insert(extremes.end(), {kMin, kMax, kMin});
+    for (const SampleList& samples : {extremes, RandomWalk(5000, 32, 3)}) {
+        for (const FileFormat format : {FileFormat::GSECM6, FileFormat::GSEINT}) {
+            ASSERT_EQ(ConvertOne(WrittenMiniSeed("rt", samples), format, m_folder / "rt.gse"),
+                      ConversionStatus::Success);
+            ASSERT_EQ(
+                ConvertOne(m_folder / "rt.gse", FileFormat::miniSeed, m_folder / "back.mseed"),
+                ConversionStatus::Success);
+            EXPECT_EQ(ReadMiniSeed(m_folder / "back.mseed"), samples);
+        }
+    }
+    // Whole numbers only: SAC's fractions are rounded half to even.
+    const auto sac = m_folder / "in.sac";
+    ASSERT_EQ(
+        ConvertOne(Input("f.psn", PsnText({"Start Time: 2020/01/01 00:00:00", "SPS: 10",
+                                           "Number of Samples: 6"},
+                                          {"0.5", "1.5", "2.5", "-1.5", "1234567.5", "3.25"})),
+                   FileFormat::SAC, sac),
+        ConversionStatus::Success)
+        << m_engine.FileErrorText(0);
+    ASSERT_EQ(ConvertOne(sac, FileFormat::GSEINT, m_folder / "f.gse"), ConversionStatus::Success);
+    EXPECT_EQ(ReadMiniSeed(m_folder / "f.gse"), (SampleList{0, 2, 2, -2, 1234568, 3}));
+    ASSERT_EQ(ConvertOne(m_folder / "f.gse", FileFormat::SAC, sac), ConversionStatus::Success);
+    EXPECT_EQ(ReadMiniSeed(sac), (SampleList{0, 2, 2, -2, 1234568, 3}));
+
+    EXPECT_EQ(ReadMiniSeed(Input("five.gse", Lines({kWid2, "DAT2", "Al0VENl7", "CHK2 60"})), true),
+              (SampleList{-12, 10, -16, -33, -9}));
+    ASSERT_TRUE(Add(m_folder / "rt.gse", FileFormat::GSECM6, m_folder / "aborted.gse"));
+    ExpectAbortAt(30);
+    ExpectAbortAt(80);
+}
+
+// Each fault gives its text and line, when the file is added or when it is converted; blocks
+// that only look odd load. Detection reads the first WID2 line only, so the faults it would
+// hide sit in a second block.
+TEST_F(Gse2, BrokenFilesGiveTheirText) {
+    const std::string data = "Al0VENl7";
+    const std::string block = Lines({kWid2, "DAT2", data, "CHK2 60"});
+    std::string lowerWid2 = kWid2;
+    std::transform(lowerWid2.begin(), lowerWid2.end(), lowerWid2.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    const std::pair<std::string, std::string> cases[] = {
+        {Lines({kWid2, "DAT2", data, "CHK2       61"}),
+         "The checksum in the file, 61, does not match the checksum of its samples, 60 (4)."},
+        {Lines({kWid2, "DAT2", "Al0VEN", "CHK2       60"}),
+         "The data end after 4 of the 5 samples announced (4)."},
+        {Lines({kWid2, "DAT2", "Al0VEN"}), "The file ends before its CHK2 line (3)."},
+        {Lines({kWid2, "DAT2", data, "Al", "CHK2 60"}),
+         "A CHK2 line should follow the 5 samples announced (4)."},
+        {Lines({kWid2, "DAT2", "Al0V#Nl7", "CHK2 60"}),
+         "The character \"#\" (code 35) is not CM6 text (3)."},
+        {Lines({kWid2, data, "CHK2 60"}), "No DAT2 line follows the WID2 line (3)."},
+        {Lines({Wid2With(49, "      5x")}),
+         "The WID2 sample count \"      5x\" is not a whole number (1)."},
+        {Lines({Wid2With(58, "        abc")}),
+         "The WID2 sampling rate \"        abc\" is not a positive number (1)."},
+        {Lines({Wid2With(58, "   0.000000")}), "is not a positive number (1)."},
+        {Lines({Wid2With(6, "2005/13/31")}),
+         "The WID2 date and time \"2005/13/31 02:33:49.850\" is not a valid time (1)."},
+        {Lines({Wid2With(70, "nonsense!!")}),
+         "The WID2 calibration \"nonsense!!\" is not a number (1)."},
+        {Lines({Wid2With(45, "INT"), "DAT2", "12 -10 16 x 9", "CHK2 60"}),
+         "The INT sample \"x\" is not a 32-bit integer (3)."},
+        {block + Lines({Wid2With(45, "CM8")}), "The WID2 data type \"CM8\" is not CM6 or INT (5)."},
+        {block + Lines({"WID2 2005/08/31"}), "is not a valid time (5)."},
+        {block + Lines({"WID2"}), "The WID2 date and time"},
+        // Accepted: a negative checksum, LF CR line ends, a WID2 line continued after a
+        // backslash, blank padding, a STA2 line of placeholders, a STOP line after the block,
+        // the line names in lower case.
+        {Lines({kWid2, "STA2           -99.0000  -999.00000              -.999 -.999", "DAT2",
+                data + "      ", "CHK2      -60", "STOP"},
+               "\n\r"),
+         ""},
+        {Lines({kWid2.substr(0, 79) + "\\", kWid2.substr(79), "DAT2", data, "CHK2 60"}), ""},
+        {Lines({lowerWid2, "dat2", data, "chk2 60"}), ""},
+        // CM6 text that begins with the letters CHK2 is data: 14, 25, 30, 39.
+        {Lines({Wid2With(49, "       4"), "DAT2", "CHK2", "CHK2      108"}), ""},
+    };
+    for (const auto& [text, message] : cases) {
+        ExpectFault("bad.gse", text, message);
+    }
+    EXPECT_EQ(ReadMiniSeed(m_folder / "bad.gse"), (SampleList{14, 25, 30, 39}));
+
+    // A file cut short after it was added fails its conversion.
+    const auto spoiled = Input("spoiled.gse", block);
+    ASSERT_TRUE(Add(spoiled, FileFormat::miniSeed, m_folder / "spoiled.mseed"));
+    WriteFile(spoiled, Lines({kWid2, "DAT2", "Al0VEN"}));
+    ExpectFailure("The file ends after 4 of the 5 samples announced (3).");
+}
+
+TEST_F(Gse2, DamagedFilesFailCleanly) {
+    ASSERT_EQ(ConvertOne(PsnInput("v.psn", RandomWalk(2000, 30, 6)), FileFormat::GSECM6,
+                         m_folder / "valid.gse"),
+              ConversionStatus::Success);
+    ExpectDamagedCopiesFailCleanly(ReadFile(m_folder / "valid.gse"), "d.gse", 5);
+}
+
+} // namespace
+} // namespace vibrex::test

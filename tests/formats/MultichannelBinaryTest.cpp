@@ -1,0 +1,559 @@
+#include "engine/Codec.h"
+#include "formats/ConversionTest.h"
+#include "io/ByteOrder.h"
+#include "io/Numbers.h"
+#include "io/TimeText.h"
+
+#include <array>
+#include <bit>
+#include <cstdio>
+#include <functional>
+#include <gtest/gtest.h>
+#include <map>
+#include <random>
+
+// SEG2, Seismic Unix and Seisan: the multichannel binary formats, read from real recordings,
+// written from merges, and read back.
+namespace vibrex::test {
+namespace {
+
+struct Multichannel {
+    FileFormat format;
+    std::string manifestName; // the format column of MANIFEST.tsv
+    const FormatCodec* codec;
+};
+
+const Multichannel kFormats[] = {
+    {FileFormat::SEG2, "SEG-2", &kSeg2Codec},
+    {FileFormat::SU, "Seismic Unix", &kSuCodec},
+    {FileFormat::Seisan, "SEISAN", &kSeisanCodec},
+};
+
+// The refusal of a file's header loader; empty when it loads.
+std::string Refusal(const Multichannel& format, const std::filesystem::path& path) {
+    try {
+        format.codec->loadHeader(path);
+    } catch (const HeaderLoadError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+// "2013-01-07T10:30:41.000000" and "2013/01/07 10:30:41.0000" both as a time.
+std::optional<PreciseTime> TimeOf(std::string text) {
+    std::replace(text.begin(), text.end(), '-', '/');
+    std::replace(text.begin(), text.end(), 'T', ' ');
+    return ParseTimeText(text);
+}
+
+std::vector<std::string> Texts(const SampleList& samples) {
+    std::vector<std::string> texts;
+    for (const std::int32_t sample : samples) {
+        texts.push_back(std::to_string(sample));
+    }
+    return texts;
+}
+
+class MultichannelBinary : public ConversionTest {
+protected:
+    // Merges the inputs into one file of the format; false when the merge did not succeed.
+    bool Merge(const std::vector<std::filesystem::path>& inputs, FileFormat format,
+               const std::filesystem::path& output) {
+        while (m_engine.FilesCount() > 0) {
+            m_engine.RemoveFile(0);
+        }
+        for (const auto& input : inputs) {
+            if (!m_engine.AddFile(input.string())) {
+                return false;
+            }
+            m_engine.SetFileOutputFormat(m_engine.FilesCount() - 1, format);
+        }
+        m_engine.SetMergeFilePath(output.string());
+        m_engine.SetDataInversion(false);
+        m_engine.StartConversion();
+        m_engine.SetMergeFilePath({});
+        return m_engine.FileStatus(0) == ConversionStatus::Success;
+    }
+
+    // Each channel's sample lines, through PSN text outputs.
+    std::vector<std::vector<std::string>> ChannelSamples(const std::filesystem::path& input) {
+        const auto output = m_folder / "channels.psn";
+        EXPECT_EQ(ConvertOne(input, FileFormat::PSNINT, output), ConversionStatus::Success);
+        const int channels = m_engine.FileChannelsCount(0);
+        std::vector<std::vector<std::string>> samples;
+        for (int channel = 1; channel <= channels; ++channel) {
+            samples.push_back(DataLines(
+                channels == 1 ? output
+                              : m_folder / ("channels" + std::to_string(channel) + ".psn")));
+        }
+        return samples;
+    }
+
+    // The bytes of `samples` twice, as two channels of their own start and rate merged into the
+    // file "two" of the format.
+    std::string TwoChannels(const SampleList& samples, FileFormat format) {
+        EXPECT_TRUE(Merge({Channel("TWOE.psn", Texts(samples), "2001/01/13 17:42:24.9240", "20"),
+                           Channel("TWON.psn", Texts(samples), "2001/01/13 17:42:25.0000", "50")},
+                          format, m_folder / "two"));
+        return ReadFile(m_folder / "two");
+    }
+
+    // A PSN input of the samples, with its own start, rate and station.
+    std::filesystem::path Channel(const std::string& name, const std::vector<std::string>& samples,
+                                  const std::string& start, const std::string& rate) {
+        return Input(name, PsnText({"Start Time: " + start, "SPS: " + rate,
+                                    "Number of Samples: " + std::to_string(samples.size()),
+                                    "Station Code: " + name.substr(0, 3),
+                                    "Component Name: HH" + name.substr(3, 1),
+                                    "Network Affiliation: XX", "Offset: 25"},
+                                   samples));
+    }
+};
+
+// The data format code of a SEG2 file's first trace.
+int Seg2FormatCode(const std::string& bytes) {
+    const auto* at = reinterpret_cast<const unsigned char*>(bytes.data());
+    return at[LoadAs<std::uint32_t>(at + 32, ByteOrder::Little) + 12];
+}
+
+// POSITIVE files load with the recorded channels, header values and samples; NEGATIVE ones are
+// refused when added.
+TEST_F(MultichannelBinary, RealFilesBehaveAsTheManifestSays) {
+    const auto folder = TestDataFolder();
+    if (folder.empty()) {
+        GTEST_SKIP() << "no test data folder";
+    }
+    int rows = 0;
+    for (const Multichannel& format : kFormats) {
+        std::string loaded;
+        std::vector<std::vector<std::string>> samples;
+        for (const auto& row : ManifestRows(folder)) {
+            if (row.size() < 22 || row[1] != format.manifestName) {
+                continue;
+            }
+            ++rows;
+            SCOPED_TRACE(row[0] + " channel " + row[18]);
+            const auto path = folder / row[0];
+            if (row[21].starts_with("NEGATIVE")) {
+                EXPECT_NE(GuessFileFormat(path), format.format);
+                EXPECT_FALSE(m_engine.AddFile(path.string()));
+                continue;
+            }
+            if (loaded != row[0]) {
+                loaded = row[0];
+                samples = ChannelSamples(path);
+                ASSERT_EQ(std::to_string(m_engine.FileChannelsCount(0)), row[4]);
+            }
+            const int channel = std::stoi(row[18]) - 1;
+            const auto value = [&](int property) {
+                return m_engine.HeaderProperty(0, channel, property);
+            };
+            EXPECT_EQ(value(kStationCode) + "|" + value(kNetworkAffiliation) + "|" +
+                          value(kSensorLocation) + "|" + value(kComponentName) + "|" +
+                          value(kNumberOfSamples),
+                      row[5] + "|" + row[6] + "|" + row[7] + "|" + row[8] + "|" + row[9]);
+            EXPECT_EQ(ParseNumber(value(kSps)), ParseNumber(row[10]));
+            EXPECT_EQ(TimeOf(value(kStartTime)), TimeOf(row[11]));
+            ExpectManifestSamples(samples.at(static_cast<std::size_t>(channel)), row);
+        }
+    }
+    EXPECT_GT(rows, 40);
+}
+
+// Three channels of their own start, rate and length merge into each format and read back
+// sample for sample, each with its own header; a second trip through the written file gives
+// the very same file.
+TEST_F(MultichannelBinary, MergedChannelsKeepTheirOwnHeaders) {
+    const SampleList east = RandomWalk(700, 14, 1); // whole floats too, for SU
+    const SampleList north = RandomWalk(450, 20, 2);
+    const SampleList vertical = RandomWalk(1000, 8, 3);
+    const std::vector<std::filesystem::path> inputs = {
+        Channel("ABCE.psn", Texts(east), "2016/02/29 23:59:58.1230", "100"),
+        Channel("ABCN.psn", Texts(north), "2016/03/01 00:00:01.5000", "50"),
+        Channel("ABCZ.psn", Texts(vertical), "2016/02/29 23:59:59.0000", "250")};
+    const std::vector<std::vector<std::string>> expected = {Texts(east), Texts(north),
+                                                            Texts(vertical)};
+    for (const Multichannel& format : kFormats) {
+        SCOPED_TRACE(format.manifestName);
+        const auto merged = m_folder / "merged";
+        ASSERT_TRUE(Merge(inputs, format.format, merged));
+        EXPECT_EQ(GuessFileFormat(merged), format.format);
+        EXPECT_EQ(ChannelSamples(merged), expected);
+        const HeaderValues values = format.codec->loadHeader(merged).at(1);
+        EXPECT_EQ(values[kNumberOfSamples] + " " + values[kSps], "450 50");
+        // Seisan keeps milliseconds, SU whole seconds.
+        EXPECT_EQ(values[kStartTime],
+                  "2016/03/01 00:00:01." +
+                      std::string(format.format == FileFormat::SU ? "0000" : "5000"));
+        if (format.format == FileFormat::Seisan) {
+            EXPECT_EQ(values[kStationCode] + values[kComponentName] + values[kNetworkAffiliation],
+                      "ABCHHNXX");
+        } else {
+            EXPECT_EQ(values[kOffset], "25");
+        }
+        const std::string written = ReadFile(merged);
+        ASSERT_EQ(ConvertOne(merged, format.format, m_folder / "again"), ConversionStatus::Success);
+        EXPECT_EQ(ReadFile(m_folder / "again"), written);
+    }
+}
+
+// Through another format and back: miniSEED to SEG2 to miniSEED, SAC to SU to SAC and Seisan
+// to miniSEED to Seisan give the samples exactly; SEG2 writes integers beyond 2^24 exactly and
+// turns to floats from the first fraction on, the integers before it included.
+TEST_F(MultichannelBinary, RoundTripsThroughOtherFormats) {
+    const SampleList samples = RandomWalk(3000, 31, 4);
+    const auto mseed = WrittenMiniSeed("walk", samples);
+    ASSERT_EQ(ConvertOne(mseed, FileFormat::SEG2, m_folder / "walk.seg2"),
+              ConversionStatus::Success);
+    EXPECT_EQ(Seg2FormatCode(ReadFile(m_folder / "walk.seg2")), 2);
+    ASSERT_EQ(ConvertOne(m_folder / "walk.seg2", FileFormat::miniSeed, m_folder / "back.mseed"),
+              ConversionStatus::Success);
+    EXPECT_EQ(ReadMiniSeed(m_folder / "back.mseed"), samples);
+
+    const std::vector<std::string> floats = {"0.1",      "1e-45",     "-3.4028235e+38",
+                                             "16777216", "123456.79", "-1.1754944e-38"};
+    const std::vector<std::string> mixed = {"16777217", "-5", "0.5", "3"};
+    const auto sac = m_folder / "floats.sac";
+    ASSERT_EQ(
+        ConvertOne(Channel("FLTZ.psn", floats, "2020/01/01 00:00:00", "100"), FileFormat::SAC, sac),
+        ConversionStatus::Success);
+    ASSERT_EQ(ConvertOne(sac, FileFormat::SU, m_folder / "floats.su"), ConversionStatus::Success);
+    ASSERT_EQ(ConvertOne(m_folder / "floats.su", FileFormat::SAC, m_folder / "back.sac"),
+              ConversionStatus::Success);
+    EXPECT_EQ(ReadFile(m_folder / "back.sac").substr(632), ReadFile(sac).substr(632));
+    const auto sacSamples = ChannelSamples(sac).at(0);
+    ASSERT_TRUE(Merge({Channel("MIXZ.psn", mixed, "2020/01/01 00:00:00", "100"), sac},
+                      FileFormat::SEG2, m_folder / "mixed.seg2"));
+    const std::vector<std::string> mixedAsFloats = {"16777216", "-5", "0.5", "3"};
+    EXPECT_EQ(ChannelSamples(m_folder / "mixed.seg2"),
+              (std::vector<std::vector<std::string>>{mixedAsFloats, sacSamples}));
+
+    const SampleList a = RandomWalk(900, 31, 5), b = RandomWalk(300, 12, 6);
+    ASSERT_TRUE(Merge({Channel("SEIE.psn", Texts(a), "2001/01/13 17:42:24.9240", "20"),
+                       Channel("SEIN.psn", Texts(b), "2001/01/13 17:45:01.9990", "1"),
+                       Channel("SEIZ.psn", Texts(a), "2001/01/13 17:42:24.9240", "200")},
+                      FileFormat::Seisan, m_folder / "three.seisan"));
+    const auto seisan = ChannelSamples(m_folder / "three.seisan");
+    ASSERT_EQ(ConvertOne(m_folder / "three.seisan", FileFormat::miniSeed, m_folder / "part.mseed"),
+              ConversionStatus::Success);
+    ASSERT_TRUE(
+        Merge({m_folder / "part1.mseed", m_folder / "part2.mseed", m_folder / "part3.mseed"},
+              FileFormat::Seisan, m_folder / "again.seisan"));
+    EXPECT_EQ(ChannelSamples(m_folder / "again.seisan"), seisan);
+    EXPECT_EQ(kSeisanCodec.loadHeader(m_folder / "again.seisan"),
+              kSeisanCodec.loadHeader(m_folder / "three.seisan"));
+}
+
+void PutWord(std::string& bytes, std::size_t at, std::uint32_t value) {
+    StoreAs(reinterpret_cast<unsigned char*>(bytes.data() + at), value, ByteOrder::Little);
+}
+
+std::uint32_t WordAt(const std::string& bytes, std::size_t at) {
+    return LoadAs<std::uint32_t>(reinterpret_cast<const unsigned char*>(bytes.data() + at),
+                                 ByteOrder::Little);
+}
+
+// Where the files of DamagedFiles lie: the written channels have 700, 450 and 1000 samples.
+constexpr std::size_t kSeg2Pointer2 = 36;
+constexpr std::size_t kSuTrace2 = 240 + 700 * 4;
+constexpr std::size_t kSeisanChannel1 = 12 * 88 + 4; // after twelve 80-character records
+constexpr std::size_t kSeisanData1 = kSeisanChannel1 + 1040 + 4;
+
+struct Damage {
+    FileFormat format;
+    std::string refusal; // the end of the loader's text
+    std::function<void(std::string&)> damage;
+};
+
+std::function<void(std::string&)> CutTo(std::size_t size) {
+    return [size](std::string& bytes) { bytes.resize(std::min(size, bytes.size())); };
+}
+
+std::function<void(std::string&)> Replace(std::size_t at, std::string text) {
+    return [at, text](std::string& bytes) { bytes.replace(at, text.size(), text); };
+}
+
+std::function<void(std::string&)> Seg2Trace1(std::size_t field, std::uint32_t value) {
+    return [field, value](std::string& bytes) { PutWord(bytes, WordAt(bytes, 32) + field, value); };
+}
+
+const std::vector<Damage> kDamages = {
+    {FileFormat::SEG2, "The file descriptor block lies past the end of the file", CutTo(20)},
+    {FileFormat::SEG2, "The samples of a trace run past the end of the file (3)",
+     [](std::string& bytes) { bytes.resize(bytes.size() - 10); }},
+    {FileFormat::SEG2, "A trace descriptor block lies past the end of the file (2)",
+     [](std::string& bytes) { PutWord(bytes, kSeg2Pointer2, 0x7FFFFFF0); }},
+    {FileFormat::SEG2, "A trace pointer leads to no trace descriptor block (2)",
+     [](std::string& bytes) { PutWord(bytes, kSeg2Pointer2, 0); }},
+    {FileFormat::SEG2, "The samples of a trace run past the end of the file (1)",
+     Seg2Trace1(8, 0x10000000)},
+    {FileFormat::SEG2, "A trace has the unknown data format code 7 (1)", Seg2Trace1(12, 7)},
+    {FileFormat::SEG2, "announces 3 traces in 8 bytes of trace pointers",
+     [](std::string& bytes) { bytes[4] = 8; }},
+    {FileFormat::SU, "The samples of a trace run past the end of the file (3)",
+     [](std::string& bytes) { bytes.resize(bytes.size() - 10); }},
+    {FileFormat::SU, "The file ends inside a trace header (2)", CutTo(kSuTrace2 + 100)},
+    {FileFormat::SU, "The samples of a trace run past the end of the file (1)",
+     Replace(114, std::string("\x30\x75", 2))}, // 30000 samples
+    {FileFormat::Seisan, "The file ends inside a record (18)",
+     [](std::string& bytes) { bytes.resize(bytes.size() - 10); }},
+    {FileFormat::Seisan, "The main header gives no number of channels (1)", Replace(4 + 30, "  0")},
+    {FileFormat::Seisan, "The channel header's rate \"abcdefg\" is not a number (13)",
+     Replace(kSeisanChannel1 + 36, "abcdefg")},
+    {FileFormat::Seisan, "The channel header's number of samples \"9.9e+99\" is out of range (13)",
+     Replace(kSeisanChannel1 + 43, "9.9e+99")},
+    {FileFormat::Seisan, "The channel header's hour \"-1\" is out of range (13)",
+     Replace(kSeisanChannel1 + 23, "-1")},
+    {FileFormat::Seisan, "The channel header's year \"9e9\" is out of range (13)",
+     Replace(kSeisanChannel1 + 9, "9e9")},
+    {FileFormat::Seisan,
+     "The data record of 2800 bytes does not hold the channel's 699 samples (14)",
+     Replace(kSeisanChannel1 + 43, "    699")},
+    {FileFormat::Seisan, "A record's end marker differs from its start marker (14)",
+     [](std::string& bytes) { PutWord(bytes, kSeisanData1, 2796); }},
+    {FileFormat::Seisan, "A record marker is out of range (14)",
+     [](std::string& bytes) { PutWord(bytes, kSeisanData1, 0x7FFFFFFF); }},
+};
+
+// Damaged files are refused when added, with a text that says what is wrong and where; bytes
+// damaged at random never crash the loader or the reader.
+TEST_F(MultichannelBinary, DamagedFilesAreRefusedWithTheirCause) {
+    const std::vector<std::filesystem::path> inputs = {
+        Channel("DMGE.psn", Texts(RandomWalk(700, 20, 7)), "2019/05/01 12:00:00", "100"),
+        Channel("DMGN.psn", Texts(RandomWalk(450, 20, 8)), "2019/05/01 12:00:00", "100"),
+        Channel("DMGZ.psn", Texts(RandomWalk(1000, 20, 9)), "2019/05/01 12:00:00", "100")};
+    std::map<FileFormat, std::string> written;
+    for (const Multichannel& format : kFormats) {
+        ASSERT_TRUE(Merge(inputs, format.format, m_folder / "whole"));
+        written[format.format] = ReadFile(m_folder / "whole");
+    }
+    const auto codecOf = [](FileFormat format) {
+        return *std::find_if(std::begin(kFormats), std::end(kFormats),
+                             [&](const Multichannel& entry) { return entry.format == format; });
+    };
+    for (const Damage& damage : kDamages) {
+        std::string bytes = written[damage.format];
+        damage.damage(bytes);
+        const std::string refusal = Refusal(codecOf(damage.format), Input("damaged", bytes));
+        EXPECT_TRUE(refusal.ends_with(damage.refusal)) << refusal << "\n" << damage.refusal;
+    }
+    std::mt19937 random(11);
+    for (const Multichannel& format : kFormats) {
+        for (int trial = 0; trial < 50; ++trial) {
+            std::string bytes = written[format.format];
+            for (int hit = 0; hit < 4; ++hit) {
+                bytes[random() % std::min<std::size_t>(bytes.size(), 2400)] =
+                    static_cast<char>(random());
+            }
+            if (trial % 5 == 0) {
+                bytes.resize(random() % bytes.size());
+            }
+            const auto damaged = Input("damaged", bytes);
+            if (Refusal(format, damaged).empty()) {
+                const auto status = ConvertOne(damaged, FileFormat::PSNINT, m_folder / "out.psn");
+                EXPECT_NE(status, ConversionStatus::Aborted);
+            }
+        }
+    }
+}
+
+// A Seisan file as other writers lay it out: markers of `markerSize` bytes and samples of
+// `sampleSize` bytes in `order`, the samples scaled by `gain` where one is given.
+struct SeisanVariant {
+    ByteOrder order;
+    std::size_t markerSize;
+    std::size_t sampleSize;
+    std::string gain;
+};
+
+std::string Number(std::uint64_t value, std::size_t size, ByteOrder order) {
+    std::string bytes(size, '\0');
+    auto* at = reinterpret_cast<unsigned char*>(bytes.data());
+    if (size == 2) {
+        StoreAs(at, static_cast<std::uint16_t>(value), order);
+    } else if (size == 4) {
+        StoreAs(at, static_cast<std::uint32_t>(value), order);
+    } else {
+        StoreAs(at, value, order);
+    }
+    return bytes;
+}
+
+// Rewrites a file Vibrex wrote (little-endian, 4-byte markers and samples, twelve main header
+// records) in the variant's layout.
+std::string Reframed(const std::string& written, const SeisanVariant& variant) {
+    std::string bytes;
+    for (std::size_t at = 0, record = 0; at < written.size(); ++record) {
+        const std::uint32_t length = WordAt(written, at);
+        std::string payload = written.substr(at + 4, length);
+        at += length + 8;
+        if (record >= 12 && record % 2 == 0 && !variant.gain.empty()) {
+            payload.replace(75, 1, "G");
+            payload.replace(147 + 12 - variant.gain.size(), variant.gain.size(), variant.gain);
+        } else if (record >= 12 && record % 2 == 1) {
+            std::string samples;
+            for (std::size_t i = 0; i < payload.size(); i += 4) {
+                samples += Number(WordAt(payload, i), variant.sampleSize, variant.order);
+            }
+            payload = samples;
+        }
+        const std::string marker = Number(payload.size(), variant.markerSize, variant.order);
+        bytes += marker + payload + marker;
+    }
+    return bytes;
+}
+
+// Both byte orders, 4- and 8-byte markers, 2- and 4-byte samples and the gain factor read as
+// the same channels with the same samples.
+TEST_F(MultichannelBinary, SeisanVariantsReadAlike) {
+    const SampleList samples = RandomWalk(500, 8, 14); // within 16 bits
+    const std::string written = TwoChannels(samples, FileFormat::Seisan);
+    const auto headers = kSeisanCodec.loadHeader(m_folder / "two");
+    const std::vector<SeisanVariant> variants = {
+        {ByteOrder::Big, 4, 4, ""},    {ByteOrder::Big, 4, 2, ""}, {ByteOrder::Little, 8, 4, ""},
+        {ByteOrder::Little, 4, 2, ""}, {ByteOrder::Big, 8, 2, ""}, {ByteOrder::Little, 4, 4, "0.5"},
+    };
+    for (const SeisanVariant& variant : variants) {
+        SCOPED_TRACE(std::to_string(variant.markerSize) + "-byte markers, " +
+                     std::to_string(variant.sampleSize) + "-byte samples, gain " + variant.gain);
+        const auto path = Input("variant.seisan", Reframed(written, variant));
+        EXPECT_EQ(kSeisanCodec.loadHeader(path), headers);
+        if (GuessFileFormat(path) != FileFormat::Seisan) {
+            continue; // 8-byte big-endian markers start with four zero bytes, no Seisan marker
+        }
+        std::vector<std::string> expected;
+        for (const std::int32_t sample : samples) {
+            expected.push_back(variant.gain.empty() ? std::to_string(sample)
+                                                    : NumberToText(sample * 0.5));
+        }
+        EXPECT_EQ(ChannelSamples(path), (std::vector{expected, expected}));
+    }
+}
+
+std::uint16_t HalfWordAt(const std::string& bytes, std::size_t at) {
+    return LoadAs<std::uint16_t>(reinterpret_cast<const unsigned char*>(bytes.data() + at),
+                                 ByteOrder::Little);
+}
+
+// A SEG2 string section of Vibrex's (little-endian lengths) with its lengths in `order`.
+std::string Seg2Strings(std::string section, ByteOrder order) {
+    for (std::size_t at = 0; at + 2 <= section.size();) {
+        const std::uint16_t length = HalfWordAt(section, at);
+        section.replace(at, 2, Number(length, 2, order));
+        if (length < 2) {
+            break;
+        }
+        at += length;
+    }
+    return section;
+}
+
+// A SEG2 file Vibrex wrote (little-endian, 32-bit integers) in `order` with samples of the
+// data format `code`: 1 16-bit integers, 2 32-bit integers, 4 and 5 32- and 64-bit floats.
+std::string Seg2Variant(const std::string& written, ByteOrder order, int code) {
+    const std::size_t traces = HalfWordAt(written, 6);
+    const std::size_t firstTrace = WordAt(written, 32);
+    std::string bytes;
+    for (const std::size_t field : {0, 2, 4, 6}) {
+        bytes += Number(HalfWordAt(written, field), 2, order);
+    }
+    bytes += written.substr(8, 24 + 4 * traces);
+    bytes += Seg2Strings(written.substr(32 + 4 * traces, firstTrace - 32 - 4 * traces), order);
+    const std::size_t sampleSize = code == 1 ? 2 : code == 5 ? 8 : 4;
+    for (std::size_t trace = 0; trace < traces; ++trace) {
+        const std::size_t start = WordAt(written, 32 + 4 * trace);
+        const std::size_t blockSize = HalfWordAt(written, start + 2);
+        const std::size_t count = WordAt(written, start + 8);
+        bytes.replace(32 + 4 * trace, 4, Number(bytes.size(), 4, order));
+        bytes += Number(0x4422, 2, order) + Number(blockSize, 2, order) +
+                 Number(count * sampleSize, 4, order) + Number(count, 4, order) +
+                 static_cast<char>(code) + std::string(19, '\0');
+        bytes += Seg2Strings(written.substr(start + 32, blockSize - 32), order);
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto sample =
+                static_cast<std::int32_t>(WordAt(written, start + blockSize + 4 * i));
+            const std::uint64_t bits =
+                code == 4   ? std::bit_cast<std::uint32_t>(static_cast<float>(sample))
+                : code == 5 ? std::bit_cast<std::uint64_t>(static_cast<double>(sample))
+                            : static_cast<std::uint32_t>(sample);
+            bytes += Number(bits, sampleSize, order);
+        }
+    }
+    return bytes;
+}
+
+// SEG2 in every data format but the 20-bit one (a real recording has it) reads as the same
+// channels with the same samples; big-endian files load alike, though detection takes none.
+TEST_F(MultichannelBinary, Seg2VariantsReadAlike) {
+    const SampleList samples = RandomWalk(400, 8, 15); // within 16 bits
+    const std::string written = TwoChannels(samples, FileFormat::SEG2);
+    const auto headers = kSeg2Codec.loadHeader(m_folder / "two");
+    for (const ByteOrder order : {ByteOrder::Little, ByteOrder::Big}) {
+        for (const int code : {1, 2, 4, 5}) {
+            SCOPED_TRACE("data format " + std::to_string(code));
+            const auto path = Input("variant.seg2", Seg2Variant(written, order, code));
+            EXPECT_EQ(kSeg2Codec.loadHeader(path), headers);
+            if (order == ByteOrder::Little) {
+                EXPECT_EQ(ChannelSamples(path), (std::vector{Texts(samples), Texts(samples)}));
+            }
+        }
+    }
+}
+
+// Polarity inversion negates every sample each reader gives.
+TEST_F(MultichannelBinary, InversionNegatesEverySample) {
+    const SampleList samples = RandomWalk(300, 20, 16);
+    SampleList negated;
+    for (const std::int32_t sample : samples) {
+        negated.push_back(-sample);
+    }
+    for (const Multichannel& format : kFormats) {
+        SCOPED_TRACE(format.manifestName);
+        ASSERT_TRUE(Merge({Channel("INVE.psn", Texts(samples), "2019/05/01 12:00:00", "100"),
+                           Channel("INVN.psn", Texts(negated), "2019/05/01 12:00:00", "100")},
+                          format.format, m_folder / "whole"));
+        ASSERT_EQ(ConvertOne(m_folder / "whole", FileFormat::PSNINT, m_folder / "inv.psn", true),
+                  ConversionStatus::Success);
+        EXPECT_EQ(DataLines(m_folder / "inv1.psn"), Texts(negated));
+        EXPECT_EQ(DataLines(m_folder / "inv2.psn"), Texts(samples));
+    }
+}
+
+// Aborting stops the reader, or the writer, of each format and leaves no file behind.
+TEST_F(MultichannelBinary, AbortStopsEitherStage) {
+    const std::vector<std::string> samples = Texts(RandomWalk(3000, 12, 13));
+    const std::vector<std::filesystem::path> inputs = {
+        Channel("ABTE.psn", samples, "2019/05/01 12:00:00", "100"),
+        Channel("ABTN.psn", samples, "2019/05/01 12:00:00", "100")};
+    for (const Multichannel& format : kFormats) {
+        SCOPED_TRACE(format.manifestName);
+        ASSERT_TRUE(Merge(inputs, format.format, m_folder / "whole"));
+        ASSERT_TRUE(Add(m_folder / "whole", format.format, m_folder / "again"));
+        ExpectAbortAt(10);
+        ExpectAbortAt(60);
+    }
+}
+
+// What a format cannot hold is refused with the reason, or cut as the user was warned: SU has
+// no interval for 10 or 300 samples per second and takes 32767 samples a trace.
+TEST_F(MultichannelBinary, LimitsAreRefusedOrCutAsStated) {
+    const std::vector<std::string> few = {"1", "2", "3"};
+    for (const char* rate : {"10", "300"}) {
+        ASSERT_TRUE(Add(Channel("RATZ.psn", few, "2020/01/01 00:00:00", rate), FileFormat::SU,
+                        m_folder / "rate.su"));
+        ExpectFailure("A rate of " + std::string(rate) +
+                      " samples per second cannot be written in SU, whose sampling interval is a "
+                      "whole number of microseconds from 1 to 65535.");
+    }
+    const std::vector<std::string> longer = Texts(RandomWalk(40000, 16, 10));
+    ASSERT_EQ(ConvertOne(Channel("LONZ.psn", longer, "2020/01/01 00:00:00", "1000"), FileFormat::SU,
+                         m_folder / "long.su"),
+              ConversionStatus::Success);
+    EXPECT_EQ(m_engine.GoodSamplesCount(0), 32767);
+    EXPECT_EQ(ChannelSamples(m_folder / "long.su").at(0),
+              std::vector(longer.begin(), longer.begin() + 32767));
+    EXPECT_EQ(kSuCodec.loadHeader(m_folder / "long.su").at(0)[kNumberOfSamples], "32767");
+}
+
+} // namespace
+} // namespace vibrex::test

@@ -1,0 +1,319 @@
+#include "engine/Codec.h"
+#include "formats/ConversionTest.h"
+#include "io/Numbers.h"
+#include "io/TimeText.h"
+
+#include <gtest/gtest.h>
+#include <map>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace vibrex::test {
+namespace {
+
+const std::string kIdentification = "SESAME ASCII data format (saf) v. 1";
+
+// A SAF file: the identification line, the header lines, the separator, the data rows.
+std::string SafText(const std::vector<std::string>& header, const std::vector<std::string>& rows,
+                    const std::string& separator = "####--------------------") {
+    std::string text = kIdentification + "\r\n";
+    for (const std::string& line : header) {
+        text += line + "\r\n";
+    }
+    text += separator + "\r\n";
+    for (const std::string& row : rows) {
+        text += row + "\r\n";
+    }
+    return text;
+}
+
+// A header that reads: three channels of two samples at 50 per second.
+const std::vector<std::string> kPlainHeader = {"STA_CODE = ABC", "START_TIME = 2021 1 2 3 4 5",
+                                               "SAMP_FREQ = 50", "NDAT = 2"};
+
+std::vector<HeaderValues> LoadSaf(const std::filesystem::path& path) {
+    return kSafCodec.loadHeader(path);
+}
+
+class Saf : public ConversionTest {
+protected:
+    // A single-channel PSN input of the samples under the header lines.
+    std::filesystem::path Channel(const std::string& name, std::vector<std::string> header,
+                                  const std::vector<std::string>& samples) {
+        header.push_back("Number of Samples: " + std::to_string(samples.size()));
+        return Input(name, PsnText(header, samples));
+    }
+
+    // Channels of two samples at 100 per second, the third of `rows`, each with a header line
+    // of `changes` added.
+    std::vector<std::filesystem::path> Channels(const std::vector<std::string>& changes,
+                                                std::size_t rows = 2, std::size_t count = 3) {
+        std::vector<std::filesystem::path> inputs;
+        for (std::size_t c = 0; c < count; ++c) {
+            std::vector<std::string> header = {"Start Time: 2021/03/04 05:06:07.25", "SPS: 100"};
+            if (c < changes.size() && !changes[c].empty()) {
+                header.push_back(changes[c]);
+            }
+            inputs.push_back(Channel("c" + std::to_string(c) + ".psn", header,
+                                     std::vector<std::string>(c == 2 ? rows : 2, "1")));
+        }
+        return inputs;
+    }
+};
+
+// The real recording of the test data loads with the recorded header values and converts with
+// the recorded samples, column by column.
+TEST_F(Saf, RealFileBehavesAsTheManifestSays) {
+    const auto testData = TestDataFolder();
+    if (testData.empty()) {
+        GTEST_SKIP() << "no test data folder";
+    }
+    int positives = 0;
+    for (const auto& row : ManifestRows(testData)) {
+        if (row.size() < 22 || row[1] != "SAF" || !row[21].starts_with("POSITIVE")) {
+            continue;
+        }
+        ++positives;
+        SCOPED_TRACE(row[0] + " channel " + row[18]);
+        const auto input = testData / row[0];
+        const int channel = std::stoi(row[18]) - 1;
+        const HeaderValues values = LoadSaf(input).at(static_cast<std::size_t>(channel));
+        EXPECT_EQ(values[kStationCode] + "|" + values[kComponentName] + "|" +
+                      values[kNumberOfSamples],
+                  row[5] + "|" + row[8] + "|" + row[9]);
+        EXPECT_EQ(ParseNumber(values[kSps]), ParseNumber(row[10]));
+        std::string start = row[11]; // 2021-11-22T13:31:10.000
+        start.replace(10, 1, " ");
+        EXPECT_EQ(ParseTimeText(values[kStartTime]), ParseTimeText(start));
+
+        const auto output = m_folder / ("out" + std::to_string(channel + 1) + ".psn");
+        ASSERT_EQ(ConvertOne(input, FileFormat::PSNINT, m_folder / "out.psn"),
+                  ConversionStatus::Success);
+        const auto samples = DataLines(output);
+        ASSERT_EQ(std::to_string(samples.size()), row[9]);
+        std::stringstream expected(row[12] + " " + row[13]); // the first five, the last
+        for (const std::size_t i : {0ul, 1ul, 2ul, 3ul, 4ul, samples.size() - 1}) {
+            std::string text;
+            expected >> text;
+            EXPECT_EQ(samples[i], text) << "sample " << i;
+        }
+    }
+    EXPECT_EQ(positives, 3);
+}
+
+// What other writers put in a header reads: keys in any case or with a colon, unpadded dates with
+// fractional seconds, several blanks, extra keywords and free lines, the properties kept in
+// comments; a comment holding a keyword SAF has is left alone.
+TEST_F(Saf, LenientHeaderReading) {
+    struct Case {
+        std::vector<std::string> header;
+        std::string separator;
+        std::map<std::pair<int, int>, std::string> expected; // (channel, property) -> value
+    };
+    const Case cases[] = {
+        {{"start_time =  2004 1 5   3 4  2.5", "Samp_Freq=100", "ndat = 0000000002"},
+         "####--------------------",
+         {{{0, kStartTime}, "2004/01/05 03:04:02.5000"},
+          {{2, kSps}, "100"},
+          {{1, kNumberOfSamples}, "2"}}},
+        {{"STA_CODE: AB C", "NDAT: 2", "UNITS :m/s", "START_TIME = 20May2019_131046"},
+         "####------------------------------------------- ",
+         {{{1, kStationCode}, "AB C"},
+          {{2, kSensorMeasurementUnit}, "m/s"},
+          {{0, kStartTime}, "20May2019_131046"}}},
+        {{"NDAT = 2", "VOLTAGE GAIN = 0.00080566", "Recording channels :  1  2  3",
+          "NORTH_ROT = 30", "CH0_ID = S Z", "CH2_ID = E", "# STA_CODE = OLD", "SENSOR_TYPE = Vel",
+          "# CH1_NORTH_ROT = 31", "# SENSOR_ID = S-7", "# CH2_CH_GAIN = 4", "# CH_GAIN = 2",
+          "# SENSOR_DAMPING = 0.7"},
+         "####--------------------",
+         {{{0, kSensorOrientation}, ""},
+          {{1, kSensorOrientation}, "31"},
+          {{2, kSensorOrientation}, "30"},
+          {{0, kComponentName}, "S Z"},
+          {{1, kComponentName}, ""},
+          {{0, kStationCode}, ""},
+          {{2, kSensorType}, "Vel"},
+          {{1, kSensorId}, "S-7"},
+          {{0, kChGain}, "2"},
+          {{2, kChGain}, "4"},
+          {{1, kSensorDampingFactor}, "0.7"}}},
+    };
+    for (const Case& c : cases) {
+        const auto channels = LoadSaf(Input("in.saf", SafText(c.header, {}, c.separator)));
+        ASSERT_EQ(channels.size(), 3u);
+        for (const auto& [where, value] : c.expected) {
+            const auto [channel, property] = where;
+            EXPECT_EQ(channels[static_cast<std::size_t>(channel)][property], value)
+                << c.header.front() << ": channel " << channel << ", property " << property;
+        }
+    }
+}
+
+// The file written from three channels, exactly: the values SAF has keywords for, the others as
+// comments, a channel's own value where it differs; a channel without a component is labelled
+// by its column. It loads back with every value SAF carries.
+TEST_F(Saf, WrittenFileExactlyAndLoadedBack) {
+    const std::vector<std::string> common = {"Start Time: 2021/03/04 05:06:07.25",
+                                             "SPS: 100",
+                                             "Station Code: SITE",
+                                             "Sensor Measurement Unit: counts",
+                                             "Sensor Type: Velocity",
+                                             "Sensor Damping Factor: 0.7",
+                                             "Ch Gain: 2"};
+    const auto with = [&](std::vector<std::string> extra) {
+        extra.insert(extra.begin(), common.begin(), common.end());
+        return extra;
+    };
+    const std::vector<std::filesystem::path> inputs = {
+        Channel("z.psn", with({"Component Name: HHZ", "Sensor ID: S-1"}), {"1", "-2", "3"}),
+        Channel("n.psn", with({"Component Name: HHN", "Sensor ID: S-1", "Sensor Orientation: 15"}),
+                {"10", "-20", "30"}),
+        Channel("e.psn", with({"Sensor ID: S-3", "Sensor Orientation: 15"}),
+                {"100", "200.5", "-3e2"}),
+    };
+    ASSERT_EQ(Merge(inputs, FileFormat::SAF, m_folder / "out.saf"), ConversionStatus::Success)
+        << LastMessage();
+    EXPECT_EQ(ReadFile(m_folder / "out.saf"),
+              "SESAME ASCII data format (saf) v. 1   (this line must not  be modified)\r\n"
+              "# Written by Vibrex\r\n"
+              "START_TIME = 2021 03 04 05 06 07.2500\r\n"
+              "SAMP_FREQ = 100\r\n"
+              "NDAT = 3\r\n"
+              "CH0_ID = HHZ\r\n"
+              "CH1_ID = HHN\r\n"
+              "CH2_ID = E\r\n"
+              "STA_CODE = SITE\r\n"
+              "UNITS = counts\r\n"
+              "NORTH_ROT = 15\r\n"
+              "# SENSOR_TYPE = Velocity\r\n"
+              "# SENSOR_ID = S-1\r\n"
+              "# CH2_SENSOR_ID = S-3\r\n"
+              "# SENSOR_DAMPING = 0.7\r\n"
+              "# CH_GAIN = 2\r\n"
+              "####--------------------------------------------\r\n"
+              "1 10 100\r\n"
+              "-2 -20 200.5\r\n"
+              "3 30 -3e2\r\n");
+    const auto loaded = LoadSaf(m_folder / "out.saf");
+    for (std::size_t c = 0; c < inputs.size(); ++c) {
+        ASSERT_TRUE(Add(inputs[c], FileFormat::SAF, m_folder / "unused.saf"));
+        for (int property = 0; property < kHeaderPropertiesCount; ++property) {
+            if (IsHeaderPropertyAvailable(FileFormat::SAF, property) && property != kStartTime) {
+                EXPECT_EQ(loaded[c][property], m_engine.HeaderProperty(0, 0, property))
+                    << "channel " << c << ", property " << property;
+            }
+        }
+        EXPECT_EQ(loaded[c][kStartTime], "2021/03/04 05:06:07.2500");
+    }
+}
+
+// An orientation that is not a number of degrees (a letter, as GSE2.0 gives it) is no NORTH_ROT
+// value: each channel keeps its own in a comment line.
+TEST_F(Saf, OrientationThatIsNoAngleStaysInComments) {
+    ASSERT_EQ(
+        Merge(Channels({"Sensor Orientation: Z", "Sensor Orientation: N", "Sensor Orientation: E"}),
+              FileFormat::SAF, m_folder / "out.saf"),
+        ConversionStatus::Success);
+    const std::string text = ReadFile(m_folder / "out.saf");
+    EXPECT_EQ(text.find("\nNORTH_ROT"), std::string::npos);
+    EXPECT_NE(text.find("# CH0_NORTH_ROT = Z\r\n# CH1_NORTH_ROT = N\r\n# CH2_NORTH_ROT = E\r\n"),
+              std::string::npos)
+        << text;
+}
+
+// Three miniSEED channels merged into one SAF and split back: samples, start, rate, station and
+// components come back as they were.
+TEST_F(Saf, RoundTripFromMiniSeedAndBack) {
+    std::vector<std::filesystem::path> inputs;
+    std::vector<SampleList> samples;
+    for (const std::string component : {"HHZ", "HHN", "HHE"}) {
+        samples.push_back(RandomWalk(1500, 20, static_cast<unsigned>(inputs.size() + 7)));
+        inputs.push_back(WrittenMiniSeed(component, samples.back(),
+                                         {"Start Time: 2016/02/29 23:59:58.1234", "SPS: 250",
+                                          "Station Code: STAT", "Component Name: " + component}));
+    }
+    ASSERT_EQ(Merge(inputs, FileFormat::SAF, m_folder / "site.saf"), ConversionStatus::Success)
+        << LastMessage();
+    ASSERT_EQ(ConvertOne(m_folder / "site.saf", FileFormat::miniSeed, m_folder / "back.mseed"),
+              ConversionStatus::Success)
+        << LastMessage();
+    for (std::size_t c = 0; c < inputs.size(); ++c) {
+        const auto back = m_folder / ("back" + std::to_string(c + 1) + ".mseed");
+        EXPECT_EQ(ReadMiniSeed(back), samples[c]) << c;
+        const auto expected = kMiniSeedCodec.loadHeader(inputs[c]).at(0);
+        const auto actual = kMiniSeedCodec.loadHeader(back).at(0);
+        for (const int property : {kStartTime, kSps, kStationCode, kComponentName}) {
+            EXPECT_EQ(actual[property], expected[property]) << c << ", property " << property;
+        }
+    }
+}
+
+// SAF states one start, rate and length for three channels: anything else is refused with a
+// text that names what does not fit, and no file is written.
+TEST_F(Saf, ChannelsThatDoNotFitAreRefused) {
+    const std::tuple<std::vector<std::string>, std::size_t, std::size_t, std::string> cases[] = {
+        {{}, 2, 2, "SAF holds exactly three channels; this recording has 2."},
+        {{}, 2, 4, "SAF holds exactly three channels; this recording has 4."},
+        {{"", "Start Time: 2021/03/04 05:06:07.26"},
+         2,
+         3,
+         "SAF holds three channels of the same start time: channel 2 has \"2021/03/04 "
+         "05:06:07.26\", channel 1 \"2021/03/04 05:06:07.25\"."},
+        {{"", "", "SPS: 100.5"}, 2, 3, "same sampling rate: channel 3 has \"100.5\""},
+        {{}, 3, 3, "same number of samples: channel 3 has \"3\", channel 1 \"2\"."},
+        {{"Start Time: 4 March 2021"},
+         2,
+         3,
+         "The start time \"4 March 2021\" is not a date and time that SAF can hold."},
+        {{"SPS: 0"}, 2, 3, "SAF needs a sampling rate; channel 1 has \"0\"."},
+    };
+    for (const auto& [changes, rows, count, detail] : cases) {
+        EXPECT_EQ(Merge(Channels(changes, rows, count), FileFormat::SAF, m_folder / "out.saf"),
+                  ConversionStatus::Failed);
+        EXPECT_NE(LastMessage().find(detail), std::string::npos) << LastMessage();
+        EXPECT_FALSE(std::filesystem::exists(m_folder / "out.saf"));
+        EXPECT_TRUE(WorkFolderIsEmpty());
+    }
+}
+
+// A damaged file is refused when it is added, or fails its conversion, with a text that says
+// where; nothing is left behind.
+TEST_F(Saf, DamagedFilesNameTheirCause) {
+    const std::vector<std::string> rows = {"1 2 3", "4 5 6"};
+    const std::vector<std::string> header = kPlainHeader;
+    const auto without = [&](std::size_t line) {
+        auto lines = header;
+        lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(line));
+        return lines;
+    };
+    const auto withCount = [&](const std::string& count) {
+        auto lines = header;
+        lines.back() = "NDAT = " + count;
+        return lines;
+    };
+    const std::tuple<std::string, Stage, std::string> cases[] = {
+        {kIdentification + "\r\nNDAT = 2\r\n1 2 3\r\n4 5 6\r\n", Stage::Added,
+         "No \"####----\" separator line ends the header (4)."},
+        {SafText(without(3), rows), Stage::Added, "The header has no NDAT line (5)."},
+        {SafText(withCount("many"), rows), Stage::Added, "NDAT is not a number of samples (5)."},
+        {SafText(withCount("2.5"), rows), Stage::Added, "NDAT is not a number of samples (5)."},
+        {SafText(withCount("0"), rows), Stage::Added, "File corrupted: unreadable samples count."},
+        {SafText(withCount("3"), rows), Stage::Converted,
+         "NDAT announces 3 samples per channel but the file holds 2 data lines."},
+        {SafText(withCount("1"), rows), Stage::Converted,
+         "The file holds more data lines than the 1 of NDAT."},
+        {SafText(header, {"1 2 3", "4 five 6"}), Stage::Converted,
+         "Data line 8: the sample \"five\" is not a number."},
+        {SafText(header, {"1 2 3", "4 5"}), Stage::Converted, "Data line 8: not three samples."},
+        {SafText(header, {"1 2 3 4", "4 5 6"}), Stage::Converted,
+         "Data line 7: not three samples."},
+    };
+    for (const auto& [text, stage, detail] : cases) {
+        ExpectDamaged(text, stage, detail);
+    }
+}
+
+} // namespace
+} // namespace vibrex::test
