@@ -49,7 +49,7 @@ done
 # The real recordings seed their readers, and their intermediate files (PSN copies with real
 # headers) seed the writers.
 for target in "${!recordings[@]}"; do
-    for file in $(find "$testdata/${recordings[$target]}" -type f -size -64k 2>/dev/null); do
+    for file in $(find "$testdata/${recordings[$target]}" -type f 2>/dev/null); do
         selected "$target" && seed "$target" "$file"
         convert "$file" "$(basename "$file").psn" PSNINT
     done
@@ -66,7 +66,7 @@ done
 
 mkdir -p "$work/findings"
 for target in "${targets[@]}"; do
-    mkdir -p "$work/corpus/$target"
+    mkdir -p "$work/corpus/$target" "$work/seeds/$target"
     log=$work/$target.log
     echo "== $target"
     if ! "$work/fuzz_$target" "$limitOption" -max_len=16384 -timeout=20 -rss_limit_mb=1024 \
@@ -76,5 +76,5 @@ for target in "${targets[@]}"; do
         echo "fuzz target $target failed (whole output in $log)" >&2
         exit 1
     fi
-    grep -E '^stat::(number_of_executed_units|average_exec_per_sec)' "$log"
+    grep -aE '^stat::(number_of_executed_units|average_exec_per_sec)' "$log"
 done
