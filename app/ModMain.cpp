@@ -2,6 +2,7 @@
 
 #include "engine/ClsConverter.h"
 #include "io/Numbers.h"
+#include "io/StagedOutput.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -31,20 +32,15 @@ bool NamesAnInput(const std::string& output, const std::vector<std::string>& inp
     return false;
 }
 
-// Creates the output and deletes it again, as proof that the conversion can write it. An
-// output that is one of the inputs is refused instead: the test would destroy the input.
-bool IsCreatable(const std::string& output, const std::vector<std::string>& inputs) {
-    if (output.empty() || NamesAnInput(output, inputs)) {
-        return false;
+// Why the conversion could not write `output`, or empty. Nothing that stands there is touched;
+// an output that is one of the inputs is refused, since inputs are never modified.
+std::string OutputRefusal(const std::string& output, const std::vector<std::string>& inputs) {
+    if (NamesAnInput(output, inputs)) {
+        return "The output file is one of the inputs: " + output;
     }
-    std::FILE* file = std::fopen(output.c_str(), "wb");
-    if (file == nullptr) {
-        return false;
-    }
-    std::fclose(file);
-    std::error_code ignored;
-    std::filesystem::remove(output, ignored);
-    return true;
+    const std::string problem = OutputProblem(output);
+    return problem.empty() ? problem
+                           : "The output file cannot be created: " + output + ": " + problem;
 }
 
 std::string RefusalReason(const std::string& input) {
@@ -81,8 +77,8 @@ BatchResult Convert(const std::vector<std::string>& args, ClsConverter& engine) 
     if (!IsRegularFile(input)) {
         return Exit(kExitInputMissing, "Input file not found: " + input);
     }
-    if (!IsCreatable(output, {input})) {
-        return Exit(kExitOutputNotCreatable, "The output file cannot be created: " + output);
+    if (const std::string refusal = OutputRefusal(output, {input}); !refusal.empty()) {
+        return Exit(kExitOutputNotCreatable, refusal);
     }
     if (!engine.AddFile(input)) {
         return Exit(kExitInputRefused, RefusalReason(input));
@@ -117,8 +113,8 @@ BatchResult Merge(const std::vector<std::string>& args, ClsConverter& engine) {
             return Exit(kExitInputMissing, "Input file not found: " + input);
         }
     }
-    if (!IsCreatable(output, inputs)) {
-        return Exit(kExitOutputNotCreatable, "The output file cannot be created: " + output);
+    if (const std::string refusal = OutputRefusal(output, inputs); !refusal.empty()) {
+        return Exit(kExitOutputNotCreatable, refusal);
     }
     for (const auto& input : inputs) {
         if (!engine.AddFile(input)) {

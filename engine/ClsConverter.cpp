@@ -3,6 +3,8 @@
 #include "engine/ErrorText.h"
 #include "io/Numbers.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <random>
 #include <unistd.h>
@@ -25,6 +27,19 @@ std::string NewWorkFolderName() {
     return name + "}";
 }
 
+bool IsWorkFolderName(const std::string& name) {
+    return name.size() == 34 && name.front() == '{' && name.back() == '}' &&
+           std::all_of(name.begin() + 1, name.end() - 1, [](char c) {
+               return std::isdigit(static_cast<unsigned char>(c)) || (c >= 'A' && c <= 'F');
+           });
+}
+
+// A fresh work folder's path, once the folders of killed engines are gone.
+std::filesystem::path NewWorkFolder(const std::filesystem::path& programFolder) {
+    RemoveAbandonedFolders(programFolder, IsWorkFolderName);
+    return programFolder / NewWorkFolderName();
+}
+
 bool IsWritableFolder(const std::filesystem::path& folder) {
     return access(folder.c_str(), W_OK) == 0;
 }
@@ -44,17 +59,12 @@ std::filesystem::path ProgramFolder() {
 }
 
 ClsConverter::ClsConverter(ConverterHost* host, const std::filesystem::path& programFolder)
-    : m_host(host != nullptr ? host : &m_silentHost),
-      m_workFolder(programFolder / NewWorkFolderName()) {
+    : m_host(host != nullptr ? host : &m_silentHost), m_workFolder(NewWorkFolder(programFolder)) {
     m_host->SetEngine(this);
-    std::error_code ignored;
-    std::filesystem::create_directories(m_workFolder, ignored);
 }
 
 ClsConverter::~ClsConverter() {
     m_host->SetEngine(nullptr);
-    std::error_code ignored;
-    std::filesystem::remove_all(m_workFolder, ignored);
 }
 
 std::string ClsConverter::FileFormatToString(vibrex::FileFormat format) {

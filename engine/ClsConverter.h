@@ -4,6 +4,8 @@
 #include "engine/ConverterHost.h"
 #include "engine/FormatCatalogue.h"
 #include "engine/HeaderProperties.h"
+#include "io/OwnedFolder.h"
+#include "io/StagedOutput.h"
 
 #include <array>
 #include <cstdint>
@@ -31,7 +33,8 @@ std::filesystem::path ProgramFolder();
 class ClsConverter {
 public:
     // `host` receives events, yields and messages; it must outlive the engine. The work folder
-    // is created under `programFolder`.
+    // is created under `programFolder`, after removing those that processes killed before they
+    // could remove their own left there.
     explicit ClsConverter(ConverterHost* host = nullptr,
                           const std::filesystem::path& programFolder = ProgramFolder());
     ~ClsConverter();
@@ -103,7 +106,7 @@ public:
     void Abort();
 
     // Where this engine's intermediate channel files live.
-    const std::filesystem::path& WorkFolder() const { return m_workFolder; }
+    const std::filesystem::path& WorkFolder() const { return m_workFolder.Path(); }
 
 private:
     friend class ConversionContext;
@@ -145,7 +148,9 @@ private:
     std::string ConvertToIntermediate(int index, int firstChannelNumber);
     std::string ConvertFromIntermediate(int index, int channelCount);
     void DeleteIntermediateFiles() const;
-    void RemoveCreatedOutputs();
+    void PlaceCreatedOutputs();
+    void DiscardCreatedOutputs();
+    bool IsInput(const std::filesystem::path& path) const;
     std::filesystem::path IntermediatePath(int channelNumber) const;
     void StartFile(FileRecord& record);
     static void MarkSucceeded(FileRecord& record);
@@ -157,10 +162,11 @@ private:
 
     ConverterHost m_silentHost;
     ConverterHost* m_host;
-    std::filesystem::path m_workFolder;
+    OwnedFolder m_workFolder;
     std::vector<FileRecord> m_files;
     std::string m_mergeFilePath;
-    std::vector<std::filesystem::path> m_createdOutputs; // by the writer now running
+    std::vector<StagedOutput> m_createdOutputs; // by the writer now running
+    std::vector<std::filesystem::path> m_placedOutputs; // by the last writer that completed
     bool m_dataInversion = false;
     bool m_showUI = false;
     bool m_verbose = true;

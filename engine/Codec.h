@@ -131,8 +131,9 @@ public:
     std::filesystem::path ChannelOutputPath(int channelNumber);
     // Where a multichannel format writes all channels.
     std::filesystem::path OutputPath() const;
-    // Creates an output file (check IsOpen()). A writer that fails or is aborted leaves no
-    // half-written output behind: the engine removes what it created.
+    // Creates an output file; throws the detail line, naming the cause, when it cannot (IsOpen()
+    // is then always true). The output appears under `path` only once the writer has returned
+    // without failing or being aborted; until then what stood there keeps its bytes.
     OutputFile CreateOutputFile(const std::filesystem::path& path);
     WavSettings Wav() const;
 

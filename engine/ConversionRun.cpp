@@ -2,7 +2,9 @@
 #include "engine/ChannelFile.h"
 #include "engine/ClsConverter.h"
 #include "engine/ErrorText.h"
+#include "io/Interrupt.h"
 #include "io/Numbers.h"
+#include "io/StagedOutput.h"
 
 #include <algorithm>
 
@@ -31,8 +33,12 @@ void ClsConverter::RaiseConversionProgress() {
     m_host->ConversionProgress();
 }
 
+// Ctrl+C or kill stops the run as the Abort button does, whoever hosts the engine.
 void ClsConverter::DoEvents() {
     m_host->DoEvents();
+    if (CaughtInterrupt() != 0) {
+        Abort();
+    }
 }
 
 void ClsConverter::StartFile(FileRecord& record) {
@@ -87,7 +93,7 @@ void ClsConverter::RunSeparate() {
             RaiseFileStatusChange();
         } else {
             MarkSucceeded(record);
-            record.outputFiles = m_createdOutputs;
+            record.outputFiles = m_placedOutputs;
             RaiseFileStatusChange();
             RaiseConversionProgress();
             if (m_showUI) {
@@ -168,7 +174,7 @@ void ClsConverter::RunMerge() {
         } else if (!m_abortRequested) {
             for (FileRecord& record : m_files) {
                 MarkSucceeded(record);
-                record.outputFiles = m_createdOutputs;
+                record.outputFiles = m_placedOutputs;
             }
             RaiseFileStatusChange();
             RaiseConversionProgress();
@@ -199,6 +205,7 @@ std::string ClsConverter::ConvertToIntermediate(int index, int firstChannelNumbe
 std::string ClsConverter::ConvertFromIntermediate(int index, int channelCount) {
     std::string error;
     m_createdOutputs.clear();
+    m_placedOutputs.clear();
     try {
         const vibrex::FileFormat format = FileOutputFormat(index);
         const FormatEntry* entry = FindFormat(format);
@@ -207,24 +214,25 @@ std::string ClsConverter::ConvertFromIntermediate(int index, int channelCount) {
         }
         WriterContext context(*this, index, channelCount);
         entry->codec.write(context);
+        if (!m_abortRequested) {
+            PlaceCreatedOutputs();
+        }
     } catch (const std::exception& failure) {
         error = StageErrorText(kWriterStage, failure.what());
     }
-    if (!error.empty() || m_abortRequested) {
-        RemoveCreatedOutputs();
-    }
+    DiscardCreatedOutputs();
     DeleteIntermediateFiles();
     return error;
 }
 
 std::filesystem::path ClsConverter::IntermediatePath(int channelNumber) const {
-    return m_workFolder / ("converter" + std::to_string(channelNumber) + ".tmp");
+    return WorkFolder() / ("converter" + std::to_string(channelNumber) + ".tmp");
 }
 
 void ClsConverter::DeleteIntermediateFiles() const {
     std::error_code error;
     std::vector<std::filesystem::path> files;
-    for (const auto& entry : std::filesystem::directory_iterator(m_workFolder, error)) {
+    for (const auto& entry : std::filesystem::directory_iterator(WorkFolder(), error)) {
         if (entry.path().extension() == ".tmp") {
             files.push_back(entry.path());
         }
@@ -234,12 +242,33 @@ void ClsConverter::DeleteIntermediateFiles() const {
     }
 }
 
-void ClsConverter::RemoveCreatedOutputs() {
-    std::error_code ignored;
-    for (const auto& output : m_createdOutputs) {
-        std::filesystem::remove(output, ignored);
+// Only a writer that completed puts its outputs in place; until then whatever stood at their
+// paths keeps its bytes.
+void ClsConverter::PlaceCreatedOutputs() {
+    for (const StagedOutput& output : m_createdOutputs) {
+        m_placedOutputs.push_back(output.final);
+    }
+    while (!m_createdOutputs.empty()) {
+        CommitStagedOutput(m_createdOutputs.back());
+        m_createdOutputs.pop_back();
+    }
+}
+
+void ClsConverter::DiscardCreatedOutputs() {
+    for (const StagedOutput& output : m_createdOutputs) {
+        DiscardStagedOutput(output);
     }
     m_createdOutputs.clear();
+}
+
+bool ClsConverter::IsInput(const std::filesystem::path& path) const {
+    std::error_code error;
+    for (const FileRecord& record : m_files) {
+        if (std::filesystem::equivalent(path, record.path, error)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 bool ClsConverter::ProgressStep(int index) {
@@ -372,10 +401,12 @@ std::filesystem::path WriterContext::ChannelOutputPath(int channelNumber) {
 }
 
 OutputFile WriterContext::CreateOutputFile(const std::filesystem::path& path) {
-    OutputFile file(path);
-    if (file.IsOpen()) {
-        m_engine.m_createdOutputs.push_back(path);
+    if (m_engine.IsInput(path)) {
+        throw std::runtime_error("The output file is one of the inputs: " + path.string());
     }
+    StagedOutput staged;
+    OutputFile file = CreateStagedOutput(path, staged);
+    m_engine.m_createdOutputs.push_back(std::move(staged));
     return file;
 }
 

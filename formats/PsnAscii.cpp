@@ -52,18 +52,9 @@ void ReadPsn(ReaderContext& context) {
     channel.Close();
 }
 
-// Copies one intermediate channel file over its output, counting the samples as it goes;
-// false when the user aborted.
-bool CopyChannel(WriterContext& context, int channelNumber) {
-    const auto source = context.IntermediatePath(channelNumber);
-    const auto target = context.ChannelOutputPath(channelNumber);
-    const std::string copyFailed = "Can't copy an intermediate file:" + source.string() +
-                                   " over the output file: " + target.string();
-    LineReader input(source);
-    OutputFile output = context.CreateOutputFile(target);
-    if (!input.IsOpen() || !output.IsOpen()) {
-        throw std::runtime_error(copyFailed);
-    }
+// Copies the lines of `input` to `output`, counting the samples as it goes; false when the user
+// aborted.
+bool CopyLines(WriterContext& context, LineReader& input, OutputFile& output) {
     std::string_view line;
     bool inData = false;
     while (input.Next(line)) {
@@ -74,12 +65,26 @@ bool CopyChannel(WriterContext& context, int channelNumber) {
             return false;
         }
     }
-    try {
-        output.Close();
-    } catch (const std::exception&) {
+    output.Close();
+    return true;
+}
+
+// Copies one intermediate channel file over its output; false when the user aborted.
+bool CopyChannel(WriterContext& context, int channelNumber) {
+    const auto source = context.IntermediatePath(channelNumber);
+    const auto target = context.ChannelOutputPath(channelNumber);
+    const std::string copyFailed = "Can't copy an intermediate file:" + source.string() +
+                                   " over the output file: " + target.string();
+    LineReader input(source);
+    OutputFile output = context.CreateOutputFile(target);
+    if (!input.IsOpen() || !output.IsOpen()) {
         throw std::runtime_error(copyFailed);
     }
-    return true;
+    try {
+        return CopyLines(context, input, output);
+    } catch (const WriteError& error) {
+        throw std::runtime_error(copyFailed + " (" + error.Cause() + ")");
+    }
 }
 
 void WritePsn(WriterContext& context) {

@@ -1,6 +1,7 @@
 #include "io/FileIO.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <stdexcept>
 
@@ -43,7 +44,7 @@ FileHandle OpenFile(const std::filesystem::path& path, const char* mode) {
 InputFile::InputFile(const std::filesystem::path& path) : m_file(OpenFile(path, "rb")) {
     constexpr std::size_t kReadBufferSize = 1 << 16;
     if (m_file) {
-        m_readBuffer = std::make_unique<char[]>(kReadBufferSize);
+        m_readBuffer = std::make_unique_for_overwrite<char[]>(kReadBufferSize);
         std::setvbuf(m_file.get(), m_readBuffer.get(), _IOFBF, kReadBufferSize);
     }
     if (m_file && std::fseek(m_file.get(), 0, SEEK_END) == 0) {
@@ -62,10 +63,18 @@ std::size_t InputFile::Read(void* into, std::size_t count) {
 }
 
 OutputFile::OutputFile(const std::filesystem::path& path)
-    : m_file(OpenFile(path, "w+b")), m_path(path) {
+    : OutputFile(OpenFile(path, "w+b"), path) {}
+
+OutputFile::OutputFile(FileHandle file, std::filesystem::path reportedPath)
+    : m_file(std::move(file)), m_path(std::move(reportedPath)) {
     if (m_file) {
         m_buffer.resize(kBufferSize);
     }
+}
+
+void OutputFile::ThrowWriteError() const {
+    const std::string cause = std::strerror(errno != 0 ? errno : EIO);
+    throw WriteError("Can't write the file: " + m_path.string() + " (" + cause + ")", cause);
 }
 
 OutputFile::~OutputFile() {
@@ -75,9 +84,10 @@ OutputFile::~OutputFile() {
 }
 
 void OutputFile::Flush() {
+    errno = 0;
     if (m_used > 0 && std::fwrite(m_buffer.data(), 1, m_used, m_file.get()) != m_used) {
         m_used = 0;
-        throw std::runtime_error("Can't write the file: " + m_path.string());
+        ThrowWriteError();
     }
     m_flushed += m_used;
     m_used = 0;
@@ -85,10 +95,11 @@ void OutputFile::Flush() {
 
 void OutputFile::Overwrite(std::uint64_t offset, const void* bytes, std::size_t count) {
     Flush();
+    errno = 0;
     const bool written = std::fseek(m_file.get(), static_cast<long>(offset), SEEK_SET) == 0 &&
                          std::fwrite(bytes, 1, count, m_file.get()) == count;
     if (std::fseek(m_file.get(), 0, SEEK_END) != 0 || !written) {
-        throw std::runtime_error("Can't write the file: " + m_path.string());
+        ThrowWriteError();
     }
 }
 
@@ -97,7 +108,7 @@ bool OutputFile::ReadBack(std::uint64_t offset, void* into, std::size_t count) {
     const bool read = std::fseek(m_file.get(), static_cast<long>(offset), SEEK_SET) == 0 &&
                       std::fread(into, 1, count, m_file.get()) == count;
     if (std::fseek(m_file.get(), 0, SEEK_END) != 0) {
-        throw std::runtime_error("Can't write the file: " + m_path.string());
+        ThrowWriteError();
     }
     return read;
 }
@@ -107,8 +118,8 @@ void OutputFile::WriteBeyondBuffer(const void* bytes, std::size_t count) {
     if (count <= m_buffer.size()) {
         std::memcpy(m_buffer.data(), bytes, count);
         m_used = count;
-    } else if (std::fwrite(bytes, 1, count, m_file.get()) != count) {
-        throw std::runtime_error("Can't write the file: " + m_path.string());
+    } else if (errno = 0; std::fwrite(bytes, 1, count, m_file.get()) != count) {
+        ThrowWriteError();
     } else {
         m_flushed += count;
     }
@@ -151,9 +162,9 @@ void OutputFile::Close() {
         return;
     }
     Flush();
-    const bool failed = std::fclose(m_file.release()) != 0;
-    if (failed) {
-        throw std::runtime_error("Can't write the file: " + m_path.string());
+    errno = 0;
+    if (std::fclose(m_file.release()) != 0) {
+        ThrowWriteError();
     }
 }
 

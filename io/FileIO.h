@@ -2,6 +2,7 @@
 
 #include "io/Numbers.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstdio>
@@ -9,6 +10,8 @@
 #include <filesystem>
 #include <memory>
 #include <span>
+#include <stdexcept>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -20,6 +23,28 @@ struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
+
+// Neither creating nor growing a file buffer clears it (the few bytes a look past the data may see
+// are cleared where that happens): a conversion opens a file per channel, and a short channel's
+// then never touches the pages of the megabyte it does not reach.
+class FileBuffer {
+public:
+    char* data() const { return m_bytes.get(); }
+    std::size_t size() const { return m_size; }
+    // Keeps the bytes the old and the new size share.
+    void resize(std::size_t size) {
+        std::unique_ptr<char[]> bytes(new char[size]);
+        if (m_bytes) {
+            std::memcpy(bytes.get(), m_bytes.get(), std::min(size, m_size));
+        }
+        m_bytes = std::move(bytes);
+        m_size = size;
+    }
+
+private:
+    std::unique_ptr<char[]> m_bytes;
+    std::size_t m_size = 0;
+};
 
 // Binary input with positioned and exact reads.
 class InputFile {
@@ -40,19 +65,24 @@ private:
     std::uint64_t m_size = 0;
 };
 
-// Allocates like std::allocator, but resize() leaves new elements uninitialised.
-template <typename T> struct UninitialisedAllocator : std::allocator<T> {
-    template <typename U> struct rebind { using other = UninitialisedAllocator<U>; };
-    template <typename U> void construct(U* at) noexcept { ::new (static_cast<void*>(at)) U; }
-    template <typename U, typename... Args> void construct(U* at, Args&&... args) {
-        ::new (static_cast<void*>(at)) U(std::forward<Args>(args)...);
-    }
+// A write that did not reach the disk; `Cause()` is the system's reason ("No space left on
+// device").
+class WriteError : public std::runtime_error {
+public:
+    WriteError(const std::string& message, std::string cause)
+        : std::runtime_error(message), m_cause(std::move(cause)) {}
+    const std::string& Cause() const { return m_cause; }
+
+private:
+    std::string m_cause;
 };
 
 // Buffered output. Text lines end with CR LF, as in every text file the system writes.
 class OutputFile {
 public:
     explicit OutputFile(const std::filesystem::path& path);
+    // An already open file; write errors name `reportedPath`.
+    OutputFile(FileHandle file, std::filesystem::path reportedPath);
     ~OutputFile();
     OutputFile(OutputFile&&) = default;
     OutputFile(const OutputFile&) = delete;
@@ -88,7 +118,8 @@ public:
     void Overwrite(std::uint64_t offset, const void* bytes, std::size_t count);
     // Reads back bytes already written; false when they are not all there.
     bool ReadBack(std::uint64_t offset, void* into, std::size_t count);
-    // Flushes and closes; throws std::runtime_error when the data did not reach the disk.
+    // Flushes and closes; throws WriteError when the data did not reach the disk, as every write
+    // may.
     void Close();
 
 private:
@@ -109,12 +140,11 @@ private:
     }
     void WriteBeyondBuffer(const void* bytes, std::size_t count);
     void Flush();
+    [[noreturn]] void ThrowWriteError() const;
 
     FileHandle m_file;
     std::filesystem::path m_path;
-    // Left uninitialised: a conversion opens a file per channel, and clearing a megabyte for
-    // each of hundreds of short channels costs more than writing their samples.
-    std::vector<char, UninitialisedAllocator<char>> m_buffer;
+    FileBuffer m_buffer;
     std::size_t m_used = 0;
     std::uint64_t m_flushed = 0;
 };
@@ -162,7 +192,7 @@ private:
     bool Refill();
 
     FileHandle m_file;
-    std::vector<char, UninitialisedAllocator<char>> m_buffer; // as OutputFile's
+    FileBuffer m_buffer;
     std::size_t m_begin = 0;
     std::size_t m_end = 0;
     // The line feeds not yet taken of the block from m_blockStart, bit i for byte i; the bytes

@@ -1,7 +1,9 @@
 // vibrex: no arguments opens the window; any arguments run one batch command.
 #include "app/ConsoleHost.h"
 #include "app/ModMain.h"
+#include "io/Interrupt.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
@@ -74,6 +76,8 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (argc > 1) {
+        vibrex::CatchInterrupts();
+        std::signal(SIGPIPE, SIG_IGN); // a closed pipe as output is a write error, not a kill
         const std::string commandLine = JoinArguments(argc, argv);
         vibrex::ConsoleHost console;
         vibrex::ConverterHost* host = &console;
@@ -87,6 +91,11 @@ int main(int argc, char** argv) {
 #endif
         const vibrex::BatchResult result =
             vibrex::RunBatch(commandLine, *host, std::cout, InfoStyleOf(argc, argv));
+        if (const int signal = vibrex::CaughtInterrupt(); signal != 0) {
+            // The run was aborted and cleaned up; the shell expects 128 + the signal.
+            std::fprintf(stderr, "vibrex: %s: the conversion was aborted.\n", strsignal(signal));
+            return 128 + signal;
+        }
         if (result.exitCode != vibrex::kExitDone) {
             PrintReason(result.reason);
         }

@@ -8,6 +8,9 @@ cd "$(dirname "$0")/.."
 packages=(g++ cmake ninja-build qt6-base-dev fonts-dejavu-core libgtest-dev libmseed-dev sox xvfb xauth parallel)
 # Test only: segyio, an independent Seismic Unix reader, checks the SU files Vibrex writes.
 packages+=(python3-segyio)
+# Test only: clang and its runtime build the tests once more under AddressSanitizer and
+# UndefinedBehaviorSanitizer, and the fuzz targets with libFuzzer.
+packages+=(clang libclang-rt-14-dev)
 missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||

@@ -31,6 +31,7 @@
 #include <QSplitter>
 #include <QTimer>
 #include <QVBoxLayout>
+#include <utility>
 
 namespace vibrex {
 namespace {
@@ -280,6 +281,9 @@ void FrmMain::FileStatusChange() {
 
 void FrmMain::closeEvent(QCloseEvent* event) {
     if (m_converting) {
+        // Closing stops the run as Abort does; the window goes once the run has cleaned up.
+        m_closeAfterRun = true;
+        m_engine.Abort();
         event->ignore();
         return;
     }
@@ -647,6 +651,10 @@ void FrmMain::StartClicked() {
     SetRunning(true);
     m_engine.StartConversion();
     SetRunning(false);
+    if (std::exchange(m_closeAfterRun, false)) {
+        close();
+        return;
+    }
     m_cmdConvert->setFocus();
     PreviewCurrentFile();
 }

@@ -99,6 +99,7 @@ private:
     OutputNameOptions m_nameOptions;
     ClsConverter m_engine;
     bool m_converting = false;
+    bool m_closeAfterRun = false; // the window was closed during the run
     int m_menuRow = -1;
     // No folder was saved: the home folder is shown until the first input's folder replaces it.
     bool m_outputFolderIsDefault = false;

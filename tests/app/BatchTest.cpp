@@ -1,6 +1,13 @@
 #include "ProcessSupport.h"
 
+#include <csignal>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace vibrex {
 namespace {
@@ -12,6 +19,7 @@ using test::PsnText;
 using test::Quote;
 using test::ReadFile;
 using test::RunShell;
+using test::StateOf;
 using test::TempFolder;
 using test::Vibrex;
 using test::WriteFile;
@@ -50,6 +58,8 @@ protected:
                           {"1", "-2", "3", "-4"}));
         WriteFile(folder / "b.psn", PsnText({"Number of Samples: 2", "SPS: 50"}, {"5", "6"}));
         WriteFile(folder / "junk.bin", "not a recording\n");
+        WriteFile(folder / "empty.psn", "");
+        WriteFile(folder / "one.psn", "!");
     }
 
     TempFolder folder;
@@ -91,6 +101,8 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
         {"MERGE,quake.psn,absent.psn,x.psn,SEG2", 2},
         {"CONVERT,quake.psn,no-folder/x.psn,PSNINT", 3},
         {"CONVERT,junk.bin,x.psn,PSNINT", 4},
+        {"CONVERT,empty.psn,x.psn,PSNINT", 4},
+        {"CONVERT,one.psn,x.psn,PSNINT", 4},
         {"CONVERT,quake.psn,x.wav,WAV", 5},
         {"CONVERT,quake.psn,x.saf,SAF", 6},
         {"MERGE,quake.psn,b.psn,all.psn,PSNINT", 7},
@@ -216,6 +228,137 @@ TEST_F(BatchTest, NothingIsLeftInTheProgramFolder) {
                                     "INFO,quake.psn", "MERGE,quake.psn,b.psn,m.psn,PSNINT"}) {
         Vibrex(folder, {commandLine}, program);
     }
+    EXPECT_EQ(LeftInProgramFolder(program), std::vector<std::string>{});
+}
+
+bool IsCharacterDevice(const std::filesystem::path& path) {
+    return std::filesystem::status(path).type() == std::filesystem::file_type::character;
+}
+
+// Runs the program with "disk" a small private tmpfs holding kept.psn (read-only when asked), in
+// a mount namespace of its own, so that no mount is left behind; the disk's entries and kept.psn
+// are listed in disk-after.txt before it goes.
+std::vector<std::string> SmallDiskLauncher(const TempFolder& folder, bool readOnly) {
+    std::filesystem::create_directory(folder / "disk");
+    const std::string script = std::string(readOnly ? "disk-ro.sh" : "disk.sh");
+    WriteFile(folder / script,
+              std::string("mount -t tmpfs -o size=64k tmpfs disk && printf old > disk/kept.psn") +
+                  (readOnly ? " && mount -o remount,ro disk" : "") +
+                  " || exit 99\n\"$@\"; code=$?\n"
+                  "ls -A disk > disk-after.txt; cat disk/kept.psn >> disk-after.txt\n"
+                  "exit $code\n");
+    return {"unshare", "--map-root-user", "--mount", "sh", (folder / script).string()};
+}
+
+bool MountsAllowed() {
+    return std::system("unshare --map-root-user --mount sh -c 'mount -t tmpfs tmpfs /mnt' "
+                       ">/dev/null 2>&1") == 0;
+}
+
+// Nothing that stands at an output path is harmed, and a write error names its cause.
+TEST_F(BatchTest, OutputPathsAreWrittenSafelyAndErrorsNamed) {
+    std::vector<std::string> many(40000, "-1234567");
+    WriteFile(folder / "big.psn", PsnText({"Number of Samples: 40000", "SPS: 50"}, many));
+    WriteFile(folder / "target.psn", "old");
+    std::filesystem::create_symlink("target.psn", folder / "link.psn");
+    const bool mounts = MountsAllowed();
+    struct Case {
+        std::string commandLine;
+        int exitCode;
+        std::string cause; // in the reason on stderr
+        std::vector<std::string> launcher;
+    };
+    const std::vector<Case> cases = {
+        {"CONVERT,big.psn,/dev/full,PSNINT", 6, "(No space left on device)", {}},
+        {"CONVERT,quake.psn,/dev/null,PSNINT", 0, "", {}},
+        {"CONVERT,quake.psn,link.psn,PSNINT", 0, "", {}},
+        {"CONVERT,quake.psn," + std::string(300, 'n') + ".psn,PSNINT", 3, "File name too long", {}},
+        {"MERGE,quake.psn,b.psn,folder/all.seg2,SEG2", 3, "No such file or directory", {}},
+        {"CONVERT,big.psn,disk/kept.psn,PSNINT", 6, "(No space left on device)",
+         SmallDiskLauncher(folder, false)},
+        {"CONVERT,quake.psn,disk/kept.psn,PSNINT", 3, "Read-only file system",
+         SmallDiskLauncher(folder, true)},
+    };
+    for (const Case& c : cases) {
+        if (!c.launcher.empty() && !mounts) {
+            continue; // no private mounts here: the device cases still run
+        }
+        std::string launcher;
+        for (const auto& word : c.launcher) {
+            launcher += Quote(word) + " ";
+        }
+        const ProcessResult run =
+            RunShell(folder, launcher + Quote(VIBREX_EXECUTABLE) + " " + Quote(c.commandLine));
+        EXPECT_EQ(run.exitCode, c.exitCode) << c.commandLine << ": " << run.stderrText;
+        EXPECT_NE(run.stderrText.find(c.cause), std::string::npos) << run.stderrText;
+        if (!c.launcher.empty()) {
+            EXPECT_EQ(ReadFile(folder / "disk-after.txt"), "kept.psn\nold") << c.commandLine;
+        }
+    }
+    EXPECT_TRUE(IsCharacterDevice("/dev/null"));
+    EXPECT_TRUE(IsCharacterDevice("/dev/full"));
+    EXPECT_TRUE(std::filesystem::is_symlink(folder / "link.psn"));
+    EXPECT_TRUE(ReadFile(folder / "target.psn").ends_with("-4\r\n"));
+    EXPECT_TRUE(std::filesystem::is_empty(folder / "disk")); // the mounts were private
+    if (!mounts) {
+        GTEST_SKIP() << "no private tmpfs mounts here: full and read-only disks not tried";
+    }
+}
+
+// Starts `program` converting `input` into the FIFO `output`, signals it once the output has
+// begun to flow (the run cannot end before the FIFO is drained), then drains it. Returns the
+// wait status.
+int InterruptedRun(const std::filesystem::path& program, const std::filesystem::path& input,
+                   const std::filesystem::path& output, int signal) {
+    const int fifo = open(output.c_str(), O_RDONLY | O_NONBLOCK);
+    const std::string commandLine = "CONVERT," + input.string() + "," + output.string() + ",PSNINT";
+    const std::string path = program.string();
+    char* const argv[] = {const_cast<char*>(path.c_str()), const_cast<char*>(commandLine.c_str()),
+                          nullptr};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    pid_t pid = 0;
+    posix_spawn(&pid, path.c_str(), &actions, nullptr, argv, environ);
+    posix_spawn_file_actions_destroy(&actions);
+    pollfd flowing{fifo, POLLIN, 0};
+    poll(&flowing, 1, 20000);
+    kill(pid, signal);
+    fcntl(fifo, F_SETFL, 0);
+    char buffer[65536];
+    while (read(fifo, buffer, sizeof buffer) > 0) {
+    }
+    close(fifo);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return status;
+}
+
+// Ctrl+C and kill abort the run, clean up and end with the shell's code; after a SIGKILL, which
+// leaves the work folder behind, the next start removes it.
+TEST_F(BatchTest, InterruptionsAbortCleanlyWithTheShellsCode) {
+    const std::filesystem::path program = PrivateProgramCopy(folder);
+    WriteFile(folder / "big.psn",
+              PsnText({"Number of Samples: 200000"}, std::vector<std::string>(200000, "-12345")));
+    const test::FileState input = StateOf(folder / "big.psn");
+    const std::filesystem::path output = folder / "pipe.psn";
+    ASSERT_EQ(mkfifo(output.c_str(), 0600), 0);
+    struct Case {
+        int signal;
+        int exitCode; // -1: killed by the signal
+        std::size_t workFoldersLeft;
+    };
+    for (const Case& c : std::vector<Case>{{SIGINT, 130, 0}, {SIGTERM, 143, 0}, {SIGKILL, -1, 1}}) {
+        const int status = InterruptedRun(program, folder / "big.psn", output, c.signal);
+        if (c.exitCode < 0) {
+            EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == c.signal) << c.signal;
+        } else {
+            EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == c.exitCode) << c.signal;
+        }
+        EXPECT_EQ(LeftInProgramFolder(program).size(), c.workFoldersLeft) << c.signal;
+        EXPECT_TRUE(StateOf(folder / "big.psn") == input) << c.signal;
+    }
+    EXPECT_EQ(Vibrex(folder, {"CONVERT,quake.psn,copy.psn,PSNINT"}, program).exitCode, 0);
     EXPECT_EQ(LeftInProgramFolder(program), std::vector<std::string>{});
 }
 

@@ -204,6 +204,29 @@ TEST(EngineLifecycle, WorkFolderLivesAsLongAsTheEngine) {
     EXPECT_FALSE(std::filesystem::exists(work));
 }
 
+// Several processes may share a program folder: a new engine removes the work folders of killed
+// ones, recognised by their name and by no live process holding them, and nothing else.
+TEST(EngineLifecycle, LeftoverWorkFoldersGoLiveOnesStay) {
+    TempFolder folder;
+    const std::string abandoned = "{" + std::string(32, 'A') + "}";
+    std::filesystem::create_directory(folder / abandoned);
+    WriteFile(folder / abandoned / "converter1.tmp", "1");
+    const std::vector<std::string> kept = {"{" + std::string(32, 'a') + "}", "{not a guid}",
+                                           "notes"};
+    for (const auto& name : kept) {
+        std::filesystem::create_directory(folder / name);
+    }
+    ClsConverter first(nullptr, folder.Path());
+    EXPECT_FALSE(std::filesystem::exists(folder / abandoned));
+    ClsConverter second(nullptr, folder.Path());
+    EXPECT_TRUE(std::filesystem::is_directory(first.WorkFolder()));
+    EXPECT_TRUE(std::filesystem::is_directory(second.WorkFolder()));
+    EXPECT_NE(first.WorkFolder(), second.WorkFolder());
+    for (const auto& name : kept) {
+        EXPECT_TRUE(std::filesystem::is_directory(folder / name)) << name;
+    }
+}
+
 // Names are matched whatever their case, aliases included, but only whole names.
 TEST(EngineCatalogue, FormatNamesAndExtensions) {
     EXPECT_EQ(ClsConverter::StringToFileFormat("PSNTEXTASCII"), FileFormat::PSNINT);

@@ -176,15 +176,93 @@ TEST_F(RunTest, WriterFailureInAMergeFailsEveryFile) {
     EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Failed);
     EXPECT_EQ(engine.FileStatus(1), ConversionStatus::Failed);
     ASSERT_EQ(host.messages.size(), 1u);
-    const auto source = engine.WorkFolder() / "converter1.tmp";
     const auto target = folder / "no-such-folder" / "all1.psn";
     EXPECT_EQ(host.messages[0],
               "Error while converting intermediate files to output\r\n"
-              "\r\nAdditional info: Can't copy an intermediate file:" +
-                  source.string() + " over the output file: " + target.string() +
+              "\r\nAdditional info: Can't open an output file:" +
+                  target.string() +
+                  " (No such file or directory)"
                   "\r\nPlease help us to improve the software sending the file to "
                   "vibrex-support@example.org");
     EXPECT_TRUE(WorkFolderIsEmpty());
+}
+
+// Outputs appear only when the whole writer has succeeded: an aborted or failed run leaves what
+// stood at every output path as it was, even the channels it had finished.
+TEST_F(RunTest, FailedOrAbortedRunsLeaveExistingOutputsAsTheyWere) {
+    struct Case {
+        std::string name;
+        std::function<void()> spoil; // run inside each yield of the run
+        ConversionStatus status;
+    };
+    const std::vector<Case> cases = {
+        {"aborted",
+         [&] {
+             if (engine.FileProgress(1) >= 75) {
+                 engine.Abort();
+             }
+         },
+         ConversionStatus::Aborted},
+        {"failed",
+         [&] {
+             if (engine.FileProgress(0) >= 75) {
+                 std::filesystem::remove(engine.WorkFolder() / "converter2.tmp");
+             }
+         },
+         ConversionStatus::Failed},
+    };
+    AddPsn("a.psn", 300);
+    AddPsn("b.psn", 300);
+    engine.SetMergeFilePath((folder / "all.psn").string());
+    for (const Case& c : cases) {
+        WriteFile(folder / "all1.psn", "first, kept");
+        WriteFile(folder / "all2.psn", "second, kept");
+        const auto before = std::distance(std::filesystem::directory_iterator(folder.Path()),
+                                          std::filesystem::directory_iterator());
+        host.onDoEvents = c.spoil;
+        engine.StartConversion();
+        EXPECT_EQ(engine.FileStatus(0), c.status) << c.name;
+        EXPECT_EQ(ReadFile(folder / "all1.psn"), "first, kept") << c.name;
+        EXPECT_EQ(ReadFile(folder / "all2.psn"), "second, kept") << c.name;
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()),
+                                std::filesystem::directory_iterator()),
+                  before)
+            << c.name << ": a temporary file stayed behind";
+    }
+    host.onDoEvents = nullptr;
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Success);
+    EXPECT_EQ(ReadLines(folder / "all1.psn").size(), 36u + 300u);
+}
+
+TEST_F(RunTest, AnOutputFolderThatVanishesWhileWritingFailsNamingTheCause) {
+    AddPsn("a.psn", 300);
+    std::filesystem::create_directory(folder / "gone");
+    engine.SetFileOutputPath(0, (folder / "gone" / "out.psn").string());
+    host.onDoEvents = [&] {
+        if (engine.FileProgress(0) >= 75) {
+            std::filesystem::remove_all(folder / "gone");
+        }
+    };
+    engine.StartConversion();
+    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Failed);
+    EXPECT_NE(engine.FileErrorText(0).find("No such file or directory"), std::string::npos)
+        << engine.FileErrorText(0);
+}
+
+// Inputs are never modified: an output that names an input, directly or through a link, fails.
+TEST_F(RunTest, AnOutputThatIsAnInputFailsAndKeepsTheInput) {
+    const auto input = AddPsn("a.psn", 30);
+    std::filesystem::create_symlink(input, folder / "link.psn");
+    const std::string before = ReadFile(input);
+    for (const auto& output : {input, (folder / "link.psn").string()}) {
+        engine.SetFileOutputPath(0, output);
+        engine.StartConversion();
+        EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Failed) << output;
+        EXPECT_NE(engine.FileErrorText(0).find("The output file is one of the inputs"),
+                  std::string::npos);
+        EXPECT_EQ(ReadFile(input), before);
+    }
 }
 
 TEST_F(RunTest, ReaderFailureFailsOnlyThatFile) {

@@ -70,12 +70,19 @@ std::vector<std::int64_t> EdgesAndRandomValues(std::int64_t limit, int count) {
              {power - 1, power, power + 1, 1 - power, -power, -power - 1}) {
             values.push_back(near);
         }
+        if (power > limit / 10) {
+            break; // the next power would overflow
+        }
     }
     std::mt19937_64 random(7);
     for (int i = 0; i < count; ++i) {
         values.push_back(static_cast<std::int64_t>(random()) >> (random() % 64));
     }
     return values;
+}
+
+FileState StateOf(const std::filesystem::path& path) {
+    return {ReadFile(path), std::filesystem::last_write_time(path)};
 }
 
 std::string PsnText(const std::vector<std::string>& headerLines,

@@ -28,6 +28,14 @@ void WriteFile(const std::filesystem::path& path, const std::string& bytes);
 std::string ReadFile(const std::filesystem::path& path);
 std::vector<std::string> ReadLines(const std::filesystem::path& path); // CR LF or LF
 
+// What a file holds and when it was last modified: what a conversion must leave alone.
+struct FileState {
+    std::string bytes;
+    std::filesystem::file_time_type modified;
+    bool operator==(const FileState&) const = default;
+};
+FileState StateOf(const std::filesystem::path& path);
+
 // The folder of real recordings; empty when it is not there.
 std::filesystem::path TestDataFolder();
 // The rows of the folder's MANIFEST.tsv below its title row, each split at its tabs.

@@ -13,6 +13,7 @@
 #include <QPushButton>
 #include <QTableView>
 #include <QTest>
+#include <functional>
 #include <gtest/gtest.h>
 
 namespace vibrex::test {
@@ -213,12 +214,11 @@ TEST_F(MainWindow, ARunEndsInSuccessWithFullBarsPainted) {
     EXPECT_EQ(Text(0, Model::ColumnFileName), "b.psn");
 }
 
-TEST_F(MainWindow, AbortStopsTheRunAndClosingWaitsForIt) {
+TEST_F(MainWindow, AbortStopsTheRun) {
     bool checkedMidRun = false;
     PrepareRunStoppingAtThirtyPercent([&] {
         checkedMidRun = true;
         EXPECT_FALSE(Find<QPushButton>("CmdConvert")->isEnabled());
-        EXPECT_FALSE(window->close());
         Click("CmdAbort");
     });
     Click("CmdConvert");
@@ -227,6 +227,16 @@ TEST_F(MainWindow, AbortStopsTheRunAndClosingWaitsForIt) {
     EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted");
     EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
     EXPECT_TRUE(window->close());
+}
+
+// Closing the window aborts the run; the window goes once the run has cleaned up.
+TEST_F(MainWindow, ClosingDuringARunAbortsItThenCloses) {
+    PrepareRunStoppingAtThirtyPercent([&] { EXPECT_FALSE(window->close()); });
+    Click("CmdConvert");
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted");
+    EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
+    EXPECT_FALSE(std::filesystem::exists(Output() / "a_out.psn"));
 }
 
 TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
