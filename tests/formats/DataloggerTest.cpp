@@ -181,7 +181,7 @@ TEST_F(Datalogger, DamagedFilesNameTheirCause) {
         {Lines({"! GEONODE", "1", "5,"}), Stage::Converted, "Line 3: \"\" is not a sample."},
     };
     for (const auto& [text, stage, detail] : cases) {
-        ExpectDamaged(text, stage, detail);
+        ExpectFault("damaged", text, detail, stage);
     }
 }
 
