@@ -32,6 +32,14 @@ inline std::string Hex(std::string_view hex) {
     return bytes;
 }
 
+inline std::string Lines(const std::vector<std::string>& lines, const std::string& end = "\n") {
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line + end;
+    }
+    return text;
+}
+
 // A random walk whose steps take 1 to `maxStepBits` bits, wrapping around at 32 bits.
 inline SampleList RandomWalk(std::size_t count, int maxStepBits, unsigned seed) {
     std::mt19937 random(seed);
@@ -198,17 +206,17 @@ protected:
         }
     }
 
-    // Converts damaged copies of the `valid` bytes, as a file named `name`: random bytes
-    // overwritten, and every fifth copy cut short too. Each must be refused, converted to the
-    // end or failed, leaving no intermediate file.
+    // Converts damaged copies of the `valid` bytes, as a file named `name`: random bytes among
+    // the first `within` overwritten, and every fifth copy cut short too. Each must be refused,
+    // converted to the end or failed, leaving no intermediate file.
     void ExpectDamagedCopiesFailCleanly(const std::string& valid, const std::string& name,
-                                        unsigned seed) {
+                                        unsigned seed, std::size_t within = std::string::npos) {
         std::mt19937 random(seed);
         for (int round = 0; round < 150; ++round) {
             std::string bytes = valid;
             for (int i = std::uniform_int_distribution<int>(1, 40)(random); i > 0; --i) {
-                bytes[std::uniform_int_distribution<std::size_t>(0, bytes.size() - 1)(random)] =
-                    static_cast<char>(random());
+                bytes[std::uniform_int_distribution<std::size_t>(
+                    0, std::min(bytes.size(), within) - 1)(random)] = static_cast<char>(random());
             }
             if (round % 5 == 0) {
                 bytes.resize(std::uniform_int_distribution<std::size_t>(0, bytes.size())(random));

@@ -18,14 +18,6 @@ constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 const std::string kWid2 = "WID2 2005/08/31 02:33:49.850 RJOB  Z   RJOB CM6        5  200.000000 "
                           "9.4900e-02   1.000         -1.0 -1.0";
 
-std::string Lines(const std::vector<std::string>& lines, const std::string& end = "\n") {
-    std::string text;
-    for (const std::string& line : lines) {
-        text += line + end;
-    }
-    return text;
-}
-
 // The WID2 line with columns `first` (1-based) on replaced by `text`.
 std::string Wid2With(std::size_t first, const std::string& text) {
     std::string line = kWid2;

@@ -10,7 +10,6 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <map>
-#include <random>
 
 // SEG2, Seismic Unix and Seisan: the multichannel binary formats, read from real recordings,
 // written from merges, and read back.
@@ -315,23 +314,8 @@ TEST_F(MultichannelBinary, DamagedFilesAreRefusedWithTheirCause) {
         const std::string refusal = Refusal(codecOf(damage.format), Input("damaged", bytes));
         EXPECT_TRUE(refusal.ends_with(damage.refusal)) << refusal << "\n" << damage.refusal;
     }
-    std::mt19937 random(11);
-    for (const Multichannel& format : kFormats) {
-        for (int trial = 0; trial < 50; ++trial) {
-            std::string bytes = written[format.format];
-            for (int hit = 0; hit < 4; ++hit) {
-                bytes[random() % std::min<std::size_t>(bytes.size(), 2400)] =
-                    static_cast<char>(random());
-            }
-            if (trial % 5 == 0) {
-                bytes.resize(random() % bytes.size());
-            }
-            const auto damaged = Input("damaged", bytes);
-            if (Refusal(format, damaged).empty()) {
-                const auto status = ConvertOne(damaged, FileFormat::PSNINT, m_folder / "out.psn");
-                EXPECT_NE(status, ConversionStatus::Aborted);
-            }
-        }
+    for (const auto& [format, bytes] : written) {
+        ExpectDamagedCopiesFailCleanly(bytes, "damaged", 11, 2400); // the headers, mostly
     }
 }
 

@@ -214,33 +214,6 @@ TEST_F(Saf, OrientationThatIsNoAngleStaysInComments) {
         << text;
 }
 
-// Three miniSEED channels merged into one SAF and split back: samples, start, rate, station and
-// components come back as they were.
-TEST_F(Saf, RoundTripFromMiniSeedAndBack) {
-    std::vector<std::filesystem::path> inputs;
-    std::vector<SampleList> samples;
-    for (const std::string component : {"HHZ", "HHN", "HHE"}) {
-        samples.push_back(RandomWalk(1500, 20, static_cast<unsigned>(inputs.size() + 7)));
-        inputs.push_back(WrittenMiniSeed(component, samples.back(),
-                                         {"Start Time: 2016/02/29 23:59:58.1234", "SPS: 250",
-                                          "Station Code: STAT", "Component Name: " + component}));
-    }
-    ASSERT_EQ(Merge(inputs, FileFormat::SAF, m_folder / "site.saf"), ConversionStatus::Success)
-        << LastMessage();
-    ASSERT_EQ(ConvertOne(m_folder / "site.saf", FileFormat::miniSeed, m_folder / "back.mseed"),
-              ConversionStatus::Success)
-        << LastMessage();
-    for (std::size_t c = 0; c < inputs.size(); ++c) {
-        const auto back = m_folder / ("back" + std::to_string(c + 1) + ".mseed");
-        EXPECT_EQ(ReadMiniSeed(back), samples[c]) << c;
-        const auto expected = kMiniSeedCodec.loadHeader(inputs[c]).at(0);
-        const auto actual = kMiniSeedCodec.loadHeader(back).at(0);
-        for (const int property : {kStartTime, kSps, kStationCode, kComponentName}) {
-            EXPECT_EQ(actual[property], expected[property]) << c << ", property " << property;
-        }
-    }
-}
-
 // SAF states one start, rate and length for three channels: anything else is refused with a
 // text that names what does not fit, and no file is written.
 TEST_F(Saf, ChannelsThatDoNotFitAreRefused) {
