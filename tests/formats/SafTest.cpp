@@ -1,11 +1,8 @@
 #include "engine/Codec.h"
 #include "formats/ConversionTest.h"
-#include "io/Numbers.h"
-#include "io/TimeText.h"
 
 #include <gtest/gtest.h>
 #include <map>
-#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -62,37 +59,6 @@ protected:
         return inputs;
     }
 };
-
-// The real recording of the test data loads with the recorded header values and converts with
-// the recorded samples, column by column.
-TEST_F(Saf, RealFileBehavesAsTheManifestSays) {
-    const auto testData = TestDataFolder();
-    if (testData.empty()) {
-        GTEST_SKIP() << "no test data folder";
-    }
-    int positives = 0;
-    for (const auto& row : ManifestRows(testData)) {
-        if (row.size() < 22 || row[1] != "SAF" || !row[21].starts_with("POSITIVE")) {
-            continue;
-        }
-        ++positives;
-        SCOPED_TRACE(row[0] + " channel " + row[18]);
-        const auto input = testData / row[0];
-        const int channel = std::stoi(row[18]) - 1;
-        const HeaderValues values = LoadSaf(input).at(static_cast<std::size_t>(channel));
-        EXPECT_EQ(values[kStationCode] + "|" + values[kComponentName] + "|" +
-                      values[kNumberOfSamples],
-                  row[5] + "|" + row[8] + "|" + row[9]);
-        EXPECT_EQ(ParseNumber(values[kSps]), ParseNumber(row[10]));
-        EXPECT_EQ(ParseTimeText(values[kStartTime]), ManifestTime(row[11]));
-
-        const auto output = m_folder / ("out" + std::to_string(channel + 1) + ".psn");
-        ASSERT_EQ(ConvertOne(input, FileFormat::PSNINT, m_folder / "out.psn"),
-                  ConversionStatus::Success);
-        ExpectManifestSamples(DataLines(output), row);
-    }
-    EXPECT_EQ(positives, 3);
-}
 
 // What other writers put in a header reads: keys in any case or with a colon, unpadded dates with
 // fractional seconds, several blanks, extra keywords and free lines, the properties kept in
