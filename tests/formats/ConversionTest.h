@@ -121,14 +121,24 @@ protected:
     // Makes `input` the only file of the list; false when the engine refused it.
     bool Add(const std::filesystem::path& input, FileFormat outputFormat,
              const std::filesystem::path& output) {
+        if (!AddAll({input}, outputFormat)) {
+            return false;
+        }
+        m_engine.SetFileOutputPath(0, output.string());
+        return true;
+    }
+
+    // Makes `inputs` the files of the list, the first converted to `outputFormat`.
+    bool AddAll(const std::vector<std::filesystem::path>& inputs, FileFormat outputFormat) {
         while (m_engine.FilesCount() > 0) {
             m_engine.RemoveFile(0);
         }
-        if (!m_engine.AddFile(input.string())) {
-            return false;
+        for (const auto& input : inputs) {
+            if (!m_engine.AddFile(input.string())) {
+                return false;
+            }
         }
         m_engine.SetFileOutputFormat(0, outputFormat);
-        m_engine.SetFileOutputPath(0, output.string());
         return true;
     }
 
@@ -148,15 +158,9 @@ protected:
     // engine refused one of them.
     ConversionStatus Merge(const std::vector<std::filesystem::path>& inputs,
                            FileFormat outputFormat, const std::filesystem::path& output) {
-        while (m_engine.FilesCount() > 0) {
-            m_engine.RemoveFile(0);
+        if (!AddAll(inputs, outputFormat)) {
+            return ConversionStatus::Idle;
         }
-        for (const auto& input : inputs) {
-            if (!m_engine.AddFile(input.string())) {
-                return ConversionStatus::Idle;
-            }
-        }
-        m_engine.SetFileOutputFormat(0, outputFormat);
         m_engine.SetMergeFilePath(output.string());
         const ConversionStatus status = Convert();
         m_engine.SetMergeFilePath("");

@@ -30,10 +30,6 @@ std::string SafText(const std::vector<std::string>& header, const std::vector<st
 const std::vector<std::string> kPlainHeader = {"STA_CODE = ABC", "START_TIME = 2021 1 2 3 4 5",
                                                "SAMP_FREQ = 50", "NDAT = 2"};
 
-std::vector<HeaderValues> LoadSaf(const std::filesystem::path& path) {
-    return kSafCodec.loadHeader(path);
-}
-
 class Saf : public ConversionTest {
 protected:
     // A single-channel PSN input of the samples under the header lines.
@@ -98,7 +94,8 @@ TEST_F(Saf, LenientHeaderReading) {
           {{1, kSensorDampingFactor}, "0.7"}}},
     };
     for (const Case& c : cases) {
-        const auto channels = LoadSaf(Input("in.saf", SafText(c.header, {}, c.separator)));
+        const auto channels =
+            kSafCodec.loadHeader(Input("in.saf", SafText(c.header, {}, c.separator)));
         ASSERT_EQ(channels.size(), 3u);
         for (const auto& [where, value] : c.expected) {
             const auto [channel, property] = where;
@@ -153,7 +150,7 @@ TEST_F(Saf, WrittenFileExactlyAndLoadedBack) {
               "1 10 100\r\n"
               "-2 -20 200.5\r\n"
               "3 30 -3e2\r\n");
-    const auto loaded = LoadSaf(m_folder / "out.saf");
+    const auto loaded = kSafCodec.loadHeader(m_folder / "out.saf");
     for (std::size_t c = 0; c < inputs.size(); ++c) {
         ASSERT_TRUE(Add(inputs[c], FileFormat::SAF, m_folder / "unused.saf"));
         for (int property = 0; property < kHeaderPropertiesCount; ++property) {
