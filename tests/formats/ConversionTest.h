@@ -1,12 +1,14 @@
 #pragma once
 
 #include "engine/ClsConverter.h"
+#include "io/TimeText.h"
 #include "support/TestSupport.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <optional>
 #include <random>
 #include <sstream>
 #include <string>
@@ -30,6 +32,14 @@ inline std::string Hex(std::string_view hex) {
     return bytes;
 }
 
+inline std::string Lines(const std::vector<std::string>& lines, const std::string& end = "\n") {
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line + end;
+    }
+    return text;
+}
+
 // A random walk whose steps take 1 to `maxStepBits` bits, wrapping around at 32 bits.
 inline SampleList RandomWalk(std::size_t count, int maxStepBits, unsigned seed) {
     std::mt19937 random(seed);
@@ -45,6 +55,13 @@ inline SampleList RandomWalk(std::size_t count, int maxStepBits, unsigned seed) 
     return samples;
 }
 
+inline SampleList Negated(SampleList samples) {
+    for (std::int32_t& sample : samples) {
+        sample = -sample;
+    }
+    return samples;
+}
+
 // The lines after the "Data: " line of a PSN ASCII file that Vibrex wrote.
 inline std::vector<std::string> DataLines(const std::filesystem::path& psn) {
     const auto lines = ReadLines(psn);
@@ -52,7 +69,24 @@ inline std::vector<std::string> DataLines(const std::filesystem::path& psn) {
     return data == lines.end() ? std::vector<std::string>() : std::vector(data + 1, lines.end());
 }
 
-// A channel's sample lines against its MANIFEST.tsv row: the count, the first five and the last.
+inline std::vector<std::string> Texts(const SampleList& samples) {
+    std::vector<std::string> texts;
+    for (const std::int32_t sample : samples) {
+        texts.push_back(std::to_string(sample));
+    }
+    return texts;
+}
+
+// A MANIFEST.tsv time, "2013-01-07T10:30:41.000000", as a time.
+inline std::optional<PreciseTime> ManifestTime(std::string text) {
+    std::replace(text.begin(), text.end(), '-', '/');
+    std::replace(text.begin(), text.end(), 'T', ' ');
+    return ParseTimeText(text);
+}
+
+// A channel's sample lines against its MANIFEST.tsv row: the count, the first five and the
+// last. Whole numbers must match exactly, others in single precision, as the manifest gives
+// them.
 inline void ExpectManifestSamples(const std::vector<std::string>& lines,
                                   const std::vector<std::string>& row) {
     ASSERT_EQ(std::to_string(lines.size()), row[9]);
@@ -60,7 +94,11 @@ inline void ExpectManifestSamples(const std::vector<std::string>& lines,
     for (const std::size_t i : {0ul, 1ul, 2ul, 3ul, 4ul, lines.size() - 1}) {
         std::string text;
         expected >> text;
-        EXPECT_EQ(std::stof(lines[i]), std::stof(text)) << "sample " << i;
+        if ((lines[i] + text).find_first_of(".eE") == std::string::npos) {
+            EXPECT_EQ(lines[i], text) << "sample " << i;
+        } else {
+            EXPECT_EQ(std::stof(lines[i]), std::stof(text)) << "sample " << i;
+        }
     }
 }
 
@@ -83,14 +121,24 @@ protected:
     // Makes `input` the only file of the list; false when the engine refused it.
     bool Add(const std::filesystem::path& input, FileFormat outputFormat,
              const std::filesystem::path& output) {
+        if (!AddAll({input}, outputFormat)) {
+            return false;
+        }
+        m_engine.SetFileOutputPath(0, output.string());
+        return true;
+    }
+
+    // Makes `inputs` the files of the list, the first converted to `outputFormat`.
+    bool AddAll(const std::vector<std::filesystem::path>& inputs, FileFormat outputFormat) {
         while (m_engine.FilesCount() > 0) {
             m_engine.RemoveFile(0);
         }
-        if (!m_engine.AddFile(input.string())) {
-            return false;
+        for (const auto& input : inputs) {
+            if (!m_engine.AddFile(input.string())) {
+                return false;
+            }
         }
         m_engine.SetFileOutputFormat(0, outputFormat);
-        m_engine.SetFileOutputPath(0, output.string());
         return true;
     }
 
@@ -110,15 +158,9 @@ protected:
     // engine refused one of them.
     ConversionStatus Merge(const std::vector<std::filesystem::path>& inputs,
                            FileFormat outputFormat, const std::filesystem::path& output) {
-        while (m_engine.FilesCount() > 0) {
-            m_engine.RemoveFile(0);
+        if (!AddAll(inputs, outputFormat)) {
+            return ConversionStatus::Idle;
         }
-        for (const auto& input : inputs) {
-            if (!m_engine.AddFile(input.string())) {
-                return ConversionStatus::Idle;
-            }
-        }
-        m_engine.SetFileOutputFormat(0, outputFormat);
         m_engine.SetMergeFilePath(output.string());
         const ConversionStatus status = Convert();
         m_engine.SetMergeFilePath("");
@@ -140,18 +182,26 @@ protected:
         EXPECT_FALSE(std::filesystem::exists(m_engine.FileOutputPath(0)));
     }
 
-    // Adds and converts an input of `bytes`. With a `detail`, it must give that text when it is
-    // added or when it is converted, leaving no file behind; without one, it must convert.
-    void ExpectFault(const std::string& name, const std::string& bytes, const std::string& detail) {
+    enum class Stage { Added, Converted, Either };
+    // Adds an input of `bytes` and converts it to PSN ASCII. With a `detail`, it must give that
+    // text when it is added or when it is converted, as `stage` says, leaving no output of any
+    // channel and no intermediate file; without one, it must convert.
+    void ExpectFault(const std::string& name, const std::string& bytes, const std::string& detail,
+                     Stage stage = Stage::Either) {
         SCOPED_TRACE(bytes);
         m_host.messages.clear();
         std::string fault;
-        if (!Add(Input(name, bytes), FileFormat::PSNINT, m_folder / "fault.psn")) {
+        const bool added = Add(Input(name, bytes), FileFormat::PSNINT, m_folder / "fault.psn");
+        if (!added) {
             fault = LastMessage();
         } else if (Convert() != ConversionStatus::Success) {
             fault = m_engine.FileErrorText(0);
             EXPECT_TRUE(WorkFolderIsEmpty());
             EXPECT_FALSE(std::filesystem::exists(m_folder / "fault.psn"));
+            EXPECT_FALSE(std::filesystem::exists(m_folder / "fault1.psn"));
+        }
+        if (stage != Stage::Either) {
+            EXPECT_EQ(added, stage == Stage::Converted) << fault;
         }
         if (detail.empty()) {
             EXPECT_EQ(fault, "");
@@ -160,17 +210,17 @@ protected:
         }
     }
 
-    // Converts damaged copies of the `valid` bytes, as a file named `name`: random bytes
-    // overwritten, and every fifth copy cut short too. Each must be refused, converted to the
-    // end or failed, leaving no intermediate file.
+    // Converts damaged copies of the `valid` bytes, as a file named `name`: random bytes among
+    // the first `within` overwritten, and every fifth copy cut short too. Each must be refused,
+    // converted to the end or failed, leaving no intermediate file.
     void ExpectDamagedCopiesFailCleanly(const std::string& valid, const std::string& name,
-                                        unsigned seed) {
+                                        unsigned seed, std::size_t within = std::string::npos) {
         std::mt19937 random(seed);
         for (int round = 0; round < 150; ++round) {
             std::string bytes = valid;
             for (int i = std::uniform_int_distribution<int>(1, 40)(random); i > 0; --i) {
-                bytes[std::uniform_int_distribution<std::size_t>(0, bytes.size() - 1)(random)] =
-                    static_cast<char>(random());
+                bytes[std::uniform_int_distribution<std::size_t>(
+                    0, std::min(bytes.size(), within) - 1)(random)] = static_cast<char>(random());
             }
             if (round % 5 == 0) {
                 bytes.resize(std::uniform_int_distribution<std::size_t>(0, bytes.size())(random));
@@ -179,20 +229,6 @@ protected:
                 ConvertOne(Input(name, bytes), FileFormat::PSNINT, m_folder / "damaged.psn");
             EXPECT_NE(status, ConversionStatus::InProgress);
             EXPECT_TRUE(WorkFolderIsEmpty());
-        }
-    }
-
-    enum class Stage { Added, Converted };
-    // A damaged input of `bytes` is refused when it is added, or fails its conversion to PSN
-    // ASCII, as `stage` says, with `detail` in the message; no output of any channel is left.
-    void ExpectDamaged(const std::string& bytes, Stage stage, const std::string& detail) {
-        const bool added = Add(Input("damaged", bytes), FileFormat::PSNINT, m_folder / "out.psn");
-        ASSERT_EQ(added, stage == Stage::Converted) << detail << "\n" << LastMessage();
-        if (added) {
-            ExpectFailure(detail);
-            EXPECT_FALSE(std::filesystem::exists(m_folder / "out1.psn"));
-        } else {
-            EXPECT_NE(LastMessage().find(detail), std::string::npos) << LastMessage();
         }
     }
 

@@ -10,12 +10,9 @@
 namespace vibrex::test {
 namespace {
 
-std::string Lines(const std::vector<std::string>& lines, const std::string& end = "\r\n") {
-    std::string text;
-    for (const std::string& line : lines) {
-        text += line + end;
-    }
-    return text;
+// Loggers end their lines with CR LF.
+std::string CrLf(const std::vector<std::string>& lines) {
+    return Lines(lines, "\r\n");
 }
 
 // An Ondaro file of two channels: rates, lengths and loggers of their own.
@@ -52,8 +49,8 @@ TEST_F(Datalogger, GeonodeDatalogsAsLoggersWriteThem) {
          {"-100", "-63", "5"},
          "",
          ""},
-        {Lines({"! GEONODE datalog", "! Start Time: 2021/03/04 05:06:07.250", "! SPS: 100",
-                "! Number of Samples: 99", "! a comment", "12:00:00.01 7", "  -3.5  ", "1e3"}),
+        {CrLf({"! GEONODE datalog", "! Start Time: 2021/03/04 05:06:07.250", "! SPS: 100",
+               "! Number of Samples: 99", "! a comment", "12:00:00.01 7", "  -3.5  ", "1e3"}),
          {"7", "-3.5", "1e3"},
          "2021/03/04 05:06:07.250",
          "100"},
@@ -76,7 +73,7 @@ TEST_F(Datalogger, GeonodeRoundTripFromPsn) {
     ASSERT_EQ(ConvertOne(input, FileFormat::Geonode, m_folder / "log.dat"),
               ConversionStatus::Success);
     EXPECT_EQ(ReadFile(m_folder / "log.dat"),
-              Lines({"! GEONODE datalog", "1", "-2.5", "3e2", "2147483647"}));
+              CrLf({"! GEONODE datalog", "1", "-2.5", "3e2", "2147483647"}));
     ASSERT_EQ(ConvertOne(m_folder / "log.dat", FileFormat::PSNINT, m_folder / "back.psn"),
               ConversionStatus::Success);
     EXPECT_EQ(DataLines(m_folder / "back.psn"),
@@ -101,7 +98,7 @@ TEST_F(Datalogger, OndaroWrittenExactly) {
     ASSERT_EQ(Merge({first, second}, FileFormat::Ondaro, m_folder / "pair.ond"),
               ConversionStatus::Success)
         << LastMessage();
-    EXPECT_EQ(ReadFile(m_folder / "pair.ond"), Lines(kOndaro));
+    EXPECT_EQ(ReadFile(m_folder / "pair.ond"), CrLf(kOndaro));
     const auto channels = kOndaroCodec.loadHeader(m_folder / "pair.ond");
     ASSERT_EQ(channels.size(), 2u);
     EXPECT_EQ(channels[1][kStartTime] + "|" + channels[1][kNumberOfSamples] + "|" +
@@ -158,7 +155,7 @@ TEST_F(Datalogger, DamagedFilesNameTheirCause) {
         } else {
             lines[line] = replacement;
         }
-        return Lines(lines);
+        return CrLf(lines);
     };
     const std::tuple<std::string, Stage, std::string> cases[] = {
         {ondaro(18, ""), Stage::Added, "Missing DATA= line (2)."},
@@ -169,19 +166,19 @@ TEST_F(Datalogger, DamagedFilesNameTheirCause) {
         {ondaro(1, "CHANNELS=two"), Stage::Added, "CHANNELS=two is not a number of channels (2)."},
         {ondaro(1, ""), Stage::Added, "Missing CHANNELS= line (2)."},
         {ondaro(6, "SAMPLES=3.5"), Stage::Added, "SAMPLES=3.5 is not a number of samples (1)."},
-        {Lines({"TIPO=1", "CHANNELS=1"}), Stage::Added,
+        {CrLf({"TIPO=1", "CHANNELS=1"}), Stage::Added,
          "CHANNELS=1 but the file holds 0 [CHANNEL blocks (2)."},
         {ondaro(6, "SAMPLES=4"), Stage::Converted,
          "Channel 1 holds 3 samples, not the 4 of its SAMPLES= line."},
         {ondaro(16, "SAMPLES=1"), Stage::Converted,
          "Channel 2 holds 2 samples, not the 1 of its SAMPLES= line."},
         {ondaro(10, "-6x3"), Stage::Converted, "Line 11: \"-6x3\" is not a sample."},
-        {Lines({"! GEONODE", "1", "", "0,two"}), Stage::Converted,
+        {CrLf({"! GEONODE", "1", "", "0,two"}), Stage::Converted,
          "Line 4: \"two\" is not a sample."},
-        {Lines({"! GEONODE", "1", "5,"}), Stage::Converted, "Line 3: \"\" is not a sample."},
+        {CrLf({"! GEONODE", "1", "5,"}), Stage::Converted, "Line 3: \"\" is not a sample."},
     };
     for (const auto& [text, stage, detail] : cases) {
-        ExpectDamaged(text, stage, detail);
+        ExpectFault("damaged", text, detail, stage);
     }
 }
 

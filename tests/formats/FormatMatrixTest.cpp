@@ -7,7 +7,6 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
-#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -123,47 +122,6 @@ bool SameValue(int property, const std::string& expected, const std::string& act
     return number && other && static_cast<float>(*number) == static_cast<float>(*other);
 }
 
-// A mono PCM WAV file as an independent reader sees it.
-struct WavContents {
-    int channels = 0;
-    std::int64_t rate = 0;
-    int bits = 0;
-    std::vector<std::int64_t> samples;
-};
-
-std::optional<WavContents> ReadWav(const std::filesystem::path& path) {
-    const std::string bytes = ReadFile(path);
-    const auto* at = reinterpret_cast<const unsigned char*>(bytes.data());
-    if (bytes.size() < 12 || bytes.compare(0, 4, "RIFF") != 0 || bytes.compare(8, 4, "WAVE") != 0) {
-        return std::nullopt;
-    }
-    WavContents wav;
-    for (std::size_t chunk = 12; chunk + 8 <= bytes.size();) {
-        const std::size_t size = LoadAs<std::uint32_t>(at + chunk + 4, ByteOrder::Little);
-        const std::size_t body = chunk + 8;
-        if (size > bytes.size() - body) {
-            return std::nullopt;
-        }
-        if (bytes.compare(chunk, 4, "fmt ") == 0 && size >= 16) {
-            wav.channels = LoadAs<std::uint16_t>(at + body + 2, ByteOrder::Little);
-            wav.rate = LoadAs<std::uint32_t>(at + body + 4, ByteOrder::Little);
-            wav.bits = LoadAs<std::uint16_t>(at + body + 14, ByteOrder::Little);
-        } else if (bytes.compare(chunk, 4, "data") == 0 && wav.bits % 8 == 0 && wav.bits > 0) {
-            const std::size_t width = static_cast<std::size_t>(wav.bits / 8);
-            for (std::size_t sample = body; sample + width <= body + size; sample += width) {
-                std::uint64_t value = 0;
-                for (std::size_t b = 0; b < width; ++b) {
-                    value |= std::uint64_t{at[sample + b]} << (8 * b);
-                }
-                const int unused = 64 - wav.bits; // sign-extend from the sample's width
-                wav.samples.push_back(static_cast<std::int64_t>(value << unused) >> unused);
-            }
-        }
-        chunk = body + size + (size & 1);
-    }
-    return wav;
-}
-
 class FormatMatrix : public ConversionTest {
 protected:
     void SetUp() override {
@@ -231,14 +189,21 @@ protected:
         }
     }
 
+    // A mono PCM WAV file of the channel, read at the offsets of the 44-byte header the WAV
+    // tests check byte for byte: channels, rate, bits, then the samples, little-endian.
     void ExpectWav(const std::filesystem::path& file, int channel) {
-        const auto wav = ReadWav(file);
-        ASSERT_TRUE(wav.has_value());
-        EXPECT_EQ(wav->channels, 1);
-        EXPECT_EQ(std::to_string(wav->rate), kHeader[kSps]);
-        EXPECT_EQ(std::to_string(wav->bits), kHeader[kAdConverterBits]);
-        const SampleList& expected = m_samples[static_cast<std::size_t>(channel)];
-        EXPECT_EQ(wav->samples, std::vector<std::int64_t>(expected.begin(), expected.end()));
+        const std::string bytes = ReadFile(file);
+        ASSERT_GE(bytes.size(), 44u);
+        const auto* at = reinterpret_cast<const unsigned char*>(bytes.data());
+        EXPECT_EQ(LoadAs<std::uint16_t>(at + 22, ByteOrder::Little), 1);
+        EXPECT_EQ(std::to_string(LoadAs<std::uint32_t>(at + 24, ByteOrder::Little)), kHeader[kSps]);
+        ASSERT_EQ(std::to_string(LoadAs<std::uint16_t>(at + 34, ByteOrder::Little)),
+                  kHeader[kAdConverterBits]);
+        SampleList samples;
+        for (std::size_t sample = 44; sample + 4 <= bytes.size(); sample += 4) {
+            samples.push_back(LoadAs<std::int32_t>(at + sample, ByteOrder::Little));
+        }
+        EXPECT_EQ(samples, m_samples[static_cast<std::size_t>(channel)]);
     }
 
     // A line that is no number becomes NaN, which equals nothing.
@@ -255,12 +220,15 @@ protected:
     std::vector<SampleList> m_samples;
 };
 
+// Every detector runs over every output: only the format's own test (and those of the known
+// overlaps, which come later in detection order) may accept it.
 TEST_F(FormatMatrix, EveryWriterOutputIsDetectedAndLoadsBack) {
     for (const FormatEntry* entry : WritableFormats()) {
         SCOPED_TRACE(entry->displayName);
         const auto files = WriteAs(*entry);
         for (std::size_t f = 0; f < files.size(); ++f) {
             const int first = static_cast<int>(f);
+            EXPECT_EQ(MatchingFormats(files[f]), ExpectedMatches(entry->value)) << files[f];
             if (!Reads(*entry)) {
                 EXPECT_EQ(GuessFileFormat(files[f]), FileFormat::Unknown);
                 ExpectWav(files[f], first);
@@ -268,17 +236,6 @@ TEST_F(FormatMatrix, EveryWriterOutputIsDetectedAndLoadsBack) {
             }
             EXPECT_EQ(GuessFileFormat(files[f]), entry->value);
             ExpectLoadsBack(*entry, files[f], first);
-        }
-    }
-}
-
-// Every detector runs over every output: only the format's own test (and those of the known
-// overlaps, which come later in detection order) may accept it.
-TEST_F(FormatMatrix, NoDetectorAcceptsAnotherFormatsOutput) {
-    for (const FormatEntry* entry : WritableFormats()) {
-        for (const auto& file : WriteAs(*entry)) {
-            EXPECT_EQ(MatchingFormats(file), ExpectedMatches(entry->value))
-                << entry->displayName << ": " << file.filename();
         }
     }
 }
@@ -304,6 +261,7 @@ TEST_F(FormatMatrix, AbortStopsEveryWriterAndReader) {
         if (Reads(*entry)) {
             ASSERT_TRUE(Add(WriteAs(*entry).front(), FileFormat::PSNINT, m_folder / "abort.psn"));
             ExpectAbortAt(10);
+            ExpectAbortAt(60);
             EXPECT_TRUE(nothingLeft());
         }
     }

@@ -41,15 +41,6 @@ TEST_F(Psn, DataLineSpellingsAndLineEnds) {
     }
 }
 
-// Aborting stops the reader, or the copy to the output.
-TEST_F(Psn, AbortStopsEitherStage) {
-    const auto input =
-        Input("in.psn", PsnText({"Number of Samples: 500"}, std::vector<std::string>(500, "7")));
-    ASSERT_TRUE(Add(input, FileFormat::PSNINT, m_folder / "out.psn"));
-    ExpectAbortAt(10);
-    ExpectAbortAt(60);
-}
-
 // Hostile text never crashes: binary noise after the data line fails the inversion cleanly.
 TEST_F(Psn, MalformedInputFailsCleanly) {
     std::string noise = "! PSN ASCII Event File Format 2.0\nNumber of Samples: 3\nData:\n";

@@ -192,14 +192,6 @@ TEST_F(Sac, RoundTripsKeepEveryBit) {
     EXPECT_TRUE(WorkFolderIsEmpty());
 }
 
-// Aborting stops the reader, or the writer with 200 of the 1000 samples written.
-TEST_F(Sac, AbortStopsEitherStage) {
-    ASSERT_TRUE(Add(Input("in.sac", SacFile(std::vector<float>(1000, 1.5f))), FileFormat::SAC,
-                    m_folder / "out.sac"));
-    ExpectAbortAt(10);
-    ExpectAbortAt(60);
-}
-
 // A file that changed after it was added fails the reader; a header value or a sample that is
 // not a number fails the writer.
 TEST_F(Sac, FailuresNameTheirCause) {

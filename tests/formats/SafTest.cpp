@@ -1,11 +1,8 @@
 #include "engine/Codec.h"
 #include "formats/ConversionTest.h"
-#include "io/Numbers.h"
-#include "io/TimeText.h"
 
 #include <gtest/gtest.h>
 #include <map>
-#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -33,10 +30,6 @@ std::string SafText(const std::vector<std::string>& header, const std::vector<st
 const std::vector<std::string> kPlainHeader = {"STA_CODE = ABC", "START_TIME = 2021 1 2 3 4 5",
                                                "SAMP_FREQ = 50", "NDAT = 2"};
 
-std::vector<HeaderValues> LoadSaf(const std::filesystem::path& path) {
-    return kSafCodec.loadHeader(path);
-}
-
 class Saf : public ConversionTest {
 protected:
     // A single-channel PSN input of the samples under the header lines.
@@ -62,46 +55,6 @@ protected:
         return inputs;
     }
 };
-
-// The real recording of the test data loads with the recorded header values and converts with
-// the recorded samples, column by column.
-TEST_F(Saf, RealFileBehavesAsTheManifestSays) {
-    const auto testData = TestDataFolder();
-    if (testData.empty()) {
-        GTEST_SKIP() << "no test data folder";
-    }
-    int positives = 0;
-    for (const auto& row : ManifestRows(testData)) {
-        if (row.size() < 22 || row[1] != "SAF" || !row[21].starts_with("POSITIVE")) {
-            continue;
-        }
-        ++positives;
-        SCOPED_TRACE(row[0] + " channel " + row[18]);
-        const auto input = testData / row[0];
-        const int channel = std::stoi(row[18]) - 1;
-        const HeaderValues values = LoadSaf(input).at(static_cast<std::size_t>(channel));
-        EXPECT_EQ(values[kStationCode] + "|" + values[kComponentName] + "|" +
-                      values[kNumberOfSamples],
-                  row[5] + "|" + row[8] + "|" + row[9]);
-        EXPECT_EQ(ParseNumber(values[kSps]), ParseNumber(row[10]));
-        std::string start = row[11]; // 2021-11-22T13:31:10.000
-        start.replace(10, 1, " ");
-        EXPECT_EQ(ParseTimeText(values[kStartTime]), ParseTimeText(start));
-
-        const auto output = m_folder / ("out" + std::to_string(channel + 1) + ".psn");
-        ASSERT_EQ(ConvertOne(input, FileFormat::PSNINT, m_folder / "out.psn"),
-                  ConversionStatus::Success);
-        const auto samples = DataLines(output);
-        ASSERT_EQ(std::to_string(samples.size()), row[9]);
-        std::stringstream expected(row[12] + " " + row[13]); // the first five, the last
-        for (const std::size_t i : {0ul, 1ul, 2ul, 3ul, 4ul, samples.size() - 1}) {
-            std::string text;
-            expected >> text;
-            EXPECT_EQ(samples[i], text) << "sample " << i;
-        }
-    }
-    EXPECT_EQ(positives, 3);
-}
 
 // What other writers put in a header reads: keys in any case or with a colon, unpadded dates with
 // fractional seconds, several blanks, extra keywords and free lines, the properties kept in
@@ -141,7 +94,8 @@ TEST_F(Saf, LenientHeaderReading) {
           {{1, kSensorDampingFactor}, "0.7"}}},
     };
     for (const Case& c : cases) {
-        const auto channels = LoadSaf(Input("in.saf", SafText(c.header, {}, c.separator)));
+        const auto channels =
+            kSafCodec.loadHeader(Input("in.saf", SafText(c.header, {}, c.separator)));
         ASSERT_EQ(channels.size(), 3u);
         for (const auto& [where, value] : c.expected) {
             const auto [channel, property] = where;
@@ -196,7 +150,7 @@ TEST_F(Saf, WrittenFileExactlyAndLoadedBack) {
               "1 10 100\r\n"
               "-2 -20 200.5\r\n"
               "3 30 -3e2\r\n");
-    const auto loaded = LoadSaf(m_folder / "out.saf");
+    const auto loaded = kSafCodec.loadHeader(m_folder / "out.saf");
     for (std::size_t c = 0; c < inputs.size(); ++c) {
         ASSERT_TRUE(Add(inputs[c], FileFormat::SAF, m_folder / "unused.saf"));
         for (int property = 0; property < kHeaderPropertiesCount; ++property) {
@@ -221,33 +175,6 @@ TEST_F(Saf, OrientationThatIsNoAngleStaysInComments) {
     EXPECT_NE(text.find("# CH0_NORTH_ROT = Z\r\n# CH1_NORTH_ROT = N\r\n# CH2_NORTH_ROT = E\r\n"),
               std::string::npos)
         << text;
-}
-
-// Three miniSEED channels merged into one SAF and split back: samples, start, rate, station and
-// components come back as they were.
-TEST_F(Saf, RoundTripFromMiniSeedAndBack) {
-    std::vector<std::filesystem::path> inputs;
-    std::vector<SampleList> samples;
-    for (const std::string component : {"HHZ", "HHN", "HHE"}) {
-        samples.push_back(RandomWalk(1500, 20, static_cast<unsigned>(inputs.size() + 7)));
-        inputs.push_back(WrittenMiniSeed(component, samples.back(),
-                                         {"Start Time: 2016/02/29 23:59:58.1234", "SPS: 250",
-                                          "Station Code: STAT", "Component Name: " + component}));
-    }
-    ASSERT_EQ(Merge(inputs, FileFormat::SAF, m_folder / "site.saf"), ConversionStatus::Success)
-        << LastMessage();
-    ASSERT_EQ(ConvertOne(m_folder / "site.saf", FileFormat::miniSeed, m_folder / "back.mseed"),
-              ConversionStatus::Success)
-        << LastMessage();
-    for (std::size_t c = 0; c < inputs.size(); ++c) {
-        const auto back = m_folder / ("back" + std::to_string(c + 1) + ".mseed");
-        EXPECT_EQ(ReadMiniSeed(back), samples[c]) << c;
-        const auto expected = kMiniSeedCodec.loadHeader(inputs[c]).at(0);
-        const auto actual = kMiniSeedCodec.loadHeader(back).at(0);
-        for (const int property : {kStartTime, kSps, kStationCode, kComponentName}) {
-            EXPECT_EQ(actual[property], expected[property]) << c << ", property " << property;
-        }
-    }
 }
 
 // SAF states one start, rate and length for three channels: anything else is refused with a
@@ -311,7 +238,7 @@ TEST_F(Saf, DamagedFilesNameTheirCause) {
          "Data line 7: not three samples."},
     };
     for (const auto& [text, stage, detail] : cases) {
-        ExpectDamaged(text, stage, detail);
+        ExpectFault("damaged", text, detail, stage);
     }
 }
 

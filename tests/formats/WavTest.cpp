@@ -98,13 +98,6 @@ TEST_F(Wav, SamplesScaledRoundedAndClipped) {
     }
 }
 
-TEST_F(Wav, AbortStopsTheWriter) {
-    ASSERT_TRUE(Add(
-        Input("in.psn", PsnText({"Number of Samples: 500"}, std::vector<std::string>(500, "7"))),
-        FileFormat::WAV, m_folder / "out.wav"));
-    ExpectAbortAt(60);
-}
-
 TEST_F(Wav, EveryChannelItsOwnMonoFile) {
     for (const std::string sample : {"10", "20"}) {
         ASSERT_TRUE(m_engine.AddFile(
