@@ -86,22 +86,18 @@ TEST_F(MainWindow, TheComboSetsTheCurrentFileOrEveryFile) {
     grid->horizontalHeader()->resizeSection(Model::ColumnFileName, 300);
     EXPECT_FALSE(Find<QComboBox>("CmbFormats")->isVisible());
 
+    // Automatic naming lasts only while the format takes one channel a file.
+    NameOutputs("", false, true);
+    EXPECT_EQ(Text(1, Model::ColumnOutputFileName), "Automatic naming");
+    EXPECT_EQ(engine->FileOutputPath(1), (Output() / "Automatic.sac").string());
+    ChooseFormat(1, FileFormat::Seisan);
+    EXPECT_EQ(Text(1, Model::ColumnOutputFileName), "");
+    EXPECT_FALSE(engine->FileAutoNaming(1));
+
     Find<QCheckBox>("ChkSameOutput")->setChecked(true);
     ChooseFormat(0, FileFormat::PSNINT);
     EXPECT_EQ(engine->FileOutputFormat(0), FileFormat::PSNINT);
     EXPECT_EQ(engine->FileOutputFormat(1), FileFormat::PSNINT);
-}
-
-TEST_F(MainWindow, AMultichannelFormatEndsAutomaticNaming) {
-    Drop({WritePsn("a.psn")});
-    ChooseFormat(0, FileFormat::SAC);
-    NameOutputs("", false, true);
-    EXPECT_EQ(Text(0, Model::ColumnOutputFileName), "Automatic naming");
-    EXPECT_EQ(engine->FileOutputPath(0), (Output() / "Automatic.sac").string());
-
-    ChooseFormat(0, FileFormat::Seisan);
-    EXPECT_EQ(Text(0, Model::ColumnOutputFileName), "");
-    EXPECT_FALSE(engine->FileAutoNaming(0));
 }
 
 TEST_F(MainWindow, StartRefusesEachProblemOnItsCell) {
