@@ -174,24 +174,9 @@ TEST_F(EngineTest, ChannelAndSampleLimits) {
     EXPECT_EQ(engine.GoodSamplesCount(3), 0);
 }
 
-TEST(EngineLifecycle, WorkFolderLivesAsLongAsTheEngine) {
-    TempFolder folder;
-    std::filesystem::path work;
-    {
-        ClsConverter engine(nullptr, folder.Path());
-        work = engine.WorkFolder();
-        EXPECT_TRUE(std::filesystem::is_directory(work));
-        const std::string name = work.filename().string();
-        ASSERT_EQ(name.size(), 34u);
-        EXPECT_EQ(name.front(), '{');
-        EXPECT_EQ(name.back(), '}');
-        EXPECT_EQ(name.find_first_not_of("0123456789ABCDEF", 1), 33u);
-    }
-    EXPECT_FALSE(std::filesystem::exists(work));
-}
-
 // Several processes may share a program folder: a new engine removes the work folders of killed
-// ones, recognised by their name and by no live process holding them, and nothing else.
+// ones, recognised by their name and by no live process holding them, and nothing else. Its own
+// work folder, named like a GUID, lives as long as the engine.
 TEST(EngineLifecycle, LeftoverWorkFoldersGoLiveOnesStay) {
     TempFolder folder;
     const std::string abandoned = "{" + std::string(32, 'A') + "}";
@@ -202,12 +187,22 @@ TEST(EngineLifecycle, LeftoverWorkFoldersGoLiveOnesStay) {
     for (const auto& name : kept) {
         std::filesystem::create_directory(folder / name);
     }
-    ClsConverter first(nullptr, folder.Path());
-    EXPECT_FALSE(std::filesystem::exists(folder / abandoned));
-    ClsConverter second(nullptr, folder.Path());
-    EXPECT_TRUE(std::filesystem::is_directory(first.WorkFolder()));
-    EXPECT_TRUE(std::filesystem::is_directory(second.WorkFolder()));
-    EXPECT_NE(first.WorkFolder(), second.WorkFolder());
+    std::filesystem::path work;
+    {
+        ClsConverter first(nullptr, folder.Path());
+        EXPECT_FALSE(std::filesystem::exists(folder / abandoned));
+        ClsConverter second(nullptr, folder.Path());
+        work = first.WorkFolder();
+        EXPECT_TRUE(std::filesystem::is_directory(work));
+        EXPECT_TRUE(std::filesystem::is_directory(second.WorkFolder()));
+        EXPECT_NE(work, second.WorkFolder());
+        const std::string name = work.filename().string();
+        ASSERT_EQ(name.size(), 34u);
+        EXPECT_EQ(name.front(), '{');
+        EXPECT_EQ(name.back(), '}');
+        EXPECT_EQ(name.find_first_not_of("0123456789ABCDEF", 1), 33u);
+    }
+    EXPECT_FALSE(std::filesystem::exists(work));
     for (const auto& name : kept) {
         EXPECT_TRUE(std::filesystem::is_directory(folder / name)) << name;
     }
