@@ -174,13 +174,6 @@ TEST_F(Dialogs, TheOpenDialogShowsFormatsAndFiltersInAnyCase) {
     EXPECT_EQ(engine->FilePath(0), psn);
 }
 
-TEST(FileNameCheck, ReportsTheFirstForbiddenCharacterOfTheList) {
-    Prompter prompter;
-    EXPECT_TRUE(CheckFileNameText(nullptr, "_copy-1"));
-    EXPECT_FALSE(CheckFileNameText(nullptr, "a?b/c"));
-    EXPECT_EQ(prompter.LastText(), "Invalid char: /");
-}
-
 TEST(ProgressWindow, AddsUpTheFilesOfARunAndStopsAtItsMaximum) {
     FrmBar bar;
     bar.Open(200, nullptr);
