@@ -29,14 +29,9 @@ struct Kind {
 constexpr std::array<Kind, 3> kKinds = {
     {{FileFormat::PSNINT, ".psn"}, {FileFormat::SAC, ".sac"}, {FileFormat::miniSeed, ".msd"}}};
 
+// A recording, or what the engine reads back from a file (no samples if it is refused).
 struct Recording {
     std::filesystem::path path;
-    std::string station;
-    std::vector<double> samples;
-};
-
-// What the engine reads back from a file: its station and samples; no samples if it is refused.
-struct ReadBack {
     std::string station;
     std::vector<double> samples;
 };
@@ -104,11 +99,11 @@ std::vector<double> DataOfPsn(const std::filesystem::path& path) {
 }
 
 // Each file read by the engine and written as PSN text, whose samples are plain to read.
-std::vector<ReadBack> ReadBackAll(const std::vector<std::filesystem::path>& paths,
-                                  const std::filesystem::path& scratch) {
+std::vector<Recording> ReadBackAll(const std::vector<std::filesystem::path>& paths,
+                                   const std::filesystem::path& scratch) {
     ClsConverter engine(nullptr, scratch);
     engine.SetVerbose(false);
-    std::vector<ReadBack> found(paths.size());
+    std::vector<Recording> found(paths.size());
     std::vector<std::filesystem::path> copies(paths.size());
     for (std::size_t i = 0; i < paths.size(); ++i) {
         if (engine.AddFile(paths[i].string())) {
@@ -151,7 +146,7 @@ void ExpectCleanRun(const test::ProcessResult& run, const std::vector<Recording>
     EXPECT_TRUE(run.stderrText.empty()) << run.stderrText.substr(0, 2000);
     const std::filesystem::path scratch = folder / "read-back";
     std::filesystem::create_directory(scratch);
-    const std::vector<ReadBack> found = ReadBackAll(outputs, scratch);
+    const std::vector<Recording> found = ReadBackAll(outputs, scratch);
     for (std::size_t i = 0; i < recordings.size(); ++i) {
         EXPECT_EQ(found[i].station, recordings[i].station) << outputs[i];
         EXPECT_EQ(found[i].samples, recordings[i].samples) << outputs[i];

@@ -84,13 +84,10 @@ TEST(PreviewEnvelope, KeepsEveryExtremeWhateverTheLengthAndWidth) {
             EXPECT_EQ(high, highest) << width << " columns";
         }
     }
-}
-
-TEST(PreviewEnvelope, AnEmptyChannelDrawsNothing) {
-    Envelope envelope;
-    EXPECT_TRUE(envelope.Columns(100).empty());
-    EXPECT_EQ(envelope.Lowest(), 0);
-    EXPECT_EQ(envelope.Highest(), 0);
+    Envelope empty; // an empty channel draws nothing
+    EXPECT_TRUE(empty.Columns(100).empty());
+    EXPECT_EQ(empty.Lowest(), 0);
+    EXPECT_EQ(empty.Highest(), 0);
 }
 
 class PreviewRun : public ::testing::Test {
