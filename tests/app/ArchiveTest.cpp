@@ -29,14 +29,9 @@ struct Kind {
 constexpr std::array<Kind, 3> kKinds = {
     {{FileFormat::PSNINT, ".psn"}, {FileFormat::SAC, ".sac"}, {FileFormat::miniSeed, ".msd"}}};
 
+// A recording, or what the engine reads back from a file (no samples if it is refused).
 struct Recording {
     std::filesystem::path path;
-    std::string station;
-    std::vector<double> samples;
-};
-
-// What the engine reads back from a file: its station and samples; no samples if it is refused.
-struct ReadBack {
     std::string station;
     std::vector<double> samples;
 };
@@ -104,11 +99,11 @@ std::vector<double> DataOfPsn(const std::filesystem::path& path) {
 }
 
 // Each file read by the engine and written as PSN text, whose samples are plain to read.
-std::vector<ReadBack> ReadBackAll(const std::vector<std::filesystem::path>& paths,
-                                  const std::filesystem::path& scratch) {
+std::vector<Recording> ReadBackAll(const std::vector<std::filesystem::path>& paths,
+                                   const std::filesystem::path& scratch) {
     ClsConverter engine(nullptr, scratch);
     engine.SetVerbose(false);
-    std::vector<ReadBack> found(paths.size());
+    std::vector<Recording> found(paths.size());
     std::vector<std::filesystem::path> copies(paths.size());
     for (std::size_t i = 0; i < paths.size(); ++i) {
         if (engine.AddFile(paths[i].string())) {
@@ -128,19 +123,6 @@ std::vector<ReadBack> ReadBackAll(const std::vector<std::filesystem::path>& path
     return found;
 }
 
-// Every output holds its recording: station and every sample.
-void ExpectOutputsHoldTheRecordings(const std::vector<Recording>& recordings,
-                                    const std::vector<std::filesystem::path>& outputs,
-                                    const TempFolder& folder) {
-    const std::filesystem::path scratch = folder / "read-back";
-    std::filesystem::create_directory(scratch);
-    const std::vector<ReadBack> found = ReadBackAll(outputs, scratch);
-    for (std::size_t i = 0; i < recordings.size(); ++i) {
-        EXPECT_EQ(found[i].station, recordings[i].station) << outputs[i];
-        EXPECT_EQ(found[i].samples, recordings[i].samples) << outputs[i];
-    }
-}
-
 // Every file under `root`, relative to it, sorted.
 std::vector<std::string> FilesUnder(const std::filesystem::path& root) {
     std::vector<std::string> files;
@@ -153,14 +135,29 @@ std::vector<std::string> FilesUnder(const std::filesystem::path& root) {
     return files;
 }
 
-std::vector<std::string> SortedRelative(const std::vector<std::filesystem::path>& paths,
-                                        const std::filesystem::path& root) {
+// The run succeeded silently, every output holds its recording (station and every sample),
+// `root` holds exactly `expected` and the program folder holds nothing.
+void ExpectCleanRun(const test::ProcessResult& run, const std::vector<Recording>& recordings,
+                    const std::vector<std::filesystem::path>& outputs,
+                    const std::filesystem::path& root,
+                    const std::vector<std::filesystem::path>& expected, const TempFolder& folder,
+                    const std::filesystem::path& program) {
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_TRUE(run.stderrText.empty()) << run.stderrText.substr(0, 2000);
+    const std::filesystem::path scratch = folder / "read-back";
+    std::filesystem::create_directory(scratch);
+    const std::vector<Recording> found = ReadBackAll(outputs, scratch);
+    for (std::size_t i = 0; i < recordings.size(); ++i) {
+        EXPECT_EQ(found[i].station, recordings[i].station) << outputs[i];
+        EXPECT_EQ(found[i].samples, recordings[i].samples) << outputs[i];
+    }
     std::vector<std::string> names;
-    for (const auto& path : paths) {
+    for (const auto& path : expected) {
         names.push_back(std::filesystem::relative(path, root).string());
     }
     std::sort(names.begin(), names.end());
-    return names;
+    EXPECT_EQ(FilesUnder(root), names);
+    EXPECT_EQ(LeftInProgramFolder(program), std::vector<std::string>{});
 }
 
 // Each output in the format after its input's, so every reader and writer runs under load.
@@ -181,11 +178,7 @@ TEST(Archive, EightProcessesAtOnceShareOneProgramFolderAndOneOutputFolder) {
     WriteFile(folder / "commands.txt", commands);
     const test::ProcessResult run =
         RunShell(folder, "xargs -d '\\n' -n 1 -P 8 " + Quote(program.string()) + " <commands.txt");
-    EXPECT_EQ(run.exitCode, 0);
-    EXPECT_TRUE(run.stderrText.empty()) << run.stderrText.substr(0, 2000);
-    ExpectOutputsHoldTheRecordings(recordings, outputs, folder);
-    EXPECT_EQ(FilesUnder(outFolder), SortedRelative(outputs, outFolder));
-    EXPECT_EQ(LeftInProgramFolder(program), std::vector<std::string>{});
+    ExpectCleanRun(run, recordings, outputs, outFolder, outputs, folder, program);
 }
 
 // The line docs/archives.md gives, over a tree of a few hundred recordings.
@@ -201,8 +194,6 @@ TEST(Archive, GnuParallelConvertsEveryRecordingOfATree) {
         RunShell(folder, "export PATH=" + Quote(program.parent_path().string()) +
                              ":\"$PATH\"; find archive -type f ! -name '*.mseed' ! -name '.*' |"
                              " parallel vibrex \"CONVERT,{},{.}.mseed,miniSeed\"");
-    EXPECT_EQ(run.exitCode, 0);
-    EXPECT_TRUE(run.stderrText.empty()) << run.stderrText.substr(0, 2000);
     std::vector<std::filesystem::path> outputs;
     std::vector<std::filesystem::path> everyFile;
     for (const Recording& recording : recordings) {
@@ -210,9 +201,7 @@ TEST(Archive, GnuParallelConvertsEveryRecordingOfATree) {
         everyFile.push_back(recording.path);
         everyFile.push_back(outputs.back());
     }
-    ExpectOutputsHoldTheRecordings(recordings, outputs, folder);
-    EXPECT_EQ(FilesUnder(archive), SortedRelative(everyFile, archive));
-    EXPECT_EQ(LeftInProgramFolder(program), std::vector<std::string>{});
+    ExpectCleanRun(run, recordings, outputs, archive, everyFile, folder, program);
 }
 
 } // namespace

@@ -50,6 +50,8 @@ TEST_F(EngineTest, AddFileRefusalsAndTheirMessages) {
     const std::string good = PsnFile(folder, "good.psn", 3);
     EXPECT_TRUE(engine.AddFile(good));
     EXPECT_FALSE(engine.AddFile(good));
+    // The same file spelled differently is another file.
+    EXPECT_TRUE(engine.AddFile((folder / "." / "good.psn").string()));
 
     const std::vector<std::string> expected = {
         "File does not exists.\r\n" + missing,
@@ -61,20 +63,11 @@ TEST_F(EngineTest, AddFileRefusalsAndTheirMessages) {
     };
     EXPECT_EQ(host.messages, expected);
     EXPECT_EQ(host.titles, std::vector<std::string>(6, "File loading error"));
-    EXPECT_EQ(engine.FilesCount(), 1);
-}
-
-TEST_F(EngineTest, SamePathSpelledDifferentlyIsAnotherFile) {
-    PsnFile(folder, "a.psn", 3);
-    EXPECT_TRUE(engine.AddFile((folder / "a.psn").string()));
-    EXPECT_TRUE(engine.AddFile((folder / "." / "a.psn").string()));
     EXPECT_EQ(engine.FilesCount(), 2);
-}
 
-TEST_F(EngineTest, QuietEngineShowsNothing) {
-    engine.SetVerbose(false);
-    EXPECT_FALSE(engine.AddFile((folder / "missing").string()));
-    EXPECT_TRUE(host.messages.empty());
+    engine.SetVerbose(false); // a quiet engine shows nothing
+    EXPECT_FALSE(engine.AddFile(missing));
+    EXPECT_EQ(host.messages.size(), expected.size());
 }
 
 // A detected format whose header cannot be read reports through the load dispatcher.
@@ -111,6 +104,8 @@ TEST_F(EngineTest, SettersIgnoreBadValuesAndIndices) {
     EXPECT_EQ(engine.WAVFactor(0), 500);
 
     for (int bad : {-1, 1}) {
+        engine.RemoveFile(bad);
+        EXPECT_EQ(engine.FilesCount(), 1);
         engine.SetFileOutputPath(bad, "x");
         EXPECT_EQ(engine.FilePath(bad), "");
         EXPECT_EQ(engine.FileFormat(bad), FileFormat::Unknown);
@@ -118,6 +113,9 @@ TEST_F(EngineTest, SettersIgnoreBadValuesAndIndices) {
         EXPECT_EQ(engine.FileStatus(bad), ConversionStatus::Idle);
         EXPECT_FALSE(engine.WAVAvailable(bad));
     }
+    engine.RemoveFile(0);
+    EXPECT_EQ(engine.FilesCount(), 0);
+    EXPECT_EQ(engine.FilePath(0), "");
 }
 
 TEST_F(EngineTest, HeaderPropertiesEditAndFreshness) {
@@ -158,18 +156,6 @@ TEST_F(EngineTest, AvailabilityFollowsTheOutputFormat) {
     EXPECT_FALSE(engine.HeaderPropertyAvailable(1, kSps));
 }
 
-TEST_F(EngineTest, RemoveFileShiftsTheList) {
-    ASSERT_TRUE(engine.AddFile(PsnFile(folder, "a.psn", 3)));
-    ASSERT_TRUE(engine.AddFile(PsnFile(folder, "b.psn", 4)));
-    engine.RemoveFile(5);
-    engine.RemoveFile(0);
-    ASSERT_EQ(engine.FilesCount(), 1);
-    EXPECT_EQ(engine.FilePath(0), (folder / "b.psn").string());
-    engine.RemoveFile(0);
-    EXPECT_EQ(engine.FilesCount(), 0);
-    EXPECT_EQ(engine.FilePath(0), "");
-}
-
 TEST_F(EngineTest, ChannelAndSampleLimits) {
     for (const char* name : {"a.psn", "b.psn", "c.psn"}) {
         ASSERT_TRUE(engine.AddFile(PsnFile(folder, name, 3)));
@@ -188,24 +174,9 @@ TEST_F(EngineTest, ChannelAndSampleLimits) {
     EXPECT_EQ(engine.GoodSamplesCount(3), 0);
 }
 
-TEST(EngineLifecycle, WorkFolderLivesAsLongAsTheEngine) {
-    TempFolder folder;
-    std::filesystem::path work;
-    {
-        ClsConverter engine(nullptr, folder.Path());
-        work = engine.WorkFolder();
-        EXPECT_TRUE(std::filesystem::is_directory(work));
-        const std::string name = work.filename().string();
-        ASSERT_EQ(name.size(), 34u);
-        EXPECT_EQ(name.front(), '{');
-        EXPECT_EQ(name.back(), '}');
-        EXPECT_EQ(name.find_first_not_of("0123456789ABCDEF", 1), 33u);
-    }
-    EXPECT_FALSE(std::filesystem::exists(work));
-}
-
 // Several processes may share a program folder: a new engine removes the work folders of killed
-// ones, recognised by their name and by no live process holding them, and nothing else.
+// ones, recognised by their name and by no live process holding them, and nothing else. Its own
+// work folder, named like a GUID, lives as long as the engine.
 TEST(EngineLifecycle, LeftoverWorkFoldersGoLiveOnesStay) {
     TempFolder folder;
     const std::string abandoned = "{" + std::string(32, 'A') + "}";
@@ -216,12 +187,22 @@ TEST(EngineLifecycle, LeftoverWorkFoldersGoLiveOnesStay) {
     for (const auto& name : kept) {
         std::filesystem::create_directory(folder / name);
     }
-    ClsConverter first(nullptr, folder.Path());
-    EXPECT_FALSE(std::filesystem::exists(folder / abandoned));
-    ClsConverter second(nullptr, folder.Path());
-    EXPECT_TRUE(std::filesystem::is_directory(first.WorkFolder()));
-    EXPECT_TRUE(std::filesystem::is_directory(second.WorkFolder()));
-    EXPECT_NE(first.WorkFolder(), second.WorkFolder());
+    std::filesystem::path work;
+    {
+        ClsConverter first(nullptr, folder.Path());
+        EXPECT_FALSE(std::filesystem::exists(folder / abandoned));
+        ClsConverter second(nullptr, folder.Path());
+        work = first.WorkFolder();
+        EXPECT_TRUE(std::filesystem::is_directory(work));
+        EXPECT_TRUE(std::filesystem::is_directory(second.WorkFolder()));
+        EXPECT_NE(work, second.WorkFolder());
+        const std::string name = work.filename().string();
+        ASSERT_EQ(name.size(), 34u);
+        EXPECT_EQ(name.front(), '{');
+        EXPECT_EQ(name.back(), '}');
+        EXPECT_EQ(name.find_first_not_of("0123456789ABCDEF", 1), 33u);
+    }
+    EXPECT_FALSE(std::filesystem::exists(work));
     for (const auto& name : kept) {
         EXPECT_TRUE(std::filesystem::is_directory(folder / name)) << name;
     }

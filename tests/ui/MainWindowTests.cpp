@@ -86,22 +86,18 @@ TEST_F(MainWindow, TheComboSetsTheCurrentFileOrEveryFile) {
     grid->horizontalHeader()->resizeSection(Model::ColumnFileName, 300);
     EXPECT_FALSE(Find<QComboBox>("CmbFormats")->isVisible());
 
+    // Automatic naming lasts only while the format takes one channel a file.
+    NameOutputs("", false, true);
+    EXPECT_EQ(Text(1, Model::ColumnOutputFileName), "Automatic naming");
+    EXPECT_EQ(engine->FileOutputPath(1), (Output() / "Automatic.sac").string());
+    ChooseFormat(1, FileFormat::Seisan);
+    EXPECT_EQ(Text(1, Model::ColumnOutputFileName), "");
+    EXPECT_FALSE(engine->FileAutoNaming(1));
+
     Find<QCheckBox>("ChkSameOutput")->setChecked(true);
     ChooseFormat(0, FileFormat::PSNINT);
     EXPECT_EQ(engine->FileOutputFormat(0), FileFormat::PSNINT);
     EXPECT_EQ(engine->FileOutputFormat(1), FileFormat::PSNINT);
-}
-
-TEST_F(MainWindow, AMultichannelFormatEndsAutomaticNaming) {
-    Drop({WritePsn("a.psn")});
-    ChooseFormat(0, FileFormat::SAC);
-    NameOutputs("", false, true);
-    EXPECT_EQ(Text(0, Model::ColumnOutputFileName), "Automatic naming");
-    EXPECT_EQ(engine->FileOutputPath(0), (Output() / "Automatic.sac").string());
-
-    ChooseFormat(0, FileFormat::Seisan);
-    EXPECT_EQ(Text(0, Model::ColumnOutputFileName), "");
-    EXPECT_FALSE(engine->FileAutoNaming(0));
 }
 
 TEST_F(MainWindow, StartRefusesEachProblemOnItsCell) {
@@ -214,21 +210,6 @@ TEST_F(MainWindow, ARunEndsInSuccessWithFullBarsPainted) {
     EXPECT_EQ(Text(0, Model::ColumnFileName), "b.psn");
 }
 
-TEST_F(MainWindow, AbortStopsTheRun) {
-    bool checkedMidRun = false;
-    PrepareRunStoppingAtThirtyPercent([&] {
-        checkedMidRun = true;
-        EXPECT_FALSE(Find<QPushButton>("CmdConvert")->isEnabled());
-        Click("CmdAbort");
-    });
-    Click("CmdConvert");
-    ASSERT_TRUE(checkedMidRun);
-    EXPECT_TRUE(window->isVisible());
-    EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted");
-    EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
-    EXPECT_TRUE(window->close());
-}
-
 // Closing the window aborts the run; the window goes once the run has cleaned up.
 TEST_F(MainWindow, ClosingDuringARunAbortsItThenCloses) {
     PrepareRunStoppingAtThirtyPercent([&] { EXPECT_FALSE(window->close()); });
@@ -243,7 +224,8 @@ TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
     Drop({WritePsn("quake.psn"), WritePsn("other.psn")});
     ChooseFormat(0, FileFormat::SAC);
     prompter.dialogs.push_back([](QDialog& tool) {
-        tool.findChild<QLineEdit*>("TxtAddChar")->setText("a?b");
+        // The first forbidden character of the list is named, not the first of the text.
+        tool.findChild<QLineEdit*>("TxtAddChar")->setText("a?b/c");
         EXPECT_EQ(Accept(tool), QDialog::Rejected) << "the tool stays open";
         tool.findChild<QLineEdit*>("TxtAddChar")->setText("_x");
         return static_cast<int>(QDialog::Rejected);
@@ -253,7 +235,7 @@ TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
     EXPECT_EQ(prompter.messages[0].text,
               "Output format missing on 1 files.\r\nThe output path won't be populated on these "
               "files.\r\nDo you want to continue?");
-    EXPECT_EQ(prompter.messages[1].text, "Invalid char: ?");
+    EXPECT_EQ(prompter.messages[1].text, "Invalid char: /");
     EXPECT_EQ(engine->FileOutputPath(0), "") << "cancel changes nothing";
 
     NameOutputs("_x");
@@ -342,12 +324,15 @@ TEST_F(MainWindow, KeysAddStartAndAbort) {
     }
 
     bool pressed = false;
+    // Escape clicks Abort, so this is also the Abort button's test.
     PrepareRunStoppingAtThirtyPercent([&] {
         pressed = true;
+        EXPECT_FALSE(Find<QPushButton>("CmdConvert")->isEnabled());
         QTest::keyClick(window.get(), Qt::Key_Escape);
     });
     QTest::keyClick(window.get(), Qt::Key_Return, Qt::ControlModifier);
     ASSERT_TRUE(pressed) << "Ctrl+Return did not start the run";
+    EXPECT_TRUE(window->isVisible());
     EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted");
     EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
 }
