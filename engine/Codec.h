@@ -33,7 +33,6 @@ private:
 // whose message is the detail line of the error text; the engine builds the text itself.
 std::string CantOpenInputFile(const std::filesystem::path& path);
 std::string CantOpenIntermediateFile(const std::filesystem::path& path);
-std::string CantOpenOutputFile(const std::filesystem::path& path);
 
 // Progress accounting shared by readers and writers: one tick per sample.
 class ConversionContext {

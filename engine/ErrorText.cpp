@@ -30,8 +30,4 @@ std::string CantOpenIntermediateFile(const std::filesystem::path& path) {
     return "Can't open an intermediate file:" + path.string();
 }
 
-std::string CantOpenOutputFile(const std::filesystem::path& path) {
-    return "Can't open an output file:" + path.string();
-}
-
 } // namespace vibrex

@@ -6,20 +6,12 @@ namespace vibrex {
 
 ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber) {
     const std::filesystem::path outputPath = context.ChannelOutputPath(channelNumber);
-    ChannelFiles files{ChannelFileReader(context.IntermediatePath(channelNumber)),
-                       context.CreateOutputFile(outputPath)};
-    if (!files.out.IsOpen()) {
-        throw std::runtime_error(CantOpenOutputFile(outputPath));
-    }
-    return files;
+    return {ChannelFileReader(context.IntermediatePath(channelNumber)),
+            context.CreateOutputFile(outputPath)};
 }
 
 OutputFile CreateMultichannelOutput(WriterContext& context) {
-    OutputFile out = context.CreateOutputFile(context.OutputPath());
-    if (!out.IsOpen()) {
-        throw std::runtime_error(CantOpenOutputFile(context.OutputPath()));
-    }
-    return out;
+    return context.CreateOutputFile(context.OutputPath());
 }
 
 std::vector<HeaderValues> ReadChannelHeaders(WriterContext& context) {

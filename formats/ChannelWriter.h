@@ -17,8 +17,8 @@ struct ChannelFiles {
     OutputFile out;
 };
 
-// The channel's intermediate file, then its output file (created empty). Throws the
-// "Can't open" details when either fails.
+// The channel's intermediate file, then its output file (created empty). Throws the detail
+// text, naming the cause, when either cannot be opened.
 ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber);
 
 // The number of samples an intermediate channel file holds, counted, for formats that write the
@@ -38,7 +38,8 @@ void WriteEachChannel(WriterContext& context, WriteChannel writeChannel) {
     }
 }
 
-// The multichannel output file, created empty. Throws the "Can't open" detail when it fails.
+// The multichannel output file, created empty. Throws the detail text, naming the cause, when
+// it cannot be created.
 OutputFile CreateMultichannelOutput(WriterContext& context);
 
 // Every channel's header, for a format whose file header describes all channels before the

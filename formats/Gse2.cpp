@@ -493,11 +493,7 @@ std::optional<std::string> Sta2Line(const HeaderValues& values) {
 }
 
 void WriteGse(WriterContext& context, SampleText text) {
-    const std::filesystem::path path = context.OutputPath();
-    OutputFile out = context.CreateOutputFile(path);
-    if (!out.IsOpen()) {
-        throw std::runtime_error(CantOpenOutputFile(path));
-    }
+    OutputFile out = CreateMultichannelOutput(context);
     for (int channel = 1; channel <= context.ChannelCount(); ++channel) {
         context.BeginChannel(channel);
         const std::filesystem::path intermediate = context.IntermediatePath(channel);

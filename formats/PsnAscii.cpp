@@ -77,7 +77,7 @@ bool CopyChannel(WriterContext& context, int channelNumber) {
                                    " over the output file: " + target.string();
     LineReader input(source);
     OutputFile output = context.CreateOutputFile(target);
-    if (!input.IsOpen() || !output.IsOpen()) {
+    if (!input.IsOpen()) {
         throw std::runtime_error(copyFailed);
     }
     try {
