@@ -1,7 +1,5 @@
 #include "formats/ChannelWriter.h"
 
-#include <stdexcept>
-
 namespace vibrex {
 
 ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber) {
