@@ -9,6 +9,9 @@ namespace vibrex {
 
 namespace {
 
+// Buffers start small and grow to a megabyte as a file proves long: archives hold many short
+// files, and a megabyte fetched and returned for each costs more than their data.
+constexpr std::size_t kFirstBufferSize = 1 << 16;
 constexpr std::size_t kBufferSize = 1 << 20;
 // A longer "line" is not text the system reads; refusing it keeps memory bounded.
 constexpr std::size_t kMaxLineLength = 16 << 20;
@@ -68,7 +71,7 @@ OutputFile::OutputFile(const std::filesystem::path& path)
 OutputFile::OutputFile(FileHandle file, std::filesystem::path reportedPath)
     : m_file(std::move(file)), m_path(std::move(reportedPath)) {
     if (m_file) {
-        m_buffer.resize(kBufferSize);
+        m_buffer.resize(kFirstBufferSize);
     }
 }
 
@@ -93,6 +96,13 @@ void OutputFile::Flush() {
     m_used = 0;
 }
 
+void OutputFile::FlushFullBuffer() {
+    Flush();
+    if (m_buffer.size() < kBufferSize) {
+        m_buffer.resize(2 * m_buffer.size());
+    }
+}
+
 void OutputFile::Overwrite(std::uint64_t offset, const void* bytes, std::size_t count) {
     Flush();
     errno = 0;
@@ -114,7 +124,7 @@ bool OutputFile::ReadBack(std::uint64_t offset, void* into, std::size_t count) {
 }
 
 void OutputFile::WriteBeyondBuffer(const void* bytes, std::size_t count) {
-    Flush();
+    FlushFullBuffer();
     if (count <= m_buffer.size()) {
         std::memcpy(m_buffer.data(), bytes, count);
         m_used = count;
@@ -170,7 +180,14 @@ void OutputFile::Close() {
 
 LineReader::LineReader(const std::filesystem::path& path) : m_file(OpenFile(path, "rb")) {
     if (m_file) {
-        m_buffer.resize(kBufferSize + kBlockSize);
+        // A short file's buffer is just big enough (a power of two, as a line's limit is counted
+        // in doublings); a file of unknown size gets the largest.
+        std::error_code unknown;
+        const std::uintmax_t size = std::filesystem::file_size(path, unknown);
+        const std::size_t room =
+            unknown ? kBufferSize
+                    : std::bit_ceil(std::clamp<std::uintmax_t>(size + 1, kBlockSize, kBufferSize));
+        m_buffer.resize(room + kBlockSize);
     }
 }
 

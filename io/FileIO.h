@@ -134,12 +134,14 @@ private:
     }
     char* Room(std::size_t count) {
         if (count > m_buffer.size() - m_used) {
-            Flush();
+            FlushFullBuffer();
         }
         return m_buffer.data() + m_used;
     }
     void WriteBeyondBuffer(const void* bytes, std::size_t count);
     void Flush();
+    // Flushes and, while the buffer is below its largest size, doubles it.
+    void FlushFullBuffer();
     [[noreturn]] void ThrowWriteError() const;
 
     FileHandle m_file;
