@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the fuzz targets with AddressSanitizer and UndefinedBehaviorSanitizer (clang's libFuzzer,
-# the "sanitize" preset, into build-sanitize/) and runs each one over its seed corpus:
+# the "sanitize" preset, into build-sanitize/) and runs each one over its seed corpus, one target
+# per core at a time:
 #   fuzz/run.sh 600 [TARGET...]          each target (or those named) for 600 seconds
 #   fuzz/run.sh -runs=2000 [TARGET...]   each target for 2000 inputs beyond its corpus
 # Seeds come from the real recordings beside the checkout and from small files converted by the
@@ -65,16 +66,28 @@ for target in "${targets[@]}"; do
 done
 
 mkdir -p "$work/findings"
-for target in "${targets[@]}"; do
+# One target, its statistics printed once it ends; the exit status says whether it found nothing.
+fuzz() { # target
+    local target=$1 log=$work/$1.log
     mkdir -p "$work/corpus/$target" "$work/seeds/$target"
-    log=$work/$target.log
-    echo "== $target"
     if ! "$work/fuzz_$target" "$limitOption" -max_len=16384 -timeout=20 -rss_limit_mb=1024 \
         -print_final_stats=1 -artifact_prefix="$work/findings/$target-" \
         "$work/corpus/$target" "$work/seeds/$target" >"$log" 2>&1; then
-        tail -n 40 "$log" >&2
-        echo "fuzz target $target failed (whole output in $log)" >&2
-        exit 1
+        { tail -n 40 "$log"; echo "fuzz target $target failed (whole output in $log)"; } >&2
+        return 1
     fi
-    grep -aE '^stat::(number_of_executed_units|average_exec_per_sec)' "$log"
+    echo "== $target: $(grep -aE '^stat::(number_of_executed_units|average_exec_per_sec)' "$log" |
+        sed 's/^stat:://; s/ \+/ /' | paste -sd ' ')"
+}
+# As many targets at once as there are cores; every target runs even when an earlier one failed.
+failed=0
+for target in "${targets[@]}"; do
+    while [ "$(jobs -rp | wc -l)" -ge "$(nproc)" ]; do
+        wait -n || failed=1
+    done
+    fuzz "$target" &
 done
+while [ "$(jobs -rp | wc -l)" -gt 0 ]; do
+    wait -n || failed=1
+done
+exit $failed
