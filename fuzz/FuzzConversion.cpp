@@ -1,5 +1,5 @@
 // The fuzz targets: arbitrary bytes as an input file, through detection, the header loader, the
-// reader and a writer, just as a run of the engine takes them. One program serves every target,
+// reader and a writer, just as a run of the engine takes them, which must leave nothing behind. One program serves every target,
 // named by the link it is started through (fuzz_read_sac, fuzz_write_wav...). The first byte of
 // an input picks the run's options.
 #include "FuzzTarget.h"
@@ -68,9 +68,16 @@ void ApplyOptions(ClsConverter& engine, std::uint8_t options) {
     }
 }
 
-} // namespace
-
-namespace {
+// What a run leaves must be what it promises on any input: no intermediate file, and no
+// output of a conversion that did not succeed. A broken promise stops the fuzzer as a crash does.
+void ExpectNothingLeftBehind(const ClsConverter& engine, const fs::path& outputs) {
+    const bool failed = engine.FileStatus(0) != vibrex::ConversionStatus::Success;
+    if (!fs::is_empty(engine.WorkFolder()) || (failed && !fs::is_empty(outputs))) {
+        std::fprintf(stderr, "vibrex fuzz: a %s conversion left files behind\n",
+                     ClsConverter::ConversionStatusToString(engine.FileStatus(0)).c_str());
+        std::abort();
+    }
+}
 
 // A format by the first word of its batch name, in lower case ("sac", "wav"); Unknown otherwise.
 FileFormat FormatNamed(std::string_view word) {
@@ -137,6 +144,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                .string());
     ApplyOptions(engine, data[0]);
     engine.StartConversion();
+    ExpectNothingLeftBehind(engine, workspace.Outputs());
     engine.RemoveFile(0);
     return 0;
 }
