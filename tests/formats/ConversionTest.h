@@ -210,28 +210,6 @@ protected:
         }
     }
 
-    // Converts damaged copies of the `valid` bytes, as a file named `name`: random bytes among
-    // the first `within` overwritten, and every fifth copy cut short too. Each must be refused,
-    // converted to the end or failed, leaving no intermediate file.
-    void ExpectDamagedCopiesFailCleanly(const std::string& valid, const std::string& name,
-                                        unsigned seed, std::size_t within = std::string::npos) {
-        std::mt19937 random(seed);
-        for (int round = 0; round < 150; ++round) {
-            std::string bytes = valid;
-            for (int i = std::uniform_int_distribution<int>(1, 40)(random); i > 0; --i) {
-                bytes[std::uniform_int_distribution<std::size_t>(
-                    0, std::min(bytes.size(), within) - 1)(random)] = static_cast<char>(random());
-            }
-            if (round % 5 == 0) {
-                bytes.resize(std::uniform_int_distribution<std::size_t>(0, bytes.size())(random));
-            }
-            const auto status =
-                ConvertOne(Input(name, bytes), FileFormat::PSNINT, m_folder / "damaged.psn");
-            EXPECT_NE(status, ConversionStatus::InProgress);
-            EXPECT_TRUE(WorkFolderIsEmpty());
-        }
-    }
-
     // Aborts the conversion of the file of the list once its progress reaches `percent`: the
     // codec must stop at once, with no further yield; no error is shown and no file is left.
     void ExpectAbortAt(int percent) {

@@ -7,7 +7,6 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -265,73 +264,6 @@ TEST_F(FormatMatrix, AbortStopsEveryWriterAndReader) {
             EXPECT_TRUE(nothingLeft());
         }
     }
-}
-
-// Files of each text format with a few lines replaced (by lines of any of them), removed or
-// repeated: each is refused, or converts, or fails, never anything worse, and leaves nothing.
-TEST_F(FormatMatrix, DamagedTextFilesNeverCrash) {
-    const std::vector<std::vector<std::string>> files = {
-        {"SESAME ASCII data format (saf) v. 1", "NDAT = 2", "SAMP_FREQ = 50",
-         "START_TIME = 2021 1 2 3 4 5", "####--------------------", "1 2 3", "4 5 6"},
-        {"! GEONODE datalog", "! SPS: 100", "1", "0,2", "3"},
-        {"TIPO=ONDARO2", "CHANNELS=2", "[CHANNEL 1]", "SPS=10", "SAMPLES=2", "DATA=", "1", "2",
-         "[CHANNEL 2]", "DATA=", "3"},
-    };
-    const std::vector<std::string> replacements = {"NDAT = 3",
-                                                   "NDAT = 99999999999",
-                                                   "START_TIME = 2021 1 2 3 4 5.5",
-                                                   "SAMP_FREQ = 0",
-                                                   "####--------------------",
-                                                   "# CH2_CH_GAIN = 4",
-                                                   "1 2 3",
-                                                   "-2147483648 0 1e308",
-                                                   "CHANNELS=1",
-                                                   "[CHANNEL 1]",
-                                                   "[CHANNEL",
-                                                   "DATA=",
-                                                   "SAMPLES=9",
-                                                   "SPS=-1",
-                                                   "! SPS: 100",
-                                                   "! Start Time: 2021/13/45 99:99:99",
-                                                   "7,",
-                                                   "",
-                                                   "x",
-                                                   std::string(5000, '9'),
-                                                   "=:=:",
-                                                   "#"};
-    std::mt19937 random(20211122);
-    int converted = 0;
-    for (int round = 0; round < 300; ++round) {
-        auto lines = files[static_cast<std::size_t>(round) % files.size()];
-        for (int change = 1 + static_cast<int>(random() % 3); change > 0; --change) {
-            const std::size_t at = 1 + random() % (lines.size() - 1);
-            const auto where = lines.begin() + static_cast<std::ptrdiff_t>(at);
-            switch (random() % 3) {
-            case 0:
-                lines[at] = replacements[random() % replacements.size()];
-                break;
-            case 1:
-                lines.erase(where);
-                break;
-            default:
-                lines.insert(where, lines[at]);
-                break;
-            }
-        }
-        std::string text;
-        for (const std::string& line : lines) {
-            text += line + (random() % 2 == 0 ? "\r\n" : "\n");
-        }
-        if (!Add(Input("damaged.txt", text), FileFormat::PSNINT, m_folder / "out.psn")) {
-            continue;
-        }
-        ++converted;
-        const ConversionStatus status = Convert();
-        EXPECT_TRUE(status == ConversionStatus::Success || status == ConversionStatus::Failed)
-            << text;
-        EXPECT_TRUE(WorkFolderIsEmpty());
-    }
-    EXPECT_GT(converted, 100);
 }
 
 } // namespace

@@ -228,12 +228,5 @@ TEST_F(Gse2, BrokenFilesGiveTheirText) {
     ExpectFailure("The file ends after 4 of the 5 samples announced (3).");
 }
 
-TEST_F(Gse2, DamagedFilesFailCleanly) {
-    ASSERT_EQ(ConvertOne(PsnInput("v.psn", RandomWalk(2000, 30, 6)), FileFormat::GSECM6,
-                         m_folder / "valid.gse"),
-              ConversionStatus::Success);
-    ExpectDamagedCopiesFailCleanly(ReadFile(m_folder / "valid.gse"), "d.gse", 5);
-}
-
 } // namespace
 } // namespace vibrex::test

@@ -293,8 +293,7 @@ const std::vector<Damage> kDamages = {
      [](std::string& bytes) { PutWord(bytes, kSeisanData1, 0x7FFFFFFF); }},
 };
 
-// Damaged files are refused when added, with a text that says what is wrong and where; bytes
-// damaged at random never crash the loader or the reader.
+// Damaged files are refused when added, with a text that says what is wrong and where.
 TEST_F(MultichannelBinary, DamagedFilesAreRefusedWithTheirCause) {
     const std::vector<std::filesystem::path> inputs = {
         Channel("DMGE.psn", Texts(RandomWalk(700, 20, 7)), "2019/05/01 12:00:00", "100"),
@@ -314,9 +313,6 @@ TEST_F(MultichannelBinary, DamagedFilesAreRefusedWithTheirCause) {
         damage.damage(bytes);
         const std::string refusal = Refusal(codecOf(damage.format), Input("damaged", bytes));
         EXPECT_TRUE(refusal.ends_with(damage.refusal)) << refusal << "\n" << damage.refusal;
-    }
-    for (const auto& [format, bytes] : written) {
-        ExpectDamagedCopiesFailCleanly(bytes, "damaged", 11, 2400); // the headers, mostly
     }
 }
 
