@@ -1,7 +1,7 @@
 // The fuzz targets: arbitrary bytes as an input file, through detection, the header loader, the
-// reader and a writer, just as a run of the engine takes them, which must leave nothing behind. One program serves every target,
-// named by the link it is started through (fuzz_read_sac, fuzz_write_wav...). The first byte of
-// an input picks the run's options.
+// reader and a writer, just as a run of the engine takes them, which must leave nothing behind.
+// One program serves every target, named by the link it is started through (fuzz_read_sac,
+// fuzz_write_wav...). The first byte of an input picks the run's options.
 #include "FuzzTarget.h"
 #include "engine/ClsConverter.h"
 
