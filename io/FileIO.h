@@ -140,7 +140,8 @@ private:
     }
     void WriteBeyondBuffer(const void* bytes, std::size_t count);
     void Flush();
-    // Flushes and, while the buffer is below its largest size, doubles it.
+    // Flushes; a buffer that has filled once grows to its full size at once, as growing by
+    // steps leaves each step's block behind in the heap.
     void FlushFullBuffer();
     [[noreturn]] void ThrowWriteError() const;
 
