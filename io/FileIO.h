@@ -25,8 +25,8 @@ struct FileCloser {
 using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
 // Neither creating nor growing a file buffer clears it (the few bytes a look past the data may see
-// are cleared where that happens): a conversion opens a file per channel, and a short channel's
-// then never touches the pages of the megabyte it does not reach.
+// are cleared where that happens): a conversion opens a file per channel, and clearing would
+// touch every page of a buffer that a short channel never fills.
 class FileBuffer {
 public:
     char* data() const { return m_bytes.get(); }
