@@ -1,5 +1,7 @@
 #include "ui/PreviewPane.h"
 
+#include "engine/ClsConverter.h"
+#include "engine/HeaderProperties.h"
 #include "ui/UiTools.h"
 
 #include <QCheckBox>
@@ -8,6 +10,7 @@
 #include <QLabel>
 #include <QPainter>
 #include <QProgressBar>
+#include <QScrollArea>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <cmath>
@@ -16,99 +19,93 @@ namespace vibrex {
 namespace {
 
 constexpr int kGap = 6;
-constexpr int kPixelsPerTick = 90;
 
-// Time runs in seconds when every channel has a sampling rate, else in samples.
-double Duration(const ChannelPreview& channel, bool inSeconds) {
-    const auto samples = static_cast<double>(channel.envelope.Count());
-    return inSeconds ? samples / channel.samplesPerSecond : samples;
+// The pane's part of the width; the view inside grows downwards when it has many channels.
+QScrollArea* Scrolled(WaveformView* view) {
+    auto* area = new QScrollArea;
+    area->setWidget(view);
+    area->setWidgetResizable(true);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    area->setFrameShape(QFrame::NoFrame);
+    return area;
 }
 
-// 1, 2 or 5 times a power of ten, so that about `ticks` ticks span `span`.
-double TickStep(double span, int ticks) {
-    const double raw = span / std::max(1, ticks);
-    const double magnitude = std::pow(10.0, std::floor(std::log10(raw)));
-    for (const double factor : {1.0, 2.0, 5.0}) {
-        if (factor * magnitude >= raw) {
-            return factor * magnitude;
+bool IsWavName(const QString& path) {
+    for (const std::string& extension : GetFileFormatExtensions(FileFormat::WAV)) {
+        if (path.endsWith(ToQString(extension), Qt::CaseInsensitive)) {
+            return true;
         }
     }
-    return 10 * magnitude;
+    return false;
 }
 
 QString CountsText(double value) {
     return QString::number(value, 'g', 10);
 }
 
-void PaintTrace(QPainter& painter, const QRectF& band, double widthShare,
+// A trace is at least tall enough for its name and its two extremes, one above the other.
+double MinimumBand(const QFontMetrics& metrics) {
+    return 2 * metrics.height() + 4;
+}
+
+// Every column is a filled run of device pixels from the column's maximum to its minimum,
+// at least one pixel tall, and it reaches the neighbouring column's values: a flat or quiet
+// stretch is one unbroken line.
+void PaintTrace(QPainter& painter, const QRectF& band, const TimeAxis& axis,
                 const ChannelPreview& channel) {
     const Envelope& envelope = channel.envelope;
     const double lowest = envelope.Lowest();
     const double highest = envelope.Highest();
-    const double span = highest > lowest ? highest - lowest : 1.0;
     const auto yOf = [&](double value) {
-        return highest > lowest ? band.bottom() - (value - lowest) / span * band.height()
-                                : band.center().y();
+        return highest > lowest
+                   ? band.bottom() - (value - lowest) / (highest - lowest) * band.height()
+                   : band.center().y();
     };
-    // One column per device pixel, so that a HiDPI screen gets its full detail.
     const double pixelRatio = painter.device()->devicePixelRatioF();
-    const int columns =
-        std::max(1, static_cast<int>(std::lround(band.width() * widthShare * pixelRatio)));
+    const double pixel = 1 / pixelRatio;
+    const double left = band.left() + axis.StartOf(channel) / axis.Span() * band.width();
+    const double width = axis.LengthOf(channel) / axis.Span() * band.width();
+    const int columns = std::max(1, static_cast<int>(std::lround(width * pixelRatio)));
     const auto ranges = envelope.Columns(columns);
-    QList<QLineF> lines;
-    lines.reserve(static_cast<qsizetype>(ranges.size()));
+    QList<QRectF> rects;
+    rects.reserve(static_cast<qsizetype>(ranges.size()));
     for (std::size_t column = 0; column < ranges.size(); ++column) {
         Envelope::Range range = ranges[column];
-        // Each column reaches its neighbour, so that a steep signal stays one line.
         if (column > 0) {
             range.minimum = std::min(range.minimum, ranges[column - 1].maximum);
             range.maximum = std::max(range.maximum, ranges[column - 1].minimum);
         }
-        const double x = band.left() + (static_cast<double>(column) + 0.5) / pixelRatio;
-        lines.append(QLineF(x, yOf(range.maximum), x, yOf(range.minimum)));
+        const double top = yOf(range.maximum);
+        const double height = std::max(pixel, yOf(range.minimum) - top);
+        rects.append(QRectF(left + static_cast<double>(column) * pixel,
+                            std::min(top, band.bottom() - pixel), pixel, height));
     }
-    painter.setPen(QPen(TraceColor(), 0));
-    painter.drawLines(lines);
+    painter.save();
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(TraceColor());
+    painter.drawRects(rects);
+    painter.restore();
 }
 
-void PaintLabels(QPainter& painter, const QRectF& band, const QRectF& margin,
-                 const ChannelPreview& channel, const QPalette& palette) {
+void PaintTimeAxis(QPainter& painter, const WaveformLayout& layout, const TimeAxis& axis,
+                   const QPalette& palette) {
     const QFontMetrics metrics = painter.fontMetrics();
+    // Just under the last band, so that a trace at its band's foot stays in sight.
+    const double y = layout.plot.bottom() + 2;
+    const double left = layout.plot.left();
+    const double width = layout.plot.width();
     painter.setPen(palette.color(QPalette::Text));
-    const QString name =
-        QString::fromStdString(channel.station + " " + channel.component).trimmed();
-    const QRectF nameBox(band.left() + 4, band.top(), metrics.horizontalAdvance(name) + 8,
-                         metrics.height());
-    painter.fillRect(nameBox, palette.color(QPalette::Base));
-    painter.drawText(nameBox, Qt::AlignCenter, name);
-    const QRectF top(margin.left(), band.top(), margin.width() - 6, metrics.height());
-    const QRectF bottom(margin.left(), band.bottom() - metrics.height(), margin.width() - 6,
-                        metrics.height());
-    painter.drawText(top, Qt::AlignRight | Qt::AlignTop, CountsText(channel.envelope.Highest()));
-    painter.drawText(bottom, Qt::AlignRight | Qt::AlignBottom,
-                     CountsText(channel.envelope.Lowest()));
-}
-
-void PaintTimeAxis(QPainter& painter, const QRectF& plot, double span, bool inSeconds,
-                   const std::string& startTime, const QPalette& palette) {
-    const QFontMetrics metrics = painter.fontMetrics();
-    painter.setPen(palette.color(QPalette::Text));
-    painter.drawLine(QPointF(plot.left(), plot.bottom()), QPointF(plot.right(), plot.bottom()));
-    const double step = TickStep(span, static_cast<int>(plot.width()) / kPixelsPerTick);
-    for (double t = 0; t <= span * (1 + 1e-9); t += step) {
-        const double x = plot.left() + t / span * plot.width();
-        painter.drawLine(QPointF(x, plot.bottom()), QPointF(x, plot.bottom() + 4));
-        const QString label = QString::number(t, 'g', 8);
-        const double width = metrics.horizontalAdvance(label);
-        const double left = std::clamp(x - width / 2, plot.left(), plot.right() - width);
-        painter.drawText(QPointF(left, plot.bottom() + 4 + metrics.ascent()), label);
+    painter.drawLine(QPointF(left, y), QPointF(left + width, y));
+    const int spacing = metrics.horizontalAdvance(axis.WidestLabel()) + 3 * kGap;
+    for (const TimeAxis::Tick& tick : axis.Ticks(static_cast<int>(width) / spacing)) {
+        const double x = left + tick.at / axis.Span() * width;
+        painter.drawLine(QPointF(x, y), QPointF(x, y + 4));
+        const double labelWidth = metrics.horizontalAdvance(tick.label);
+        const double labelLeft = std::clamp(x - labelWidth / 2, left, left + width - labelWidth);
+        painter.drawText(QPointF(labelLeft, y + 4 + metrics.ascent()), tick.label);
     }
-    const QString title = inSeconds
-                              ? QStringLiteral("Seconds from ") + QString::fromStdString(startTime)
-                              : QStringLiteral("Samples");
-    painter.drawText(
-        QRectF(plot.left(), plot.bottom() + 4 + metrics.height(), plot.width(), metrics.height()),
-        Qt::AlignHCenter, title);
+    painter.drawText(QRectF(left, y + 4 + metrics.height(), width, metrics.height()),
+                     Qt::AlignHCenter, axis.Title());
 }
 
 } // namespace
@@ -118,44 +115,78 @@ QColor TraceColor() {
     return QColor::fromRgb(0x2F, 0x80, 0xED);
 }
 
-void PaintWaveform(QPainter& painter, const QRect& area, const WaveformPreview& preview,
-                   const QString& caption, const QPalette& palette) {
-    painter.fillRect(area, palette.color(QPalette::Base));
-    const QFontMetrics metrics = painter.fontMetrics();
-    painter.setPen(palette.color(QPalette::Text));
-    painter.drawText(area.adjusted(kGap, 2, -kGap, 0), Qt::AlignLeft | Qt::AlignTop, caption);
+int MinimumWaveformHeight(std::size_t channels, const QFontMetrics& metrics) {
+    const double bands = static_cast<double>(channels) * (MinimumBand(metrics) + kGap);
+    return static_cast<int>(std::ceil(bands + 3 * metrics.height() + 2 * kGap + 10));
+}
+
+WaveformLayout LayOutWaveform(const QRect& area, const WaveformPreview& preview,
+                              const QFontMetrics& metrics) {
+    WaveformLayout layout;
     const auto& channels = preview.channels;
     if (channels.empty()) {
-        return;
+        return layout;
     }
-    bool inSeconds = true;
     int labelWidth = metrics.horizontalAdvance(QStringLiteral("-8388608"));
     for (const ChannelPreview& channel : channels) {
-        inSeconds = inSeconds && channel.samplesPerSecond > 0;
         labelWidth =
             std::max({labelWidth, metrics.horizontalAdvance(CountsText(channel.envelope.Highest())),
                       metrics.horizontalAdvance(CountsText(channel.envelope.Lowest()))});
     }
-    double span = 0;
-    for (const ChannelPreview& channel : channels) {
-        span = std::max(span, Duration(channel, inSeconds));
+    const double marginRight = area.left() + labelWidth + 2 * kGap;
+    const double top = area.top() + metrics.height() + kGap;
+    const double available = area.bottom() - 2 * metrics.height() - 10 - top;
+    const auto count = static_cast<double>(channels.size());
+    const double band = std::max(MinimumBand(metrics), (available - kGap * (count - 1)) / count);
+    layout.plot = QRectF(QPointF(marginRight, top), QSizeF(area.right() - 2 * kGap - marginRight,
+                                                           count * (band + kGap) - kGap));
+    const double lineHeight = metrics.height();
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        const QRectF bandRect(layout.plot.left(), top + static_cast<double>(i) * (band + kGap),
+                              layout.plot.width(), band);
+        layout.bands.push_back(bandRect);
+        const ChannelPreview& channel = channels[i];
+        const QString name =
+            QString::fromStdString(channel.station + " " + channel.component).trimmed();
+        layout.labels.push_back({QRectF(bandRect.left() + 4, bandRect.top(),
+                                        metrics.horizontalAdvance(name) + 8, lineHeight),
+                                 name, Qt::AlignCenter, true});
+        // The extremes stand at the band's top and bottom; a band too low for both shows
+        // neither rather than one over the other.
+        if (band >= 2 * lineHeight) {
+            const double width = labelWidth + kGap;
+            layout.labels.push_back({QRectF(area.left(), bandRect.top(), width, lineHeight),
+                                     CountsText(channel.envelope.Highest()),
+                                     Qt::AlignRight | Qt::AlignTop, false});
+            layout.labels.push_back(
+                {QRectF(area.left(), bandRect.bottom() - lineHeight, width, lineHeight),
+                 CountsText(channel.envelope.Lowest()), Qt::AlignRight | Qt::AlignBottom, false});
+        }
     }
-    const QRectF margin(area.left(), area.top(), labelWidth + 2 * kGap, area.height());
-    const QRectF plot(QPointF(margin.right(), area.top() + metrics.height() + kGap),
-                      QPointF(area.right() - 2 * kGap, area.bottom() - 2 * metrics.height() - 8));
-    if (plot.width() < 1 || plot.height() < 1 || span <= 0) {
+    return layout;
+}
+
+void PaintWaveform(QPainter& painter, const QRect& area, const WaveformPreview& preview,
+                   const TimeAxis& axis, const QString& caption, const QPalette& palette) {
+    painter.fillRect(area, palette.color(QPalette::Base));
+    painter.setPen(palette.color(QPalette::Text));
+    painter.drawText(area.adjusted(kGap, 2, -kGap, 0), Qt::AlignLeft | Qt::AlignTop, caption);
+    const WaveformLayout layout = LayOutWaveform(area, preview, painter.fontMetrics());
+    if (layout.plot.width() < 1 || axis.Span() <= 0) {
         return;
     }
-    const double bandHeight = (plot.height() - kGap * static_cast<double>(channels.size() - 1)) /
-                              static_cast<double>(channels.size());
-    for (std::size_t i = 0; i < channels.size(); ++i) {
-        const QRectF band(plot.left(), plot.top() + static_cast<double>(i) * (bandHeight + kGap),
-                          plot.width(), std::max(1.0, bandHeight));
-        painter.fillRect(band, palette.color(QPalette::AlternateBase));
-        PaintTrace(painter, band, Duration(channels[i], inSeconds) / span, channels[i]);
-        PaintLabels(painter, band, margin, channels[i], palette);
+    for (std::size_t i = 0; i < layout.bands.size(); ++i) {
+        painter.fillRect(layout.bands[i], palette.color(QPalette::AlternateBase));
+        PaintTrace(painter, layout.bands[i], axis, preview.channels[i]);
     }
-    PaintTimeAxis(painter, plot, span, inSeconds, channels.front().startTime, palette);
+    for (const WaveformLayout::Label& label : layout.labels) {
+        if (label.opaque) {
+            painter.fillRect(label.box, palette.color(QPalette::Base));
+        }
+        painter.setPen(palette.color(QPalette::Text));
+        painter.drawText(label.box, label.alignment, label.text);
+    }
+    PaintTimeAxis(painter, layout, axis, palette);
 }
 
 WaveformView::WaveformView(QWidget* parent) : QWidget(parent) {
@@ -165,14 +196,25 @@ WaveformView::WaveformView(QWidget* parent) : QWidget(parent) {
 
 void WaveformView::SetPreview(WaveformPreview preview, const QString& caption) {
     m_preview = std::move(preview);
+    m_axis = TimeAxis({&m_preview});
     m_caption = caption;
     m_notice.clear();
+    // Many channels make the view taller than its pane, which then scrolls.
+    setMinimumHeight(
+        std::max(140, MinimumWaveformHeight(m_preview.channels.size(), fontMetrics())));
+    update();
+}
+
+void WaveformView::SetAxis(const TimeAxis& axis) {
+    m_axis = axis;
     update();
 }
 
 void WaveformView::SetNotice(const QString& notice) {
     m_preview = {};
+    m_axis = {};
     m_notice = notice;
+    setMinimumHeight(140);
     update();
 }
 
@@ -185,7 +227,7 @@ void WaveformView::paintEvent(QPaintEvent* /*event*/) {
                          Qt::AlignCenter | Qt::TextWordWrap, m_notice);
         return;
     }
-    PaintWaveform(painter, rect(), m_preview, m_caption, palette());
+    PaintWaveform(painter, rect(), m_preview, m_axis, m_caption, palette());
 }
 
 PreviewPane::PreviewPane(ClsConverter& engine, QWidget* parent)
@@ -206,15 +248,16 @@ PreviewPane::PreviewPane(ClsConverter& engine, QWidget* parent)
     m_inputView->SetNotice(QStringLiteral("Select a file to see its waveform."));
     m_outputView = new WaveformView(this);
     m_outputView->setObjectName(QStringLiteral("WaveOutput"));
-    m_outputView->hide();
 
     auto* top = new QHBoxLayout;
     top->addWidget(m_title, 1);
     top->addWidget(m_progress);
     top->addWidget(m_chkShowOutput);
     auto* views = new QHBoxLayout;
-    views->addWidget(m_inputView);
-    views->addWidget(m_outputView);
+    views->addWidget(Scrolled(m_inputView));
+    m_outputArea = Scrolled(m_outputView);
+    m_outputArea->hide();
+    views->addWidget(m_outputArea);
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addLayout(top);
@@ -265,7 +308,7 @@ void PreviewPane::RunRequests() {
 
 void PreviewPane::Show(const Request& request) {
     const bool showOutput = m_chkShowOutput->isChecked() && !request.outputs.isEmpty();
-    m_outputView->setVisible(showOutput);
+    m_outputArea->setVisible(showOutput);
     if (request.input.isEmpty()) {
         m_title->setText(QStringLiteral("Preview"));
         m_inputView->SetNotice(QStringLiteral("Select a file to see its waveform."));
@@ -282,8 +325,45 @@ void PreviewPane::Show(const Request& request) {
         m_shownInput = request.input;
         emit Shown(request.input);
     }
-    if (showOutput) {
-        Read(request.outputs, *m_outputView);
+    if (showOutput && Read(request.outputs, *m_outputView)) {
+        ShareAxis();
+    }
+}
+
+void PreviewPane::ShareAxis() {
+    const TimeAxis axis({&m_inputView->Preview(), &m_outputView->Preview()});
+    m_inputView->SetAxis(axis);
+    m_outputView->SetAxis(axis);
+}
+
+void PreviewPane::HeaderEdited() {
+    if (m_shownInput.isEmpty() || m_busy) {
+        return;
+    }
+    WaveformPreview relabelled = m_inputView->Preview();
+    ApplyEditedHeader(relabelled, m_shownInput);
+    m_inputView->SetPreview(std::move(relabelled), m_inputView->Caption());
+    if (m_outputArea->isVisible()) {
+        ShareAxis();
+    }
+}
+
+// The names and start times the conversion will write: the engine's header of the file, which
+// the header editor may have changed since the file was read.
+void PreviewPane::ApplyEditedHeader(WaveformPreview& preview, const QString& input) const {
+    for (int file = 0; file < m_engine.FilesCount(); ++file) {
+        if (ToQString(m_engine.FilePath(file)) != input) {
+            continue;
+        }
+        const int channels =
+            std::min(m_engine.FileChannelsCount(file), static_cast<int>(preview.channels.size()));
+        for (int channel = 0; channel < channels; ++channel) {
+            ChannelPreview& shown = preview.channels[static_cast<std::size_t>(channel)];
+            shown.station = m_engine.HeaderProperty(file, channel, kStationCode);
+            shown.component = m_engine.HeaderProperty(file, channel, kComponentName);
+            shown.startTime = m_engine.HeaderProperty(file, channel, kStartTime);
+        }
+        return;
     }
 }
 
@@ -300,6 +380,13 @@ bool PreviewPane::Read(const QStringList& paths, WaveformView& view) {
             QCoreApplication::processEvents();
             return !m_stopRequested;
         };
+        if (IsWavName(paths[i])) {
+            view.SetNotice(FileNamePart(paths[i]) +
+                           QStringLiteral(" is a WAV sound file, written for listening: Vibrex "
+                                          "writes WAV but does not read it, so it has no "
+                                          "preview."));
+            return true;
+        }
         WaveformPreview part = PreviewRecording(m_engine, paths[i].toStdString(), step);
         if (part.outcome == WaveformPreview::Outcome::Stopped) {
             return false;
@@ -316,6 +403,9 @@ bool PreviewPane::Read(const QStringList& paths, WaveformView& view) {
         names << FileNamePart(paths[i]);
     }
     combined.outcome = WaveformPreview::Outcome::Complete;
+    if (&view == m_inputView) {
+        ApplyEditedHeader(combined, paths.front());
+    }
     const QString caption = &view == m_outputView ? QStringLiteral("Output: ") : QString();
     view.SetPreview(std::move(combined), caption + names.join(QStringLiteral(", ")));
     return true;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/Preview.h"
+#include "ui/TimeAxis.h"
 
 #include <QColor>
 #include <QString>
@@ -8,6 +9,8 @@
 #include <QWidget>
 
 class QCheckBox;
+class QFontMetrics;
+class QScrollArea;
 class QLabel;
 class QPainter;
 class QProgressBar;
@@ -20,11 +23,30 @@ class ClsConverter;
 // The colour of every trace.
 QColor TraceColor();
 
+// Where the parts of a preview picture go: one band per channel, stacked in the plot, each at
+// least tall enough for its labels, and the labels themselves.
+struct WaveformLayout {
+    struct Label {
+        QRectF box;
+        QString text;
+        Qt::Alignment alignment;
+        bool opaque; // drawn over the trace, on the background colour
+    };
+    QRectF plot;
+    std::vector<QRectF> bands;
+    // Per channel: its station and component on the band, its extremes in counts beside it.
+    std::vector<Label> labels;
+};
+WaveformLayout LayOutWaveform(const QRect& area, const WaveformPreview& preview,
+                              const QFontMetrics& metrics);
+// The height at which `channels` traces all get their minimum band.
+int MinimumWaveformHeight(std::size_t channels, const QFontMetrics& metrics);
+
 // Draws a preview into `area`: one trace per channel, stacked, each a min/max envelope per
-// pixel column, with its station and component, its extremes in counts, and a time axis from
-// the start time under them all. `caption` names the recording above the traces.
+// pixel column placed on `axis` where its samples lie in time, with its labels, and the axis
+// under them all. `caption` names the recording above the traces.
 void PaintWaveform(QPainter& painter, const QRect& area, const WaveformPreview& preview,
-                   const QString& caption, const QPalette& palette);
+                   const TimeAxis& axis, const QString& caption, const QPalette& palette);
 
 // One drawn preview, or the reason there is none.
 class WaveformView final : public QWidget {
@@ -32,17 +54,23 @@ class WaveformView final : public QWidget {
 
 public:
     explicit WaveformView(QWidget* parent = nullptr);
+    // The preview on an axis of its own channels.
     void SetPreview(WaveformPreview preview, const QString& caption);
+    // Another axis, shared with the view beside this one.
+    void SetAxis(const TimeAxis& axis);
     // Shown instead of traces: "Reading..." or why there is no picture.
     void SetNotice(const QString& notice);
     const WaveformPreview& Preview() const { return m_preview; }
     const QString& Notice() const { return m_notice; }
+    const QString& Caption() const { return m_caption; }
+    const TimeAxis& Axis() const { return m_axis; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
     WaveformPreview m_preview;
+    TimeAxis m_axis;
     QString m_caption;
     QString m_notice;
 };
@@ -63,6 +91,8 @@ public:
     void ShowRecording(const QString& input, const QStringList& outputs = {});
     // Ends the preview being read at its next step and drops any waiting request.
     void Stop();
+    // The header editor closed: names and start times follow the engine's header.
+    void HeaderEdited();
     bool Busy() const { return m_busy; }
 
     const WaveformView& InputView() const { return *m_inputView; }
@@ -84,6 +114,8 @@ private:
     // False when a newer request or Stop() ended it.
     bool Read(const QStringList& paths, WaveformView& view);
     void UpdateOutputToggle();
+    void ShareAxis();
+    void ApplyEditedHeader(WaveformPreview& preview, const QString& input) const;
 
     ClsConverter& m_engine;
     QLabel* m_title = nullptr;
@@ -91,6 +123,7 @@ private:
     QCheckBox* m_chkShowOutput = nullptr;
     WaveformView* m_inputView = nullptr;
     WaveformView* m_outputView = nullptr;
+    QScrollArea* m_outputArea = nullptr;
     QTimer* m_start = nullptr;
 
     Request m_request;
