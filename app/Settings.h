@@ -12,6 +12,22 @@ struct Settings {
     std::int32_t inputFormat = 0;
     std::string outputPath;
     bool startupLogo = false;
+
+    // The window's options, kept after the four keys above; a file without them still loads.
+    bool merge = false;
+    bool invertPolarity = false;
+    bool applyToAll = false;
+    bool originalFolder = false;
+    std::int32_t wavFactor = 1;
+    std::int32_t wavBitCount = 32;
+    std::int32_t wavSamplingRate = 0;
+    // Measures of the window as text of whole numbers separated by ",": left, top, width and
+    // height; the grid's and the preview's heights; the grid's column widths. Empty: not saved.
+    std::string windowGeometry;
+    std::string splitterSizes;
+    std::string columnWidths;
+
+    bool operator==(const Settings&) const = default;
 };
 
 std::filesystem::path SettingsFilePath();

@@ -50,7 +50,10 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
         case ColumnChannelsCount:
             return m_engine.FileChannelsCount(file);
         case ColumnOutputFormat:
-            return ToQString(FileFormatToString(m_engine.FileOutputFormat(file)));
+            // No format chosen yet: an empty cell to fill in, not a format called "Unknown".
+            return m_engine.FileOutputFormat(file) == FileFormat::Unknown
+                       ? QString()
+                       : ToQString(FileFormatToString(m_engine.FileOutputFormat(file)));
         case ColumnOutputFileName:
             return autoNaming ? QStringLiteral("Automatic naming") : FileNamePart(outputPath);
         case ColumnStatus:
@@ -85,6 +88,11 @@ QVariant FileTableModel::data(const QModelIndex& index, int role) const {
         }
         return {};
     case ProgressRole:
+        // A file that failed shows no bar: part of one would read as work partly done.
+        if (m_engine.FileStatus(file) == ConversionStatus::Failed ||
+            m_engine.FileStatus(file) == ConversionStatus::FileMissing) {
+            return {};
+        }
         return m_engine.FileProgress(file);
     default:
         return {};

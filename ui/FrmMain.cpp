@@ -11,6 +11,7 @@
 #include "ui/PreviewPane.h"
 #include "ui/ProgressDelegate.h"
 #include "ui/Prompts.h"
+#include "ui/RunSummary.h"
 #include "ui/UiTools.h"
 
 #include <QCheckBox>
@@ -40,8 +41,9 @@ constexpr qint64 kLogoMilliseconds = 2000;
 const QString kCrLf = QStringLiteral("\r\n");
 const QString kMergeEnabled = QStringLiteral("Merge option enabled.") + kCrLf;
 
-// Initial column widths in twips; the progress column takes the rest of the grid.
-constexpr int kColumnTwips[] = {2400, 1500, 1260, 1500, 2400, 1500};
+// Initial column widths in twips, widened to fit their titles; the progress column takes the
+// rest of the grid. File names get the most: long ones differ near their ends.
+constexpr int kColumnTwips[] = {3600, 1500, 1260, 1500, 2400, 1500};
 
 bool SamePathIgnoringCase(const QString& a, const QString& b) {
     return a.compare(b, Qt::CaseInsensitive) == 0;
@@ -60,7 +62,8 @@ template <typename Control> Control* Named(Control* control, const char* name) {
 
 FrmMain::FrmMain(const std::filesystem::path& programFolder, std::filesystem::path settingsFile)
     : QtHost(this), m_settingsFile(std::move(settingsFile)),
-      m_settings(LoadSettings(m_settingsFile)), m_engine(this, programFolder) {
+      m_settings(LoadSettings(m_settingsFile)), m_remembered(m_settings),
+      m_engine(this, programFolder) {
     setObjectName(QStringLiteral("FrmMain"));
     setWindowTitle(QString::fromLatin1(kApplicationTitle) + QLatin1Char(' ') +
                    QStringLiteral(VIBREX_VERSION));
@@ -74,6 +77,7 @@ FrmMain::FrmMain(const std::filesystem::path& programFolder, std::filesystem::pa
                                                   : ToQString(m_settings.outputPath));
     SetRunning(false);
     resize(980, 660); // fits a 768-pixel-high screen with its panel and title bar
+    m_remembered.Restore(*this);
     KeepMinimumSize(*this);
 }
 
@@ -149,7 +153,7 @@ void FrmMain::BuildControls() {
     top->addWidget(title);
     top->addStretch();
     top->addWidget(m_cmdAbout);
-    auto* split = new QSplitter(Qt::Vertical, this);
+    auto* split = Named(new QSplitter(Qt::Vertical, this), "SplPreview");
     split->addWidget(m_grdFiles);
     split->addWidget(m_preview);
     split->setChildrenCollapsible(false);
@@ -171,8 +175,12 @@ void FrmMain::BuildGrid() {
     m_grdFiles->verticalHeader()->hide();
     m_grdFiles->horizontalHeader()->setStretchLastSection(true);
     for (int column = 0; column < FileTableModel::ColumnProgress; ++column) {
-        m_grdFiles->setColumnWidth(column, TwipsToPixels(*this, kColumnTwips[column]));
+        m_grdFiles->setColumnWidth(
+            column, std::max(TwipsToPixels(*this, kColumnTwips[column]),
+                             m_grdFiles->horizontalHeader()->sectionSizeHint(column)));
     }
+    // A long name keeps its start and its end, where names of one series differ.
+    m_grdFiles->setTextElideMode(Qt::ElideMiddle);
 
     // The combo sits exactly over an "Output format" cell, so rows take its height.
     m_cmbFormats = Named(new QComboBox(m_grdFiles->viewport()), "CmbFormats");
@@ -281,13 +289,19 @@ void FrmMain::FileStatusChange() {
 
 void FrmMain::closeEvent(QCloseEvent* event) {
     if (m_converting) {
-        // Closing stops the run as Abort does; the window goes once the run has cleaned up.
-        m_closeAfterRun = true;
-        m_engine.Abort();
+        // Yes stops the run as Abort does, and the window goes once the run has cleaned up.
         event->ignore();
+        if (!m_closeAfterRun && ShowMessageBox(this,
+                                               QStringLiteral("A conversion is running.") + kCrLf +
+                                                   QStringLiteral("Abort it and close the window?"),
+                                               MessageIcon::Question)) {
+            m_closeAfterRun = true;
+            m_engine.Abort();
+        }
         return;
     }
     m_preview->Stop();
+    m_remembered.Capture(*this);
     SaveSettings(m_settings, m_settingsFile);
     event->accept();
 }
@@ -454,10 +468,12 @@ void FrmMain::OpenHeaderEditor(int file) {
     if (m_converting) {
         return;
     }
+    const FileFormat before = m_engine.FileOutputFormat(file);
     FrmHeader header(m_engine, file, this);
     ExecModal(header);
-    // The editor can change the output format; the row follows it.
-    SetOutputFormat(file, m_engine.FileOutputFormat(file));
+    // The editor can change the output format; the row and the output name follow it.
+    SetOutputFormat(file, m_engine.FileOutputFormat(file), before);
+    m_preview->HeaderEdited();
 }
 
 void FrmMain::OpenWaveSetup(int file) {
@@ -466,6 +482,7 @@ void FrmMain::OpenWaveSetup(int file) {
     }
     FrmWave wave(m_engine, file, this);
     ExecModal(wave);
+    m_remembered.TakeWav(m_engine, file);
 }
 
 void FrmMain::ShowFormatsCombo(int file) {
@@ -491,22 +508,27 @@ void FrmMain::FormatChosen(int item) {
     const auto format = static_cast<FileFormat>(m_cmbFormats->itemData(item).toInt());
     if (m_chkSameOutput->isChecked() || m_chkMerge->isChecked()) {
         for (int file = 0; file < m_engine.FilesCount(); ++file) {
-            SetOutputFormat(file, format);
+            SetOutputFormat(file, format, m_engine.FileOutputFormat(file));
         }
     } else if (const int file = CurrentFileRow(); file >= 0) {
-        SetOutputFormat(file, format);
+        SetOutputFormat(file, format, m_engine.FileOutputFormat(file));
     }
     HideFormatsCombo();
     m_grdFiles->setFocus();
 }
 
-void FrmMain::SetOutputFormat(int file, FileFormat format) {
+void FrmMain::SetOutputFormat(int file, FileFormat format, FileFormat previous) {
     // Automatic names exist only for single-channel outputs.
     if (IsMultichannelFormat(format) && m_engine.FileAutoNaming(file)) {
         m_engine.SetFileOutputPath(file, {});
         m_engine.SetFileAutoNaming(file, false);
     }
+    const QString path = ToQString(m_engine.FileOutputPath(file));
+    m_engine.SetFileOutputPath(file, FollowFormatExtension(path, previous, format).toStdString());
     m_engine.SetFileOutputFormat(file, format);
+    if (previous != FileFormat::WAV && m_engine.WAVAvailable(file)) {
+        m_remembered.GiveWav(m_engine, file);
+    }
     m_model->Refill();
 }
 
@@ -649,13 +671,16 @@ void FrmMain::StartClicked() {
     // A preview being read stops at its next step; the run goes first.
     m_preview->Stop();
     SetRunning(true);
+    HoldMessages(true);
     m_engine.StartConversion();
+    HoldMessages(false);
     SetRunning(false);
     if (std::exchange(m_closeAfterRun, false)) {
         close();
         return;
     }
     m_cmdConvert->setFocus();
+    RunSummary(m_engine).Tell(this);
     PreviewCurrentFile();
 }
 

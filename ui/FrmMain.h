@@ -4,6 +4,7 @@
 #include "engine/ClsConverter.h"
 #include "ui/FrmOutputWiz.h"
 #include "ui/QtHost.h"
+#include "ui/RememberedOptions.h"
 
 #include <QWidget>
 #include <filesystem>
@@ -77,7 +78,8 @@ private:
     void ShowFormatsCombo(int file);
     void HideFormatsCombo();
     void FormatChosen(int item);
-    void SetOutputFormat(int file, FileFormat format);
+    // `previous` is the format the output name was made for.
+    void SetOutputFormat(int file, FileFormat format, FileFormat previous);
     void EditOutputPath(int file);
 
     void BrowseOutputFolder();
@@ -96,6 +98,7 @@ private:
 
     std::filesystem::path m_settingsFile;
     Settings m_settings;
+    RememberedOptions m_remembered;
     OutputNameOptions m_nameOptions;
     ClsConverter m_engine;
     bool m_converting = false;

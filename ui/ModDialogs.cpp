@@ -85,10 +85,13 @@ bool CheckFileNameText(QWidget* parent, const QString& text) {
 }
 
 QStringList OpenFiles(QWidget* owner, const QString& startFolder, std::int32_t& filterIndex) {
-    QFileDialog dialog(owner, QStringLiteral("Select a file to convert"), startFolder);
+    // Before any file was added, the user's own folder rather than the program's.
+    QFileDialog dialog(owner, QStringLiteral("Select a file to convert"),
+                       startFolder.isEmpty() ? QDir::homePath() : startFolder);
     MakeNonNative(dialog);
     dialog.setFileMode(QFileDialog::ExistingFiles);
     IgnoreLetterCase(dialog);
+    dialog.setFilter(dialog.filter() & ~QDir::Hidden);
     QStringList filters{AllFilesFilter()};
     for (int value = 1; value < kFormatsCount; ++value) {
         filters << FormatFilter(static_cast<FileFormat>(value));
@@ -170,6 +173,21 @@ QString CompleteExtension(const QString& path, const QString& extension) {
     }
     if (name.endsWith(QLatin1Char('.'))) {
         return path + extension.mid(1);
+    }
+    return path;
+}
+
+QString FollowFormatExtension(const QString& path, FileFormat from, FileFormat to) {
+    const std::vector<std::string> target = GetFileFormatExtensions(to);
+    if (from == to || from == FileFormat::Unknown || target.empty()) {
+        return path;
+    }
+    for (const std::string& extension : GetFileFormatExtensions(from)) {
+        const QString old = ToQString(extension);
+        if (FileNamePart(path).endsWith(old, Qt::CaseInsensitive) &&
+            FileNamePart(path).size() > old.size()) {
+            return path.left(path.size() - old.size()) + ToQString(target.front());
+        }
     }
     return path;
 }

@@ -30,5 +30,8 @@ QString BrowseFolder(QWidget* owner, const QString& startFolder, const QString& 
 // Appends `extension` (".sac") to a file name that has no "." at all, or the extension's
 // letters to one that ends with "."; other names are kept as typed.
 QString CompleteExtension(const QString& path, const QString& extension);
+// A name that ends in one of `from`'s extensions (letter case aside) takes `to`'s first one
+// instead; any other name is kept as it is.
+QString FollowFormatExtension(const QString& path, FileFormat from, FileFormat to);
 
 } // namespace vibrex

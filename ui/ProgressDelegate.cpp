@@ -20,11 +20,12 @@ ProgressDelegate::ProgressDelegate(int progressColumn, int progressRole, QObject
 
 void ProgressDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
                              const QModelIndex& index) const {
-    if (index.column() != m_progressColumn) {
+    const QVariant percent = index.data(m_progressRole);
+    if (index.column() != m_progressColumn || !percent.isValid()) {
         QStyledItemDelegate::paint(painter, option, index);
         return;
     }
-    PaintProgressCell(*painter, option.rect, index.data(m_progressRole).toInt());
+    PaintProgressCell(*painter, option.rect, percent.toInt());
 }
 
 } // namespace vibrex

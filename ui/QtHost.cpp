@@ -17,6 +17,9 @@ void QtHost::DoEvents() {
 }
 
 void QtHost::ShowMessage(const std::string& text, MessageIcon icon, const std::string& title) {
+    if (m_messagesHeld) {
+        return;
+    }
     ShowMessageBox(m_owner, ToQString(text), icon, ToQString(title));
 }
 

@@ -19,6 +19,9 @@ public:
     ~QtHost() override;
 
     void DoEvents() override;
+    // While held, the engine's messages are not shown: during a run each failure is on its row
+    // and in the summary at the end, so no message box stops the files after it.
+    void HoldMessages(bool held) { m_messagesHeld = held; }
     void ShowMessage(const std::string& text, MessageIcon icon, const std::string& title) override;
     void OpenProgressWindow(std::int64_t maximum) override;
     void UpdateProgressWindow(std::int64_t value) override;
@@ -26,6 +29,7 @@ public:
 
 private:
     QWidget* m_owner;
+    bool m_messagesHeld = false;
     std::unique_ptr<FrmBar> m_progressWindow;
 };
 

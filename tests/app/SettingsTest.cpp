@@ -12,17 +12,24 @@ using test::ReadFile;
 using test::TempFolder;
 using test::WriteFile;
 
+// The four keys come first, in their order; the window's options follow.
 TEST(Settings, SaveThenLoadReproducesEveryValue) {
     TempFolder folder;
-    const Settings saved{"/data/in", 7, "/data/out", true};
+    const Settings saved{"/data/in",  7,
+                         "/data/out", true,
+                         true,        false,
+                         true,        true,
+                         250,         16,
+                         8000,        "10,20,1100,700",
+                         "150,290",   "321,100,84,100,160,100"};
     ASSERT_TRUE(SaveSettings(saved, folder / "Vibrex.ini"));
-    EXPECT_EQ(ReadFile(folder / "Vibrex.ini"), "Input path=/data/in\r\nInput format=7\r\n"
-                                               "Output path=/data/out\r\nStartup logo=True\r\n");
-    const Settings loaded = LoadSettings(folder / "Vibrex.ini");
-    EXPECT_EQ(loaded.inputPath, saved.inputPath);
-    EXPECT_EQ(loaded.inputFormat, saved.inputFormat);
-    EXPECT_EQ(loaded.outputPath, saved.outputPath);
-    EXPECT_EQ(loaded.startupLogo, saved.startupLogo);
+    const std::string text = ReadFile(folder / "Vibrex.ini");
+    EXPECT_TRUE(text.starts_with("Input path=/data/in\r\nInput format=7\r\n"
+                                 "Output path=/data/out\r\nStartup logo=True\r\nMerge files=True"))
+        << text;
+    EXPECT_NE(text.find("\r\nWAV sample rate=8000\r\nWindow geometry=10,20,1100,700\r\n"),
+              std::string::npos);
+    EXPECT_EQ(LoadSettings(folder / "Vibrex.ini"), saved);
 }
 
 TEST(Settings, UnknownKeysAndOddLinesAreSkipped) {

@@ -9,8 +9,11 @@
 #include <QHeaderView>
 #include <QImage>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QRadioButton>
+#include <QSplitter>
 #include <QTableView>
 #include <QTest>
 #include <functional>
@@ -38,9 +41,13 @@ protected:
         Find<QCheckBox>("ChkSameOutput")->setChecked(true);
         ChooseFormat(0, FileFormat::PSNINT);
         NameOutputs("_out");
+        AtThirtyPercent(std::move(midRun));
+    }
+    void AtThirtyPercent(std::function<void()> midRun) {
         QObject::connect(grid->model(), &QAbstractItemModel::dataChanged, window.get(),
                          [this, midRun = std::move(midRun), done = false]() mutable {
-                             if (!done && engine->FileProgress(0) >= 30) {
+                             if (!done && engine->FileStatus(0) == ConversionStatus::InProgress &&
+                                 engine->FileProgress(0) >= 30) {
                                  done = true;
                                  midRun();
                              }
@@ -64,7 +71,7 @@ TEST_F(MainWindow, DroppedFilesFillTheGridAndRefusedOnesAreReported) {
     EXPECT_EQ(Text(1, Model::ColumnFileName), "second.psn");
     EXPECT_EQ(Text(1, Model::ColumnFileFormat), "PSNINT");
     EXPECT_EQ(Text(1, Model::ColumnChannelsCount), "1");
-    EXPECT_EQ(Text(1, Model::ColumnOutputFormat), "Unknown");
+    EXPECT_EQ(Text(1, Model::ColumnOutputFormat), "");
     EXPECT_EQ(Text(1, Model::ColumnOutputFileName), "");
     EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
     EXPECT_EQ(Cell(1, Model::ColumnFileName).data(Qt::ToolTipRole).toString(),
@@ -77,7 +84,7 @@ TEST_F(MainWindow, DroppedFilesFillTheGridAndRefusedOnesAreReported) {
 TEST_F(MainWindow, TheComboSetsTheCurrentFileOrEveryFile) {
     Drop({WritePsn("a.psn"), WritePsn("b.psn")});
     ChooseFormat(1, FileFormat::SAC);
-    EXPECT_EQ(Text(0, Model::ColumnOutputFormat), "Unknown");
+    EXPECT_EQ(Text(0, Model::ColumnOutputFormat), "");
     EXPECT_EQ(Text(1, Model::ColumnOutputFormat), "SAC");
     EXPECT_FALSE(Find<QComboBox>("CmbFormats")->isVisible());
 
@@ -98,6 +105,17 @@ TEST_F(MainWindow, TheComboSetsTheCurrentFileOrEveryFile) {
     ChooseFormat(0, FileFormat::PSNINT);
     EXPECT_EQ(engine->FileOutputFormat(0), FileFormat::PSNINT);
     EXPECT_EQ(engine->FileOutputFormat(1), FileFormat::PSNINT);
+
+    // A name made for one format takes the next format's extension; a name of the user's own
+    // ending keeps it.
+    NameOutputs("_v");
+    ChooseFormat(0, FileFormat::miniSeed);
+    EXPECT_EQ(Text(0, Model::ColumnOutputFileName), "a_v.mseed");
+    ChooseFormat(0, FileFormat::SAC);
+    EXPECT_EQ(engine->FileOutputPath(1), (Output() / "b_v.sac").string());
+    NameOutputs("_w", true);
+    ChooseFormat(0, FileFormat::Seisan);
+    EXPECT_EQ(Text(1, Model::ColumnOutputFileName), "b_w.psn");
 }
 
 TEST_F(MainWindow, StartRefusesEachProblemOnItsCell) {
@@ -194,9 +212,14 @@ TEST_F(MainWindow, ARunEndsInSuccessWithFullBarsPainted) {
     EXPECT_EQ(PaintedColor(0, 97), QColor(Qt::white));
 
     std::filesystem::remove(folder / "b.psn");
+    prompter.answer = false;
     Click("CmdConvert");
+    ASSERT_EQ(prompter.messages.size(), 1u) << "one word at the end, none on the way";
+    EXPECT_EQ(prompter.LastText(), "1 of 3 files failed.\r\nShow the details?");
+    EXPECT_EQ(prompter.unscriptedDialogs, 0);
     EXPECT_EQ(Text(0, Model::ColumnStatus), "Success");
     EXPECT_EQ(Text(1, Model::ColumnStatus), "File missing");
+    EXPECT_NE(PaintedColor(1, 3), QColor(0, 128, 255)) << "no bar on a failed row";
     EXPECT_EQ(Cell(1, Model::ColumnStatus).data(Qt::BackgroundRole).value<QColor>(),
               QColor(Qt::red));
     EXPECT_EQ(Text(2, Model::ColumnStatus), "Success");
@@ -210,14 +233,25 @@ TEST_F(MainWindow, ARunEndsInSuccessWithFullBarsPainted) {
     EXPECT_EQ(Text(0, Model::ColumnFileName), "b.psn");
 }
 
-// Closing the window aborts the run; the window goes once the run has cleaned up.
-TEST_F(MainWindow, ClosingDuringARunAbortsItThenCloses) {
+// Closing the window during a run asks first. Yes aborts the run and the window goes once the
+// run has cleaned up; No keeps converting.
+TEST_F(MainWindow, ClosingDuringARunAsksWhetherToAbort) {
     PrepareRunStoppingAtThirtyPercent([&] { EXPECT_FALSE(window->close()); });
+    prompter.answer = false;
+    Click("CmdConvert");
+    ASSERT_EQ(prompter.messages.size(), 1u);
+    EXPECT_EQ(prompter.LastText(), "A conversion is running.\r\nAbort it and close the window?");
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(Text(1, Model::ColumnStatus), "Success");
+
+    std::filesystem::remove_all(Output());
+    std::filesystem::create_directories(Output());
+    AtThirtyPercent([&] { EXPECT_FALSE(window->close()); });
+    prompter.answer = true;
     Click("CmdConvert");
     EXPECT_FALSE(window->isVisible());
     EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted");
-    EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
-    EXPECT_FALSE(std::filesystem::exists(Output() / "a_out.psn"));
+    EXPECT_TRUE(std::filesystem::is_empty(Output())) << "the run stopped at its first file";
 }
 
 TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
@@ -245,6 +279,7 @@ TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
     EXPECT_EQ(Text(0, Model::ColumnOutputFileName), "quake_y.psn");
 }
 
+// The folders and the window's options come back after a restart.
 TEST_F(MainWindow, SettingsComeBackAfterClosing) {
     Drop({WritePsn("in/a.psn")});
     prompter.dialogs.push_back([](QDialog& about) {
@@ -252,16 +287,49 @@ TEST_F(MainWindow, SettingsComeBackAfterClosing) {
         return static_cast<int>(QDialog::Rejected);
     });
     Click("CmdAbout");
+    const char* const boxes[] = {"ChkSameOutput", "ChkOriginalFolder", "ChkInvert"};
+    for (const char* box : boxes) {
+        Find<QCheckBox>(box)->setChecked(true);
+    }
+    ChooseFormat(0, FileFormat::WAV);
+    prompter.dialogs.push_back([](QDialog& wave) {
+        wave.findChild<QLineEdit*>("TxtFattore")->setText("250");
+        wave.findChild<QRadioButton*>("Opt16")->setChecked(true);
+        return Accept(wave);
+    });
+    QContextMenuEvent menu(QContextMenuEvent::Mouse,
+                           grid->visualRect(Cell(0, Model::ColumnStatus)).center());
+    QApplication::sendEvent(grid->viewport(), &menu);
+    Find<QMenu>("MnuContext")->hide();
+    Find<QAction>("MnuWAV")->trigger();
+    grid->horizontalHeader()->resizeSection(Model::ColumnFileName, 321);
+    Find<QSplitter>("SplPreview")->setSizes({150, 290});
+    window->resize(1100, 700);
     ASSERT_TRUE(window->close());
 
     const auto lines = ReadLines(folder / "Vibrex.ini");
-    ASSERT_EQ(lines.size(), 4u);
+    ASSERT_GE(lines.size(), 4u);
     EXPECT_EQ(lines[0], "Input path=" + (folder / "in").string());
     EXPECT_EQ(lines[2], "Output path=" + Output().string());
     EXPECT_EQ(lines[3], "Startup logo=True");
-    FrmMain again(folder.Path(), folder / "Vibrex.ini");
-    EXPECT_EQ(again.findChild<QLineEdit*>("TxtOutputFolder")->text(),
+    const QList<int> split = Find<QSplitter>("SplPreview")->sizes();
+    const QSize minimum = window->minimumSize();
+    Restart();
+    EXPECT_EQ(Find<QLineEdit>("TxtOutputFolder")->text(),
               QString::fromStdString(Output().string()));
+    for (const char* box : boxes) {
+        EXPECT_TRUE(Find<QCheckBox>(box)->isChecked()) << box;
+    }
+    EXPECT_FALSE(Find<QCheckBox>("ChkMerge")->isChecked());
+    EXPECT_EQ(grid->columnWidth(Model::ColumnFileName), 321);
+    EXPECT_EQ(Find<QSplitter>("SplPreview")->sizes(), split);
+    EXPECT_EQ(window->size(), QSize(1100, 700));
+    EXPECT_EQ(window->minimumSize(), minimum) << "a saved size is no minimum";
+    // The WAV settings confirmed last are given to the next file made WAV.
+    Drop({WritePsn("b.psn")});
+    ChooseFormat(0, FileFormat::WAV);
+    EXPECT_EQ(engine->WAVFactor(0), 250);
+    EXPECT_EQ(engine->WAVBitCount(0), 16);
 }
 
 TEST_F(MainWindow, TheDeleteKeyRemovesTheCurrentRowAndKeepsTheRowNumber) {
@@ -273,16 +341,28 @@ TEST_F(MainWindow, TheDeleteKeyRemovesTheCurrentRowAndKeepsTheRowNumber) {
     EXPECT_EQ(grid->currentIndex(), Cell(1, Model::ColumnStatus));
 }
 
+// A failure stops nothing: the run goes on to the next file, the row keeps the reason, and the
+// end of the run offers all reasons at once.
 TEST_F(MainWindow, AFailedFileOffersTheEnginesReasonOnItsStatusCell) {
     WriteFile(folder / "bad.psn", PsnText({"Number of Samples: 2"}, {"1", "oops"}));
-    Drop({(folder / "bad.psn").string()});
+    Drop({(folder / "bad.psn").string(), WritePsn("good.psn")});
+    Find<QCheckBox>("ChkSameOutput")->setChecked(true);
     ChooseFormat(0, FileFormat::PSNINT);
     NameOutputs("_out");
     Find<QCheckBox>("ChkInvert")->setChecked(true);
+    QString summary;
+    prompter.dialogs.push_back([&](QDialog& details) {
+        summary = details.findChild<QPlainTextEdit*>("TxtDetails")->toPlainText();
+        return static_cast<int>(QDialog::Rejected);
+    });
     Click("CmdConvert");
     ASSERT_EQ(Text(0, Model::ColumnStatus), "Failed");
+    EXPECT_EQ(Text(1, Model::ColumnStatus), "Success");
+    ASSERT_EQ(prompter.messages.size(), 1u);
+    EXPECT_EQ(prompter.LastText(), "1 of 2 files failed.\r\nShow the details?");
     const QString reason = QString::fromStdString(engine->FileErrorText(0)).replace("\r\n", "\n");
     EXPECT_TRUE(reason.contains("Additional info: Not a sample")) << reason.toStdString();
+    EXPECT_EQ(summary, "bad.psn: " + reason);
     EXPECT_EQ(Cell(0, Model::ColumnStatus).data(Qt::ToolTipRole).toString(), reason);
 
     prompter.dialogs.push_back([&](QDialog& details) {
@@ -345,6 +425,13 @@ protected:
 
 TEST_F(FirstStart, TheOutputFolderIsHomeThenTheFirstInputsFolder) {
     EXPECT_EQ(Shown(), QDir::homePath());
+    prompter.dialogs.push_back([](QDialog& dialog) {
+        const auto& open = static_cast<QFileDialog&>(dialog);
+        EXPECT_EQ(open.directory().absolutePath(), QDir::homePath()) << "not the program's folder";
+        EXPECT_FALSE(open.filter() & QDir::Hidden);
+        return static_cast<int>(QDialog::Rejected);
+    });
+    Click("CmdAdd");
     Drop({WritePsn("in/a.psn")});
     const QString inputFolder = QString::fromStdString((folder / "in").string());
     EXPECT_EQ(Shown(), inputFolder);
@@ -358,8 +445,12 @@ TEST_F(FirstStart, TheOutputFolderIsHomeThenTheFirstInputsFolder) {
     EXPECT_TRUE(std::filesystem::exists(folder / "in" / "a_out.sac"));
 }
 
-TEST_F(MainWindow, CannotBeMadeSmallerThanItOpened) {
+TEST_F(MainWindow, CannotBeMadeSmallerThanItOpenedAndItsTitlesFit) {
     EXPECT_EQ(window->minimumSize(), window->size());
+    for (int column = 0; column < Model::ColumnProgress; ++column) {
+        EXPECT_GE(grid->columnWidth(column), grid->horizontalHeader()->sectionSizeHint(column));
+    }
+    EXPECT_EQ(grid->textElideMode(), Qt::ElideMiddle);
 }
 
 } // namespace

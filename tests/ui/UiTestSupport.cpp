@@ -64,6 +64,10 @@ MainWindowTest::MainWindowTest(bool firstStart) {
     if (!firstStart) {
         WriteFile(folder / "Vibrex.ini", "Output path=" + Output().string() + "\r\n");
     }
+    Restart();
+}
+
+void MainWindowTest::Restart() {
     window = std::make_unique<FrmMain>(folder.Path(), folder / "Vibrex.ini");
     engine = &window->Converter();
     grid = Find<QTableView>("GrdFiles");

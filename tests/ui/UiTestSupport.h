@@ -47,6 +47,8 @@ int Accept(QDialog& dialog);
 class MainWindowTest {
 public:
     explicit MainWindowTest(bool firstStart = false);
+    // A new window on the same program folder, as at the next start.
+    void Restart();
 
     std::filesystem::path Output() const { return folder / "out"; }
     // A single-channel PSN ASCII recording in the temporary folder.
