@@ -1,6 +1,7 @@
-// Takes the picture of the main window for the README: several recordings, the waveform of
-// the first one in the preview, and another halfway through its conversion. Run it under Xvfb
-// through scripts/screenshot.sh.
+// Takes the picture of the main window for the README: several recordings, in the preview a
+// three-station Seisan event whose channels start at different times, and another recording
+// halfway through its conversion. Run it under Xvfb through scripts/screenshot.sh.
+#include "engine/ClsConverter.h"
 #include "ui/FileGrid.h"
 #include "ui/FileTableModel.h"
 #include "ui/FrmMain.h"
@@ -26,13 +27,17 @@
 namespace {
 
 constexpr int kSamples = 40000;
-constexpr int kShotFile = 2;
+constexpr int kShotFile = 3;
 constexpr int kShotPercent = 62;
 
-// A synthetic event: background noise, then a decaying wave train from `arrival` on.
-QByteArray Recording(const char* station, const char* component, double arrival) {
+// A synthetic event: background noise, then a decaying wave train from `arrival` seconds after
+// the recording's start on.
+QByteArray Recording(const char* station, const char* component, double arrival,
+                     const char* start = "02:47:10.000") {
     QByteArray text = "! PSN ASCII Event File Format 2.0\r\n"
-                      "Start Time: 2026/03/14 02:47:10.000\r\n"
+                      "Start Time: 2026/03/14 " +
+                      QByteArray(start) +
+                      "\r\n"
                       "Number of Samples: " +
                       QByteArray::number(kSamples) +
                       "\r\nSPS: 100\r\nA/D Converter Bits: 24\r\n"
@@ -77,7 +82,31 @@ int main(int argc, char** argv) {
                               {"MONT_HHZ.psn", "MONT", "HHZ", 75},
                               {"MONT_HHE.psn", "MONT", "HHE", 76},
                               {"LAGO_EHZ.psn", "LAGO", "EHZ", 90}};
-    QStringList paths;
+    // Three stations that began recording at different times, merged into one Seisan file as
+    // an event would arrive: the one that started last is nearest.
+    const struct {
+        const char* file;
+        const char* station;
+        const char* start;
+        double arrival;
+    } stations[] = {{"KBS.psn", "KBS", "02:47:10.000", 300},
+                    {"LOF.psn", "LOF", "02:49:56.000", 112},
+                    {"KONO.psn", "KONO", "02:50:27.000", 62}};
+    vibrex::ConverterHost quiet;
+    vibrex::ClsConverter merger(&quiet, work.path().toStdString());
+    for (const auto& station : stations) {
+        QFile file(work.path() + QLatin1Char('/') + QLatin1String(station.file));
+        file.open(QIODevice::WriteOnly);
+        file.write(Recording(station.station, "HHZ", station.arrival, station.start));
+        file.close();
+        merger.AddFile(file.fileName().toStdString());
+        merger.SetFileOutputFormat(merger.FilesCount() - 1, vibrex::FileFormat::Seisan);
+    }
+    const QString event = folder + QStringLiteral("/2026-03-14-0247-10S.VBRX__003");
+    merger.SetMergeFilePath(event.toStdString());
+    merger.StartConversion();
+
+    QStringList paths{event};
     for (const Source& source : sources) {
         QFile file(folder + QLatin1Char('/') + QLatin1String(source.file));
         file.open(QIODevice::WriteOnly);
