@@ -11,6 +11,7 @@
 #include <QPainter>
 #include <QProgressBar>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <cmath>
@@ -27,6 +28,9 @@ QScrollArea* Scrolled(WaveformView* view) {
     area->setWidgetResizable(true);
     area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     area->setFrameShape(QFrame::NoFrame);
+    // The axis stays at the foot of the part on screen, so every scroll redraws it.
+    QObject::connect(area->verticalScrollBar(), &QScrollBar::valueChanged, view,
+                     qOverload<>(&QWidget::update));
     return area;
 }
 
@@ -87,11 +91,22 @@ void PaintTrace(QPainter& painter, const QRectF& band, const TimeAxis& axis,
     painter.restore();
 }
 
+// Height of the axis: its line, ticks, labels and title.
+double AxisHeight(const QFontMetrics& metrics) {
+    return 2 * metrics.height() + 10;
+}
+
+// Just under the last band, so that a trace at its band's foot stays in sight; when that lies
+// below the part of the view on screen, at the foot of that part, over the traces.
 void PaintTimeAxis(QPainter& painter, const WaveformLayout& layout, const TimeAxis& axis,
-                   const QPalette& palette) {
+                   const QRect& visible, const QPalette& palette) {
     const QFontMetrics metrics = painter.fontMetrics();
-    // Just under the last band, so that a trace at its band's foot stays in sight.
-    const double y = layout.plot.bottom() + 2;
+    double y = layout.plot.bottom() + 2;
+    if (!visible.isNull() && y + AxisHeight(metrics) > visible.bottom()) {
+        y = visible.bottom() - AxisHeight(metrics);
+        painter.fillRect(QRectF(visible.left(), y, visible.width(), AxisHeight(metrics) + 1),
+                         palette.color(QPalette::Base));
+    }
     const double left = layout.plot.left();
     const double width = layout.plot.width();
     painter.setPen(palette.color(QPalette::Text));
@@ -105,7 +120,8 @@ void PaintTimeAxis(QPainter& painter, const WaveformLayout& layout, const TimeAx
         painter.drawText(QPointF(labelLeft, y + 4 + metrics.ascent()), tick.label);
     }
     painter.drawText(QRectF(left, y + 4 + metrics.height(), width, metrics.height()),
-                     Qt::AlignHCenter, axis.Title());
+                     Qt::AlignHCenter,
+                     metrics.elidedText(axis.Title(), Qt::ElideRight, static_cast<int>(width)));
 }
 
 } // namespace
@@ -117,7 +133,7 @@ QColor TraceColor() {
 
 int MinimumWaveformHeight(std::size_t channels, const QFontMetrics& metrics) {
     const double bands = static_cast<double>(channels) * (MinimumBand(metrics) + kGap);
-    return static_cast<int>(std::ceil(bands + 3 * metrics.height() + 2 * kGap + 10));
+    return static_cast<int>(std::ceil(bands + metrics.height() + 2 * kGap + AxisHeight(metrics)));
 }
 
 WaveformLayout LayOutWaveform(const QRect& area, const WaveformPreview& preview,
@@ -135,7 +151,7 @@ WaveformLayout LayOutWaveform(const QRect& area, const WaveformPreview& preview,
     }
     const double marginRight = area.left() + labelWidth + 2 * kGap;
     const double top = area.top() + metrics.height() + kGap;
-    const double available = area.bottom() - 2 * metrics.height() - 10 - top;
+    const double available = area.bottom() - AxisHeight(metrics) - top;
     const auto count = static_cast<double>(channels.size());
     const double band = std::max(MinimumBand(metrics), (available - kGap * (count - 1)) / count);
     layout.plot = QRectF(QPointF(marginRight, top), QSizeF(area.right() - 2 * kGap - marginRight,
@@ -167,10 +183,14 @@ WaveformLayout LayOutWaveform(const QRect& area, const WaveformPreview& preview,
 }
 
 void PaintWaveform(QPainter& painter, const QRect& area, const WaveformPreview& preview,
-                   const TimeAxis& axis, const QString& caption, const QPalette& palette) {
+                   const TimeAxis& axis, const QString& caption, const QPalette& palette,
+                   const QRect& visible) {
     painter.fillRect(area, palette.color(QPalette::Base));
     painter.setPen(palette.color(QPalette::Text));
-    painter.drawText(area.adjusted(kGap, 2, -kGap, 0), Qt::AlignLeft | Qt::AlignTop, caption);
+    const QRect captionBox = area.adjusted(kGap, 2, -kGap, 0);
+    painter.drawText(
+        captionBox, Qt::AlignLeft | Qt::AlignTop,
+        painter.fontMetrics().elidedText(caption, Qt::ElideMiddle, captionBox.width()));
     const WaveformLayout layout = LayOutWaveform(area, preview, painter.fontMetrics());
     if (layout.plot.width() < 1 || axis.Span() <= 0) {
         return;
@@ -186,7 +206,7 @@ void PaintWaveform(QPainter& painter, const QRect& area, const WaveformPreview& 
         painter.setPen(palette.color(QPalette::Text));
         painter.drawText(label.box, label.alignment, label.text);
     }
-    PaintTimeAxis(painter, layout, axis, palette);
+    PaintTimeAxis(painter, layout, axis, visible, palette);
 }
 
 WaveformView::WaveformView(QWidget* parent) : QWidget(parent) {
@@ -227,7 +247,8 @@ void WaveformView::paintEvent(QPaintEvent* /*event*/) {
                          Qt::AlignCenter | Qt::TextWordWrap, m_notice);
         return;
     }
-    PaintWaveform(painter, rect(), m_preview, m_axis, m_caption, palette());
+    PaintWaveform(painter, rect(), m_preview, m_axis, m_caption, palette(),
+                  visibleRegion().boundingRect());
 }
 
 PreviewPane::PreviewPane(ClsConverter& engine, QWidget* parent)

@@ -44,9 +44,11 @@ int MinimumWaveformHeight(std::size_t channels, const QFontMetrics& metrics);
 
 // Draws a preview into `area`: one trace per channel, stacked, each a min/max envelope per
 // pixel column placed on `axis` where its samples lie in time, with its labels, and the axis
-// under them all. `caption` names the recording above the traces.
+// under them all, or at the foot of `visible` when that is the part on screen. `caption`
+// names the recording above the traces.
 void PaintWaveform(QPainter& painter, const QRect& area, const WaveformPreview& preview,
-                   const TimeAxis& axis, const QString& caption, const QPalette& palette);
+                   const TimeAxis& axis, const QString& caption, const QPalette& palette,
+                   const QRect& visible = {});
 
 // One drawn preview, or the reason there is none.
 class WaveformView final : public QWidget {

@@ -149,9 +149,9 @@ QString TimeAxis::Title() const {
     case Unit::Time: {
         const PreciseTime start =
             AddSecondsToTime(PreciseTime{DateTime{1970, 1, 1, 0, 0, 0}, 0}, m_origin);
-        return QStringLiteral("Time from the earliest start, ") +
-               QString::fromStdString(FormatTimeText(start)) + QStringLiteral(", to ") +
-               QString::number(m_span, 'f', m_span < 10 ? 3 : 1) + QStringLiteral(" s later");
+        return QStringLiteral("Earliest start ") + QString::fromStdString(FormatTimeText(start)) +
+               QStringLiteral(", span ") + QString::number(m_span, 'f', m_span < 10 ? 3 : 1) +
+               QStringLiteral(" s");
     }
     case Unit::Seconds:
         return QStringLiteral("Seconds from each channel's start");

@@ -298,7 +298,7 @@ TEST(PreviewPicture, TheAxisIsLabelledInTimeOfDay) {
          100,
          5,
          {"02:47:10.0", "02:47:10.2"},
-         "Time from the earliest start, 2026/03/14 02:47:10.0000, to 1.000 s later"},
+         "Earliest start 2026/03/14 02:47:10.0000, span 1.000 s"},
         {"2026/03/14 02:47:10.000", 1, 3600, 6, {"02:50", "03:00"}, ""},
         {"2026/03/14 20:00:00.000", 0.01, 2592, 4, {"2026/03/15", "2026/03/16"}, ""},
         {"", 100, 1000, 5, {"0", "2"}, "Seconds from each channel's start"},
