@@ -195,8 +195,8 @@ ChannelPreview ScanChannel(const std::filesystem::path& channelFile, std::size_t
 
 // False when the preview was stopped.
 bool ReadChannels(ClsConverter& engine, const std::filesystem::path& path, const PreviewStep& step,
-                  std::size_t buckets, WaveformPreview& preview) {
-    const FileFormat format = GuessFileFormat(path);
+                  std::size_t buckets, FileFormat known, WaveformPreview& preview) {
+    const FileFormat format = known != FileFormat::Unknown ? known : GuessFileFormat(path);
     const FormatCodec& codec = ReaderOf(format);
     const auto header = LoadHeader(codec, path);
     PreviewProgress progress(step, header);
@@ -218,10 +218,10 @@ bool ReadChannels(ClsConverter& engine, const std::filesystem::path& path, const
 } // namespace
 
 WaveformPreview PreviewRecording(ClsConverter& engine, const std::filesystem::path& path,
-                                 const PreviewStep& step, std::size_t buckets) {
+                                 const PreviewStep& step, std::size_t buckets, FileFormat format) {
     WaveformPreview preview;
     try {
-        preview.outcome = ReadChannels(engine, path, step, buckets, preview)
+        preview.outcome = ReadChannels(engine, path, step, buckets, format, preview)
                               ? WaveformPreview::Outcome::Complete
                               : WaveformPreview::Outcome::Stopped;
     } catch (const std::exception& error) {

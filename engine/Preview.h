@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/FormatCatalogue.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
@@ -80,9 +82,12 @@ using PreviewStep = std::function<bool(double fractionDone)>;
 
 // Reads `path` with the reader of its format into channel files of a private folder of the
 // engine's work folder, then scans each once. The channel files are gone when it returns.
-// Never throws.
+// `format` is the one the engine recorded for a file of its list, so that a file damaged since
+// it was added fails with the reader's own reason, as its conversion would; Unknown guesses it
+// from the content. Never throws.
 WaveformPreview PreviewRecording(ClsConverter& engine, const std::filesystem::path& path,
-                                 const PreviewStep& step, std::size_t buckets = 4096);
+                                 const PreviewStep& step, std::size_t buckets = 4096,
+                                 FileFormat format = FileFormat::Unknown);
 
 // Samples between two steps: a fraction of a second of work for the slowest reader.
 inline constexpr std::int64_t kPreviewStepSamples = 1 << 15;

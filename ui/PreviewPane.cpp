@@ -20,6 +20,7 @@ namespace vibrex {
 namespace {
 
 constexpr int kGap = 6;
+constexpr std::size_t kPreviewBuckets = 4096;
 
 // The pane's part of the width; the view inside grows downwards when it has many channels.
 QScrollArea* Scrolled(WaveformView* view) {
@@ -372,10 +373,7 @@ void PreviewPane::HeaderEdited() {
 // The names and start times the conversion will write: the engine's header of the file, which
 // the header editor may have changed since the file was read.
 void PreviewPane::ApplyEditedHeader(WaveformPreview& preview, const QString& input) const {
-    for (int file = 0; file < m_engine.FilesCount(); ++file) {
-        if (ToQString(m_engine.FilePath(file)) != input) {
-            continue;
-        }
+    if (const int file = FileIndexOf(input); file >= 0) {
         const int channels =
             std::min(m_engine.FileChannelsCount(file), static_cast<int>(preview.channels.size()));
         for (int channel = 0; channel < channels; ++channel) {
@@ -384,8 +382,16 @@ void PreviewPane::ApplyEditedHeader(WaveformPreview& preview, const QString& inp
             shown.component = m_engine.HeaderProperty(file, channel, kComponentName);
             shown.startTime = m_engine.HeaderProperty(file, channel, kStartTime);
         }
-        return;
     }
+}
+
+int PreviewPane::FileIndexOf(const QString& path) const {
+    for (int file = 0; file < m_engine.FilesCount(); ++file) {
+        if (ToQString(m_engine.FilePath(file)) == path) {
+            return file;
+        }
+    }
+    return -1;
 }
 
 bool PreviewPane::Read(const QStringList& paths, WaveformView& view) {
@@ -408,7 +414,10 @@ bool PreviewPane::Read(const QStringList& paths, WaveformView& view) {
                                           "preview."));
             return true;
         }
-        WaveformPreview part = PreviewRecording(m_engine, paths[i].toStdString(), step);
+        const int file = FileIndexOf(paths[i]);
+        WaveformPreview part =
+            PreviewRecording(m_engine, paths[i].toStdString(), step, kPreviewBuckets,
+                             file >= 0 ? m_engine.FileFormat(file) : FileFormat::Unknown);
         if (part.outcome == WaveformPreview::Outcome::Stopped) {
             return false;
         }

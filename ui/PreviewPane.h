@@ -118,6 +118,8 @@ private:
     void UpdateOutputToggle();
     void ShareAxis();
     void ApplyEditedHeader(WaveformPreview& preview, const QString& input) const;
+    // The file's index in the engine's list, or -1.
+    int FileIndexOf(const QString& path) const;
 
     ClsConverter& m_engine;
     QLabel* m_title = nullptr;

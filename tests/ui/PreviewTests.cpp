@@ -115,6 +115,21 @@ TEST_F(Preview, ARealRecordingDrawsOneTraceBetweenItsExtremesAndItsOutputMatches
     EXPECT_EQ(output[0].envelope.Lowest(), input[0].envelope.Lowest());
     EXPECT_EQ(output[0].envelope.Highest(), input[0].envelope.Highest());
     EXPECT_EQ(Pane().OutputView().Axis().Span(), Pane().InputView().Axis().Span());
+
+    // A file damaged after it was added is read as the format it was added as, so its preview
+    // gives the reader's reason, as its conversion does.
+    const auto damaged = folder / "damaged.sac";
+    std::filesystem::copy_file(file, damaged);
+    Drop({damaged.string()});
+    std::filesystem::resize_file(damaged, 3000);
+    ChooseFormat(1, FileFormat::PSNINT);
+    NameOutputs("_out");
+    Click("CmdConvert");
+    ASSERT_EQ(Text(1, Model::ColumnStatus), "Failed");
+    SelectRow(1);
+    EXPECT_EQ(Pane().InputView().Notice(),
+              "No preview of damaged.sac:\n" +
+                  QString::fromStdString(engine->FileErrorText(1)).replace("\r\n", "\n"));
 }
 
 TEST_F(Preview, AnotherSelectionStopsALongReadingAndAFileThatCannotBeReadSaysWhy) {
