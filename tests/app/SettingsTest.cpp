@@ -15,13 +15,19 @@ using test::WriteFile;
 // The four keys come first, in their order; the window's options follow.
 TEST(Settings, SaveThenLoadReproducesEveryValue) {
     TempFolder folder;
-    const Settings saved{"/data/in",  7,
-                         "/data/out", true,
-                         true,        false,
-                         true,        true,
-                         250,         16,
-                         8000,        "10,20,1100,700",
-                         "150,290",   "321,100,84,100,160,100"};
+    const Settings saved{.inputPath = "/data/in",
+                         .inputFormat = 7,
+                         .outputPath = "/data/out",
+                         .startupLogo = true,
+                         .merge = true,
+                         .applyToAll = true,
+                         .originalFolder = true,
+                         .wavFactor = 250,
+                         .wavBitCount = 16,
+                         .wavSamplingRate = 8000,
+                         .windowGeometry = "10,20,1100,700",
+                         .splitterSizes = "150,290",
+                         .columnWidths = "321,100,84,100,160,100"};
     ASSERT_TRUE(SaveSettings(saved, folder / "Vibrex.ini"));
     const std::string text = ReadFile(folder / "Vibrex.ini");
     EXPECT_TRUE(text.starts_with("Input path=/data/in\r\nInput format=7\r\n"

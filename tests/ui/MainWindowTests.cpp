@@ -297,8 +297,8 @@ TEST_F(MainWindow, SettingsComeBackAfterClosing) {
         wave.findChild<QRadioButton*>("Opt16")->setChecked(true);
         return Accept(wave);
     });
-    QContextMenuEvent menu(QContextMenuEvent::Mouse,
-                           grid->visualRect(Cell(0, Model::ColumnStatus)).center());
+    const QPoint row = grid->visualRect(Cell(0, Model::ColumnStatus)).center();
+    QContextMenuEvent menu(QContextMenuEvent::Mouse, row, grid->viewport()->mapToGlobal(row));
     QApplication::sendEvent(grid->viewport(), &menu);
     Find<QMenu>("MnuContext")->hide();
     Find<QAction>("MnuWAV")->trigger();
