@@ -56,26 +56,35 @@ Extremes SacExtremes(const std::filesystem::path& path) {
     return extremes;
 }
 
-// Where the trace colour appears: its top and bottom rows, and how many columns hold some.
+// Where the trace colour appears: its top and bottom rows, its first and last columns, and how
+// many columns hold some.
 struct TraceExtent {
     int top = std::numeric_limits<int>::max();
     int bottom = -1;
+    int left = -1;
+    int right = -1;
     int columns = 0;
     int Height() const { return bottom - top; }
 };
 
-TraceExtent FindTrace(const QImage& image) {
+// Within the rows from `firstRow` to `lastRow`, or the whole picture.
+TraceExtent FindTrace(const QImage& image, int firstRow = 0, int lastRow = -1) {
     TraceExtent extent;
+    lastRow = lastRow < 0 ? image.height() - 1 : lastRow;
     for (int x = 0; x < image.width(); ++x) {
         bool inColumn = false;
-        for (int y = 0; y < image.height(); ++y) {
+        for (int y = firstRow; y <= lastRow; ++y) {
             if (image.pixelColor(x, y) == TraceColor()) {
                 extent.top = std::min(extent.top, y);
                 extent.bottom = std::max(extent.bottom, y);
                 inColumn = true;
             }
         }
-        extent.columns += inColumn ? 1 : 0;
+        if (inColumn) {
+            extent.left = extent.left < 0 ? x : extent.left;
+            extent.right = x;
+            ++extent.columns;
+        }
     }
     return extent;
 }
@@ -229,19 +238,8 @@ TEST(PreviewPicture, FillsEveryDevicePixelColumnOnAnyPalette) {
                       c.palette);
         painter.end();
         EXPECT_EQ(image.pixelColor(0, image.height() - 1), c.palette.color(QPalette::Base));
-        int first = -1;
-        int last = -1;
-        for (int x = 0; x < image.width(); ++x) {
-            for (int y = 0; y < image.height(); ++y) {
-                if (image.pixelColor(x, y) == TraceColor()) {
-                    first = first < 0 ? x : first;
-                    last = x;
-                    break;
-                }
-            }
-        }
         const TraceExtent trace = FindTrace(image);
-        EXPECT_EQ(trace.columns, last - first + 1) << "a gap in the line";
+        EXPECT_EQ(trace.columns, trace.right - trace.left + 1) << "a gap in the line";
         EXPECT_GT(trace.columns, image.width() * 3 / 4);
         if (std::string(c.name) == "wave") {
             EXPECT_GT(trace.Height(), image.height() / 2);
@@ -279,15 +277,9 @@ TEST(PreviewPicture, EachTraceStartsWhereItsChannelStartsInTime) {
         ASSERT_EQ(layout.bands.size(), 2u);
         for (int band = 0; band < 2; ++band) {
             const QRectF& rows = layout.bands[static_cast<std::size_t>(band)];
-            int first = -1;
-            for (int x = 0; x < image.width() && first < 0; ++x) {
-                for (int y = static_cast<int>(rows.top()); y < rows.bottom(); ++y) {
-                    if (image.pixelColor(x, y) == TraceColor()) {
-                        first = x;
-                        break;
-                    }
-                }
-            }
+            const int first =
+                FindTrace(image, static_cast<int>(rows.top()), static_cast<int>(rows.bottom()) - 1)
+                    .left;
             const double expected =
                 layout.plot.left() + (band == 0 ? c.firstAt : c.secondAt) * layout.plot.width();
             EXPECT_NEAR(first, expected, 1.5) << "trace " << band + 1;
