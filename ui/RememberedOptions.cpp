@@ -5,6 +5,7 @@
 
 #include <QCheckBox>
 #include <QEvent>
+#include <QGuiApplication>
 #include <QHeaderView>
 #include <QSplitter>
 #include <QTableView>
@@ -58,7 +59,11 @@ public:
     bool eventFilter(QObject* watched, QEvent* event) override {
         if (event->type() == QEvent::Show) {
             auto* window = static_cast<QWidget*>(watched);
-            window->move(m_geometry[0], m_geometry[1]);
+            // A place on a screen that is no longer there would hide the window.
+            const QPoint place(m_geometry[0], m_geometry[1]);
+            if (QGuiApplication::screenAt(place + QPoint(40, 40)) != nullptr) {
+                window->move(place);
+            }
             window->resize(m_geometry[2], m_geometry[3]);
             watched->removeEventFilter(this);
             deleteLater();
