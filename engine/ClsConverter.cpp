@@ -7,7 +7,6 @@
 #include <cctype>
 #include <cstdio>
 #include <random>
-#include <unistd.h>
 
 namespace vibrex {
 
