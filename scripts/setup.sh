@@ -5,9 +5,15 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 # Fonts are only recommended by Qt, yet the window and its offscreen tests need one. scdoc turns
-# the manual page's source into the page.
-packages=(g++ cmake ninja-build qt6-base-dev fonts-dejavu-core scdoc)
+# the manual page's source into the page; CPack reads the Debian package's dependencies with
+# dpkg-shlibdeps (dpkg-dev), which needs file.
+packages=(g++ cmake ninja-build qt6-base-dev fonts-dejavu-core scdoc dpkg-dev file)
+# The tests and benchmarks are configured only when asked for, so that a first build is the
+# program alone; a build folder that has them keeps them.
+parts=()
+[ -f build/CMakeCache.txt ] || parts=(-DVIBREX_BUILD_TESTS=OFF -DVIBREX_BUILD_BENCH=OFF)
 if [ "${1:-}" = --tests ]; then
+    parts=(-DVIBREX_BUILD_TESTS=ON -DVIBREX_BUILD_BENCH=ON)
     # GNU parallel is for the archive test only (docs/archives.md); the program never calls it.
     packages+=(libgtest-dev libmseed-dev sox xvfb xauth parallel)
     # segyio, an independent Seismic Unix reader, checks the SU files Vibrex writes.
@@ -15,9 +21,8 @@ if [ "${1:-}" = --tests ]; then
     # clang and its runtime build the tests once more under AddressSanitizer and
     # UndefinedBehaviorSanitizer, and the fuzz targets with libFuzzer.
     packages+=(clang libclang-rt-14-dev)
-    # The Debian package: CPack reads its dependencies with dpkg-shlibdeps (dpkg-dev, file);
-    # lintian checks it and man renders the manual page.
-    packages+=(dpkg-dev file lintian man-db)
+    # lintian checks the Debian package and man renders the manual page.
+    packages+=(lintian man-db)
     # A one-node Slurm cluster on this machine runs the documented array job (scripts/slurm-check.sh).
     packages+=(slurmctld slurmd slurm-client munge)
 fi
@@ -45,4 +50,4 @@ if [ ${#missing[@]} -gt 0 ]; then
     DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi
 
-cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "${parts[@]}" >/dev/null
