@@ -66,7 +66,7 @@ node=$(hostname -s)
 export SLURM_CONF=$work/slurm.conf
 cat > "$SLURM_CONF" <<CONF
 ClusterName=vibrexcheck
-SlurmctldHost=$node
+SlurmctldHost=$node(127.0.0.1)
 SlurmctldPort=16817
 SlurmdPort=16818
 SlurmUser=root
