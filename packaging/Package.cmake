@@ -2,8 +2,9 @@
 # `cmake --build build --target package` writes build/vibrex_<version>_amd64.deb.
 include(GNUInstallDirs)
 
-# The program's binaries. A shared library the executable loads joins this list; it then lives
-# in the private folder below, which the executable's RUNTIME path must name.
+# The program's binaries. A shared library the executable loads joins this list; it goes to the
+# private folder lib/vibrex, which the executable then names in its INSTALL_RPATH
+# ($ORIGIN/../lib/vibrex), and shlibdeps adds the library's own dependencies to the package.
 set(VIBREX_INSTALLED_TARGETS vibrex)
 install(TARGETS ${VIBREX_INSTALLED_TARGETS}
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
