@@ -1,7 +1,12 @@
 #include "app/ModInfo.h"
 
 #include "engine/ClsConverter.h"
+#include "io/Numbers.h"
 
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
 #include <cstdio>
 
 namespace vibrex {
@@ -85,6 +90,31 @@ std::string DescribeAsText(const ClsConverter& engine, int index) {
     return text + "\n";
 }
 
+// The counts and rates, which scripts compute with; every other property is text.
+constexpr std::array kNumericProperties = {kNumberOfSamples, kSps,         kAdConverterBits,
+                                           kDataMaximum,     kDataMinimum, kChFilterPoles};
+
+bool IsNumericProperty(int property) {
+    return std::find(kNumericProperties.begin(), kNumericProperties.end(), property) !=
+           kNumericProperties.end();
+}
+
+// An empty property is null, a numeric one a JSON number; a numeric property whose text is no
+// number (a damaged header) stays text, so that nothing the file says is lost.
+std::string JsonValue(int property, const std::string& value) {
+    if (TrimBlanks(value).empty()) {
+        return "null";
+    }
+    const std::optional<double> number =
+        IsNumericProperty(property) ? ParseNumber(value) : std::nullopt;
+    if (!number || !std::isfinite(*number)) {
+        return JsonString(value);
+    }
+    char digits[32];
+    const auto end = std::to_chars(digits, digits + sizeof digits, *number).ptr;
+    return std::string(digits, end);
+}
+
 std::string DescribeAsJson(const ClsConverter& engine, int index) {
     std::string json = "{\"file\":" + JsonString(engine.FilePath(index));
     json += ",\"format\":" + JsonString(ClsConverter::FileFormatToString(engine.FileFormat(index)));
@@ -95,7 +125,7 @@ std::string DescribeAsJson(const ClsConverter& engine, int index) {
         for (int property = 0; property < engine.HeaderPropertiesCount(); ++property) {
             json += (property == 0 ? "" : ",") +
                     JsonString(ClsConverter::HeaderPropertyToString(property)) + ":" +
-                    JsonString(engine.HeaderProperty(index, channel, property));
+                    JsonValue(property, engine.HeaderProperty(index, channel, property));
         }
         json += "}";
     }

@@ -43,11 +43,22 @@ std::string OutputRefusal(const std::string& output, const std::vector<std::stri
                            : "The output file cannot be created: " + output + ": " + problem;
 }
 
-std::string RefusalReason(const std::string& input) {
+// The line of an engine's error text that says what went wrong: its "Additional info: "
+// detail, or else its first line.
+std::string ErrorDetail(const std::string& text) {
+    const std::string marker = "Additional info: ";
+    const std::size_t detail = text.find(marker);
+    const std::size_t start = detail == std::string::npos ? 0 : detail + marker.size();
+    return text.substr(start, text.find('\r', start) - start);
+}
+
+// The loader's own cause, as the window shows it, so that a log of refused files says why.
+std::string RefusalReason(const ClsConverter& engine, const std::string& input) {
     if (GuessFileFormat(input) == FileFormat::Unknown) {
         return "Unrecognized file format: " + input;
     }
-    return "The input file cannot be loaded (unreadable header or no samples): " + input;
+    const std::string cause = ErrorDetail(engine.AddFileRefusal());
+    return "The input file cannot be loaded: " + input + (cause.empty() ? "" : ": " + cause);
 }
 
 bool EndedBadly(const ClsConverter& engine, int index) {
@@ -59,11 +70,7 @@ bool EndedBadly(const ClsConverter& engine, int index) {
 std::string FailureReason(const ClsConverter& engine, int index) {
     std::string reason = engine.FilePath(index) + ": " +
                          ClsConverter::ConversionStatusToString(engine.FileStatus(index));
-    const std::string text = engine.FileErrorText(index);
-    const std::string marker = "Additional info: ";
-    const std::size_t detail = text.find(marker);
-    const std::size_t start = detail == std::string::npos ? 0 : detail + marker.size();
-    const std::string line = text.substr(start, text.find('\r', start) - start);
+    const std::string line = ErrorDetail(engine.FileErrorText(index));
     return line.empty() ? reason : reason + ": " + line;
 }
 
@@ -81,7 +88,7 @@ BatchResult Convert(const std::vector<std::string>& args, ClsConverter& engine) 
         return Exit(kExitOutputNotCreatable, refusal);
     }
     if (!engine.AddFile(input)) {
-        return Exit(kExitInputRefused, RefusalReason(input));
+        return Exit(kExitInputRefused, RefusalReason(engine, input));
     }
     const FileFormat format = StringToFileFormat(args[3]);
     if (format == FileFormat::Unknown) {
@@ -118,7 +125,7 @@ BatchResult Merge(const std::vector<std::string>& args, ClsConverter& engine) {
     }
     for (const auto& input : inputs) {
         if (!engine.AddFile(input)) {
-            return Exit(kExitInputRefused, RefusalReason(input));
+            return Exit(kExitInputRefused, RefusalReason(engine, input));
         }
     }
     const FileFormat format = StringToFileFormat(args.back());
@@ -175,7 +182,7 @@ BatchResult Info(const std::string& commandLine, ClsConverter& engine, std::ostr
         if (!IsRegularFile(*input)) {
             fail(kExitInputMissing, "Input file not found: " + *input);
         } else if (!engine.AddFile(*input)) {
-            fail(kExitInputRefused, RefusalReason(*input));
+            fail(kExitInputRefused, RefusalReason(engine, *input));
         } else {
             report << DescribeFile(engine, 0, style) << std::flush;
             engine.RemoveFile(0); // the same file may be named twice
@@ -209,9 +216,13 @@ bool ShowsProgress(const std::string& commandLine) {
 BatchResult RunBatch(const std::string& commandLine, ConverterHost& host, std::ostream& report,
                      InfoStyle style) {
     const std::vector<std::string> args = SplitCommandLine(commandLine);
+    const std::string verb = ToUpper(args.front());
+    if (style == InfoStyle::Json && verb != "INFO") {
+        return Exit(kExitWrongArgumentCount,
+                    "--json is for INFO only: CONVERT and MERGE answer with their exit code.");
+    }
     ClsConverter engine(&host);
     engine.SetVerbose(false);
-    const std::string verb = ToUpper(args.front());
     if (verb == "CONVERT") {
         return Convert(args, engine);
     }

@@ -1,15 +1,15 @@
 #include "app/Settings.h"
 
-#include "engine/ClsConverter.h"
 #include "io/FileIO.h"
 #include "io/Numbers.h"
+#include "io/ProgramFolders.h"
 
 #include <variant>
 
 namespace vibrex {
 
 std::filesystem::path SettingsFilePath() {
-    return ProgramFolder() / "Vibrex.ini";
+    return LocateProgramFolders().settingsFile;
 }
 
 namespace {
@@ -91,6 +91,8 @@ Settings LoadSettings(const std::filesystem::path& file) {
 
 bool SaveSettings(const Settings& settings, const std::filesystem::path& file) {
     try {
+        std::error_code ignored; // an installed copy's configuration folder may not exist yet
+        std::filesystem::create_directories(file.parent_path(), ignored);
         OutputFile out(file);
         if (!out.IsOpen()) {
             return false;

@@ -4,7 +4,8 @@
 #include <filesystem>
 #include <string>
 
-// The user's settings file, "Vibrex.ini" in the program's folder: one "Key=value" line each.
+// The user's settings file, "Vibrex.ini" (where LocateProgramFolders puts it): one "Key=value"
+// line each.
 namespace vibrex {
 
 struct Settings {

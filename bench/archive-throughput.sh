@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 files=${1:-200}
 samples=${2:-100000}
 vibrex=$(realpath "${3:-build/vibrex}")
-command -v parallel >/dev/null || { echo "GNU parallel is missing (scripts/setup.sh)" >&2; exit 1; }
+command -v parallel >/dev/null || { echo "GNU parallel is missing (scripts/setup.sh --tests)" >&2; exit 1; }
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT

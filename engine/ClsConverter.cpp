@@ -7,7 +7,6 @@
 #include <cctype>
 #include <cstdio>
 #include <random>
-#include <unistd.h>
 
 namespace vibrex {
 
@@ -35,31 +34,16 @@ bool IsWorkFolderName(const std::string& name) {
 }
 
 // A fresh work folder's path, once the folders of killed engines are gone.
-std::filesystem::path NewWorkFolder(const std::filesystem::path& programFolder) {
-    RemoveAbandonedFolders(programFolder, IsWorkFolderName);
-    return programFolder / NewWorkFolderName();
-}
-
-bool IsWritableFolder(const std::filesystem::path& folder) {
-    return access(folder.c_str(), W_OK) == 0;
+std::filesystem::path NewWorkFolder(const std::filesystem::path& parent) {
+    RemoveAbandonedFolders(parent, IsWorkFolderName);
+    return parent / NewWorkFolderName();
 }
 
 } // namespace
 
-std::filesystem::path ProgramFolder() {
-    std::error_code error;
-    const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
-    if (!error && IsWritableFolder(executable.parent_path())) {
-        return executable.parent_path();
-    }
-    const char* home = std::getenv("HOME");
-    auto folder = std::filesystem::path(home != nullptr ? home : "/tmp") / ".local/share/Vibrex";
-    std::filesystem::create_directories(folder, error);
-    return folder;
-}
-
-ClsConverter::ClsConverter(ConverterHost* host, const std::filesystem::path& programFolder)
-    : m_host(host != nullptr ? host : &m_silentHost), m_workFolder(NewWorkFolder(programFolder)) {
+ClsConverter::ClsConverter(ConverterHost* host, const std::filesystem::path& workFolderParent)
+    : m_host(host != nullptr ? host : &m_silentHost),
+      m_workFolder(NewWorkFolder(workFolderParent)) {
     m_host->SetEngine(this);
 }
 
@@ -157,21 +141,18 @@ std::int64_t WorkTotalOf(const std::vector<HeaderValues>& header) {
 } // namespace
 
 bool ClsConverter::AddFile(const std::string& path) {
+    m_refusal.clear();
     try {
         std::error_code error;
         if (!std::filesystem::is_regular_file(path, error)) {
-            if (m_verbose && !std::filesystem::is_directory(path, error)) {
-                m_host->ShowMessage("File does not exists.\r\n" + path, MessageIcon::Exclamation,
-                                    kFileLoadingErrorTitle);
+            if (!std::filesystem::is_directory(path, error)) {
+                Refuse("File does not exists.\r\n" + path, kFileLoadingErrorTitle);
             }
             return false;
         }
         for (const FileRecord& record : m_files) {
             if (record.path == path) {
-                if (m_verbose) {
-                    m_host->ShowMessage("File already loaded.\r\n" + path, MessageIcon::Exclamation,
-                                        kFileLoadingErrorTitle);
-                }
+                Refuse("File already loaded.\r\n" + path, kFileLoadingErrorTitle);
                 return false;
             }
         }
@@ -179,26 +160,27 @@ bool ClsConverter::AddFile(const std::string& path) {
         record.path = path;
         record.format = vibrex::GuessFileFormat(path);
         if (record.format == vibrex::FileFormat::Unknown) {
-            if (m_verbose) {
-                m_host->ShowMessage("Unrecognized file format.\r\n" + path,
-                                    MessageIcon::Exclamation, kFileLoadingErrorTitle);
-            }
+            Refuse("Unrecognized file format.\r\n" + path, kFileLoadingErrorTitle);
             return false;
         }
         if (!LoadFileHeader(record)) {
             return false;
         }
         if (record.workTotal <= 0) {
-            if (m_verbose) {
-                m_host->ShowMessage("File corrupted: unreadable samples count.\r\n" + path,
-                                    MessageIcon::Exclamation, kFileLoadingErrorTitle);
-            }
+            Refuse("File corrupted: unreadable samples count.\r\n" + path, kFileLoadingErrorTitle);
             return false;
         }
         m_files.push_back(std::move(record));
         return true;
     } catch (const std::exception&) {
         return false; // out of memory while building the record: the list stays as it was
+    }
+}
+
+void ClsConverter::Refuse(const std::string& text, const char* title) {
+    m_refusal = text;
+    if (m_verbose) {
+        m_host->ShowMessage(text, MessageIcon::Exclamation, title);
     }
 }
 
@@ -222,7 +204,7 @@ bool ClsConverter::LoadFileHeader(FileRecord& record) {
         }
         return true;
     } catch (const std::exception& error) {
-        Report(HeaderLoadErrorText(record.path, error.what()));
+        Refuse(HeaderLoadErrorText(record.path, error.what()), kApplicationTitle);
         return false;
     }
 }

@@ -5,6 +5,7 @@
 #include "engine/FormatCatalogue.h"
 #include "engine/HeaderProperties.h"
 #include "io/OwnedFolder.h"
+#include "io/ProgramFolders.h"
 #include "io/StagedOutput.h"
 
 #include <array>
@@ -24,19 +25,16 @@ enum class ConversionStatus : std::int32_t {
     Failed = 3,
 };
 
-// The folder of the running executable, or the per-user data folder when that one is not
-// writable (an installed copy). The work folder and the settings file live there.
-std::filesystem::path ProgramFolder();
-
 // The engine: the file list with each file's settings, header and status, and the run that
 // converts them. Public members never throw; bad indices give defaults or do nothing.
 class ClsConverter {
 public:
     // `host` receives events, yields and messages; it must outlive the engine. The work folder
-    // is created under `programFolder`, after removing those that processes killed before they
-    // could remove their own left there.
-    explicit ClsConverter(ConverterHost* host = nullptr,
-                          const std::filesystem::path& programFolder = ProgramFolder());
+    // is created under `workFolderParent`, after removing those that processes killed before
+    // they could remove their own left there.
+    explicit ClsConverter(
+        ConverterHost* host = nullptr,
+        const std::filesystem::path& workFolderParent = LocateProgramFolders().workFolderParent);
     ~ClsConverter();
     ClsConverter(const ClsConverter&) = delete;
     ClsConverter& operator=(const ClsConverter&) = delete;
@@ -57,6 +55,9 @@ public:
 
     // The file list.
     bool AddFile(const std::string& path);
+    // Why the last AddFile refused its file (the text a Verbose engine shows); empty after one
+    // that added it.
+    const std::string& AddFileRefusal() const { return m_refusal; }
     void RemoveFile(int index);
     int FilesCount() const;
     std::string FilePath(int index) const;
@@ -140,6 +141,8 @@ private:
     const FileRecord* Record(int index) const;
     FileRecord* Record(int index);
     void Report(const std::string& text) const;
+    // Keeps `text` as the refusal of the file being added, and shows it when Verbose is set.
+    void Refuse(const std::string& text, const char* title);
     bool LoadFileHeader(FileRecord& record);
 
     // The run.
@@ -165,11 +168,12 @@ private:
     OwnedFolder m_workFolder;
     std::vector<FileRecord> m_files;
     std::string m_mergeFilePath;
-    std::vector<StagedOutput> m_createdOutputs; // by the writer now running
+    std::vector<StagedOutput> m_createdOutputs;         // by the writer now running
     std::vector<std::filesystem::path> m_placedOutputs; // by the last writer that completed
     bool m_dataInversion = false;
     bool m_showUI = false;
     bool m_verbose = true;
+    std::string m_refusal;
     bool m_running = false;
     bool m_abortRequested = false;
 };

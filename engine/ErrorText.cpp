@@ -8,9 +8,15 @@ std::string AppendErrorInfo(const std::string& text, const std::string& descript
     return description.empty() ? text : text + "\r\nAdditional info: " + description;
 }
 
+const char* SupportContact() {
+    return VIBREX_SUPPORT_CONTACT;
+}
+
 std::string AppendSupportRequest(const std::string& text) {
-    return text + "\r\nPlease help us to improve the software sending the file to " +
-           kSupportAddress;
+    const std::string contact = SupportContact();
+    return contact.empty()
+               ? text
+               : text + "\r\nPlease help us to improve the software sending the file to " + contact;
 }
 
 std::string StageErrorText(const char* stage, const std::string& description) {

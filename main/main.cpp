@@ -28,7 +28,7 @@ constexpr const char* kUsage =
     "\"WAV (Audio)\" (output only).\n"
     "Exit codes: 0 done, 1 unknown verb, 2 input missing, 3 output cannot be created,\n"
     "4 input refused, 5 unknown format, 6 conversion failed, 7 format cannot take the input,\n"
-    "8 wrong number of arguments.\n";
+    "8 wrong number of arguments (or --json with CONVERT or MERGE). More in: man vibrex\n";
 
 constexpr const char* kJsonOption = "--json";
 

@@ -1,10 +1,19 @@
 #!/usr/bin/env bash
-# Sets everything up, then runs every test suite; then the same tests once more, and each fuzz
-# target over its seed corpus, under AddressSanitizer and UndefinedBehaviorSanitizer.
+# Sets everything up and builds it all, then runs every test suite, checks the Debian package and
+# the manual page, and runs the documented Slurm job on a one-node cluster (as root); then the
+# same tests once more, and each fuzz target over its seed corpus, under AddressSanitizer and
+# UndefinedBehaviorSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/setup.sh
+scripts/setup.sh --tests
+cmake --build build -j"$(nproc)"
 QT_QPA_PLATFORM=offscreen ctest --test-dir build --output-on-failure -j"$(nproc)"
+scripts/package-check.sh
+if [ "$(id -u)" -eq 0 ]; then
+    scripts/slurm-check.sh
+else
+    echo "Slurm check skipped: starting a cluster's daemons takes root (CI runs as root)."
+fi
 
 # The sanitized build (clang, the "sanitize" preset) leaves out the window and the benchmarks.
 cmake --preset sanitize >/dev/null

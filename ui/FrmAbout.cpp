@@ -27,19 +27,21 @@ FrmAbout::FrmAbout(bool& startupLogo, QWidget* parent) : QDialog(parent) {
     auto* text = new QPlainTextEdit(this);
     text->setObjectName(QStringLiteral("Text1"));
     text->setReadOnly(true);
-    const QStringList lines{
+    QStringList lines{
         QStringLiteral("Vibrex ") + QStringLiteral(VIBREX_VERSION) +
             QStringLiteral(" - seismic recording converter"),
         QStringLiteral("Made by the Vibrex project."),
         QString(),
-        QStringLiteral("Support: ") + QString::fromLatin1(kSupportAddress),
-        QStringLiteral("Please send us any recording that Vibrex cannot read."),
-        QString(),
-        QStringLiteral("Built with Qt ") + QString::fromLatin1(qVersion()) + QLatin1Char('.'),
-        QStringLiteral("Formats after their published descriptions: miniSEED (FDSN), SAC (IRIS), "
-                       "PSN ASCII event files, GSE2.0 with CM6, SESAME ASCII (SAF), SEG-2, "
-                       "Seismic Unix, Seisan."),
     };
+    if (const QString contact = QString::fromUtf8(SupportContact()); !contact.isEmpty()) {
+        lines << QStringLiteral("Support: ") + contact
+              << QStringLiteral("Please send us any recording that Vibrex cannot read.")
+              << QString();
+    }
+    lines << QStringLiteral("Built with Qt ") + QString::fromLatin1(qVersion()) + QLatin1Char('.')
+          << QStringLiteral("Formats after their published descriptions: miniSEED (FDSN), SAC "
+                            "(IRIS), PSN ASCII event files, GSE2.0 with CM6, SESAME ASCII (SAF), "
+                            "SEG-2, Seismic Unix, Seisan.");
     text->setPlainText(lines.join(QLatin1Char('\n')));
     text->setMinimumSize(380, 160);
 

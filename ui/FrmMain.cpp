@@ -60,10 +60,10 @@ template <typename Control> Control* Named(Control* control, const char* name) {
 
 } // namespace
 
-FrmMain::FrmMain(const std::filesystem::path& programFolder, std::filesystem::path settingsFile)
+FrmMain::FrmMain(const std::filesystem::path& workFolderParent, std::filesystem::path settingsFile)
     : QtHost(this), m_settingsFile(std::move(settingsFile)),
       m_settings(LoadSettings(m_settingsFile)), m_remembered(m_settings),
-      m_engine(this, programFolder) {
+      m_engine(this, workFolderParent) {
     setObjectName(QStringLiteral("FrmMain"));
     setWindowTitle(QString::fromLatin1(kApplicationTitle) + QLatin1Char(' ') +
                    QStringLiteral(VIBREX_VERSION));

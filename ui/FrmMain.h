@@ -32,10 +32,11 @@ class FrmMain final : public QWidget, public QtHost {
     Q_OBJECT
 
 public:
-    // The engine's work folder goes under `programFolder`; the settings are read from
+    // The engine's work folder goes under `workFolderParent`; the settings are read from
     // `settingsFile` now and written back when the window closes.
-    explicit FrmMain(const std::filesystem::path& programFolder = ProgramFolder(),
-                     std::filesystem::path settingsFile = SettingsFilePath());
+    explicit FrmMain(
+        const std::filesystem::path& workFolderParent = LocateProgramFolders().workFolderParent,
+        std::filesystem::path settingsFile = SettingsFilePath());
     ~FrmMain() override;
 
     ClsConverter& Converter() { return m_engine; }

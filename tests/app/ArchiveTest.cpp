@@ -184,7 +184,7 @@ TEST(Archive, EightProcessesAtOnceShareOneProgramFolderAndOneOutputFolder) {
 // The line docs/archives.md gives, over a tree of a few hundred recordings.
 TEST(Archive, GnuParallelConvertsEveryRecordingOfATree) {
     if (std::system("command -v parallel >/dev/null 2>&1") != 0) {
-        GTEST_SKIP() << "GNU parallel is not installed; scripts/setup.sh installs it";
+        GTEST_SKIP() << "GNU parallel is not installed; scripts/setup.sh --tests installs it";
     }
     TempFolder folder;
     const std::filesystem::path program = PrivateProgramCopy(folder);

@@ -88,11 +88,14 @@ TEST_F(BatchTest, ATerminalSeesALineForTheFileUpToItsEnd) {
     EXPECT_TRUE(std::filesystem::exists(folder / "copy.sac"));
 }
 
+// A refused file's line carries the loader's cause, as the window's text does.
 TEST_F(BatchTest, EveryExitCodeWithItsReason) {
     struct Case {
         std::string commandLine;
         int exitCode;
+        std::string says = {};
     };
+    WriteFile(folder / "none.psn", PsnText({"Number of Samples: 0"}, {}));
     const std::vector<Case> cases = {
         {"COPY,quake.psn,x.psn,PSNINT", 1},
         {"CONVERT,absent.psn,x.psn,PSNINT", 2},
@@ -101,6 +104,8 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
         {"CONVERT,junk.bin,x.psn,PSNINT", 4},
         {"CONVERT,empty.psn,x.psn,PSNINT", 4},
         {"CONVERT,one.psn,x.psn,PSNINT", 4},
+        {"CONVERT,none.psn,x.psn,PSNINT", 4, "none.psn: File corrupted: unreadable samples count."},
+        {"MERGE,b.psn,b.psn,all.seg2,SEG2", 4, "loaded: b.psn: File already loaded."},
         {"CONVERT,quake.psn,x.wav,WAV", 5},
         {"CONVERT,quake.psn,x.saf,SAF", 6},
         {"MERGE,quake.psn,b.psn,all.psn,PSNINT", 7},
@@ -110,15 +115,19 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
         {"MERGE,b.psn,quake.psn,quake.psn,SEG2", 3},
         {"CONVERT,quake.psn,x.psn", 8},
         {"MERGE,quake.psn,x.psn", 8},
+        {"--json CONVERT,quake.psn,x.psn,PSNINT", 8, "--json is for INFO only"},
         {"", 1},
     };
     const std::string input = ReadFile(folder / "quake.psn");
     for (const Case& c : cases) {
-        const ProcessResult run = Vibrex(folder, {c.commandLine});
+        const bool json = c.commandLine.starts_with("--json ");
+        const ProcessResult run = json ? Vibrex(folder, {"--json", c.commandLine.substr(7)})
+                                       : Vibrex(folder, {c.commandLine});
         EXPECT_EQ(run.exitCode, c.exitCode) << c.commandLine;
         EXPECT_TRUE(run.stderrText.starts_with("vibrex: ") && run.stderrText.ends_with("\n") &&
                     run.stderrText.find('\n') == run.stderrText.size() - 1)
             << c.commandLine << ": " << run.stderrText;
+        EXPECT_NE(run.stderrText.find(c.says), std::string::npos) << run.stderrText;
     }
     EXPECT_FALSE(std::filesystem::exists(folder / "all.psn"));
     EXPECT_FALSE(std::filesystem::exists(folder / "all.saf"));
@@ -157,18 +166,18 @@ TEST_F(BatchTest, InfoPrintsFormatChannelsAndEveryPropertyOnItsOwnLine) {
     EXPECT_EQ(lines[kLinesPerFile + 5], "  Number of Samples: 2");
 }
 
+// Counts and rates are numbers and empty properties null; other properties stay text.
 TEST_F(BatchTest, InfoAsJsonIsOneObjectPerFile) {
     const ProcessResult run = Vibrex(folder, {"--json", "INFO,quake.psn,b.psn"});
     EXPECT_EQ(run.exitCode, 0) << run.stderrText;
     const std::vector<std::string> lines = SplitLines(run.stdoutText);
     ASSERT_EQ(lines.size(), 2u) << run.stdoutText;
-    EXPECT_TRUE(
-        lines[0].starts_with("{\"file\":\"quake.psn\",\"format\":\"PSNINT\",\"channels\":1,"
-                             "\"headers\":[{\"Start Time\":\"\",\"Number of Samples\":\"4\","
-                             "\"SPS\":\"50\","))
+    EXPECT_TRUE(lines[0].starts_with("{\"file\":\"quake.psn\",\"format\":\"PSNINT\",\"channels\":1,"
+                                     "\"headers\":[{\"Start Time\":null,\"Number of Samples\":4,"
+                                     "\"SPS\":50,"))
         << lines[0];
     EXPECT_NE(lines[0].find(",\"Sensor Station Code\":\"VBRX\","), std::string::npos);
-    EXPECT_TRUE(lines[0].ends_with(",\"Offset\":\"\"}]}")) << lines[0];
+    EXPECT_TRUE(lines[0].ends_with(",\"Offset\":null}]}")) << lines[0];
     EXPECT_TRUE(lines[1].starts_with("{\"file\":\"b.psn\",")) << lines[1];
 }
 

@@ -1,9 +1,14 @@
 #include "app/Settings.h"
 
 #include "app/ModMain.h"
+#include "io/ProgramFolders.h"
 #include "support/TestSupport.h"
 
+#include <cstdlib>
 #include <gtest/gtest.h>
+#include <optional>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace vibrex {
 namespace {
@@ -28,14 +33,15 @@ TEST(Settings, SaveThenLoadReproducesEveryValue) {
                          .windowGeometry = "10,20,1100,700",
                          .splitterSizes = "150,290",
                          .columnWidths = "321,100,84,100,160,100"};
-    ASSERT_TRUE(SaveSettings(saved, folder / "Vibrex.ini"));
-    const std::string text = ReadFile(folder / "Vibrex.ini");
+    const std::filesystem::path file = folder / "config/Vibrex/Vibrex.ini"; // folders made too
+    ASSERT_TRUE(SaveSettings(saved, file));
+    const std::string text = ReadFile(file);
     EXPECT_TRUE(text.starts_with("Input path=/data/in\r\nInput format=7\r\n"
                                  "Output path=/data/out\r\nStartup logo=True\r\nMerge files=True"))
         << text;
     EXPECT_NE(text.find("\r\nWAV sample rate=8000\r\nWindow geometry=10,20,1100,700\r\n"),
               std::string::npos);
-    EXPECT_EQ(LoadSettings(folder / "Vibrex.ini"), saved);
+    EXPECT_EQ(LoadSettings(file), saved);
 }
 
 TEST(Settings, UnknownKeysAndOddLinesAreSkipped) {
@@ -58,6 +64,51 @@ TEST(Settings, MissingFileGivesDefaultsAndNumbersCountAsBooleans) {
     EXPECT_TRUE(LoadSettings(folder / "Vibrex.ini").startupLogo);
     WriteFile(folder / "Vibrex.ini", "Startup logo=0\n");
     EXPECT_FALSE(LoadSettings(folder / "Vibrex.ini").startupLogo);
+}
+
+// A copy in its build or unpacked folder keeps everything beside it; an installed one (in a
+// "bin" folder) keeps its settings in the configuration folder and its work folders in a
+// private folder under TMPDIR, never in the home folder that a cluster shares.
+TEST(ProgramFolders, BesideABuildCopyInTheUsersFoldersForAnInstalledOne) {
+    TempFolder folder;
+    const std::string user = "vibrex-" + std::to_string(geteuid());
+    const auto home = folder / "home";
+    const auto temporary = folder / "tmp";
+    struct Case {
+        std::string executable;
+        std::optional<std::string> configHome; // XDG_CONFIG_HOME
+        std::filesystem::path settingsFile;
+        std::filesystem::path workFolderParent;
+    };
+    const std::vector<Case> cases = {
+        {"build/vibrex", "/etc", folder / "build/Vibrex.ini", folder / "build"},
+        {"usr/bin/vibrex", std::nullopt, home / ".config/Vibrex/Vibrex.ini", temporary / user},
+        {"usr/bin/vibrex", (folder / "config").string(), folder / "config/Vibrex/Vibrex.ini",
+         temporary / user},
+        {"usr/bin/vibrex", "relative", home / ".config/Vibrex/Vibrex.ini", temporary / user},
+    };
+    std::filesystem::create_directories(folder / "build");
+    std::filesystem::create_directories(temporary);
+    setenv("HOME", home.c_str(), 1);
+    setenv("TMPDIR", temporary.c_str(), 1);
+    for (const Case& c : cases) {
+        c.configHome ? setenv("XDG_CONFIG_HOME", c.configHome->c_str(), 1)
+                     : unsetenv("XDG_CONFIG_HOME");
+        const ProgramFolders found = LocateProgramFolders(folder / c.executable);
+        EXPECT_EQ(found.settingsFile, c.settingsFile) << c.executable;
+        EXPECT_EQ(found.workFolderParent, c.workFolderParent) << c.executable;
+    }
+    struct stat status {};
+    ASSERT_EQ(stat((temporary / user).c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0700U);
+    // A folder of that name that others may enter is not used.
+    std::filesystem::remove(temporary / user);
+    std::filesystem::create_directory(temporary / user);
+    chmod((temporary / user).c_str(), 0755);
+    const auto fallback = LocateProgramFolders(folder / "usr/bin/vibrex").workFolderParent;
+    EXPECT_NE(fallback, temporary / user);
+    EXPECT_EQ(fallback.parent_path(), temporary);
+    unsetenv("XDG_CONFIG_HOME");
 }
 
 TEST(CommandLine, SplitsAtCommasTrimmedAndCapped) {

@@ -1,5 +1,6 @@
 #include "engine/ChannelFile.h"
 #include "engine/ClsConverter.h"
+#include "engine/ErrorText.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -149,12 +150,9 @@ TEST_F(RunTest, WriterFailureInAMergeFailsEveryFile) {
     ASSERT_EQ(host.messages.size(), 1u);
     const auto target = folder / "no-such-folder" / "all1.psn";
     EXPECT_EQ(host.messages[0],
-              "Error while converting intermediate files to output\r\n"
-              "\r\nAdditional info: Can't open an output file:" +
-                  target.string() +
-                  " (No such file or directory)"
-                  "\r\nPlease help us to improve the software sending the file to "
-                  "vibrex-support@example.org");
+              AppendSupportRequest("Error while converting intermediate files to output\r\n"
+                                   "\r\nAdditional info: Can't open an output file:" +
+                                   target.string() + " (No such file or directory)"));
     EXPECT_TRUE(WorkFolderIsEmpty());
 }
 

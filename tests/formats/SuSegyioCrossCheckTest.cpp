@@ -7,7 +7,7 @@
 #include <sstream>
 
 // segyio, an independent reader of Seismic Unix files (Debian's python3-segyio, installed by
-// scripts/setup.sh for the tests only), reads every SU file Vibrex writes with our samples,
+// scripts/setup.sh --tests), reads every SU file Vibrex writes with our samples,
 // counts and intervals.
 namespace vibrex::test {
 namespace {
@@ -54,7 +54,7 @@ class SuSegyioCrossCheck : public ConversionTest {};
 // into one file, and the longest trace SU takes.
 TEST_F(SuSegyioCrossCheck, SegyioReadsWhatWeWrite) {
     if (!SegyioIsThere()) {
-        GTEST_SKIP() << "python3-segyio is not installed (scripts/setup.sh installs it)";
+        GTEST_SKIP() << "python3-segyio is not installed (scripts/setup.sh --tests installs it)";
     }
     const auto script = Input("dump.py", kDumpScript);
     std::vector<std::string> whole;
