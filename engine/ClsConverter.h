@@ -94,6 +94,12 @@ public:
     std::int32_t MergeGoodChannelCount() const;
     std::int32_t GoodChannelCount(int index) const;
     std::int32_t GoodSamplesCount(int index) const;
+    // Why the file's output format cannot take it (its channel count, a channel's samples or
+    // sampling rate), in one sentence naming the limit; empty when it can. Known from the header
+    // alone, so a run never finds it after reading the whole input.
+    std::string FileLimitProblem(int index) const;
+    // The same for a merge of every file into the first file's output format.
+    std::string MergeLimitProblem() const;
 
     // Run settings and the run.
     std::string MergeFilePath() const;
@@ -119,8 +125,16 @@ private:
     };
     using ChannelHeader = std::array<HeaderCell, kHeaderPropertiesCount>;
 
+    // What the file was when its header was loaded: a run refuses a file that changed since.
+    struct FileStamp {
+        std::uintmax_t size = 0;
+        std::filesystem::file_time_type modified;
+        bool operator==(const FileStamp&) const = default;
+    };
+
     struct FileRecord {
         std::string path;
+        FileStamp stamp;
         vibrex::FileFormat format = vibrex::FileFormat::Unknown;
         std::vector<ChannelHeader> header;
         vibrex::FileFormat outputFormat = vibrex::FileFormat::Unknown;
@@ -137,10 +151,12 @@ private:
     };
 
     bool IsValidIndex(int index) const;
+    std::string LimitProblem(const std::vector<const FileRecord*>& files) const;
     const FileRecord* Record(int index) const;
     FileRecord* Record(int index);
     void Report(const std::string& text) const;
     bool LoadFileHeader(FileRecord& record);
+    static FileStamp StampOf(const std::string& path);
 
     // The run.
     void RunSeparate();
@@ -153,6 +169,7 @@ private:
     bool IsInput(const std::filesystem::path& path) const;
     std::filesystem::path IntermediatePath(int channelNumber) const;
     void StartFile(FileRecord& record);
+    bool FailIfChanged(FileRecord& record);
     static void MarkSucceeded(FileRecord& record);
     void SetAllStatuses(ConversionStatus status);
     bool ProgressStep(int index);
@@ -165,7 +182,7 @@ private:
     OwnedFolder m_workFolder;
     std::vector<FileRecord> m_files;
     std::string m_mergeFilePath;
-    std::vector<StagedOutput> m_createdOutputs; // by the writer now running
+    std::vector<StagedOutput> m_createdOutputs;         // by the writer now running
     std::vector<std::filesystem::path> m_placedOutputs; // by the last writer that completed
     bool m_dataInversion = false;
     bool m_showUI = false;
