@@ -71,7 +71,7 @@ std::string RateProblem(double rate) {
         return {};
     }
     return "WAV stores whole samples per second, not " + NumberToText(rate) +
-           "; choose a sampling rate in the WAV settings.";
+           " (a sampling rate chosen in the WAV settings relabels the samples).";
 }
 
 // A sampling rate chosen in the settings relabels the samples; otherwise the channel's own. The

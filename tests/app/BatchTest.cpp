@@ -63,8 +63,8 @@ protected:
         for (const char* name : {"c.psn", "d.psn"}) {
             WriteFile(folder / name, PsnText({"Number of Samples: 1"}, {"1"}));
         }
-        // Limits its header shows: more samples than SU and GSE count, rates SU and miniSEED
-        // cannot state.
+        // Limits its header shows: more samples than SU and GSE count, rates SU, miniSEED and
+        // WAV cannot state.
         for (const auto& [name, line] : {std::pair{"long.psn", "Number of Samples: 100000000"},
                                          {"slow.psn", "SPS: 1"},
                                          {"odd.psn", "SPS: 0.123456789"}}) {
@@ -119,6 +119,7 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
         {"CONVERT,long.psn,x.gse,GSEINT", 7},
         {"CONVERT,slow.psn,x.su,SU", 7},
         {"CONVERT,odd.psn,x.mseed,miniSeed", 7},
+        {"CONVERT,odd.psn,x.wav,WAV (Audio)", 7},
         {"CONVERT,c.psn,x.sac,SAC", 7},
         // Naming an input as the output must never destroy the input.
         {"CONVERT,quake.psn,./quake.psn,PSNINT", 3},
@@ -136,7 +137,7 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
             << c.commandLine << ": " << run.stderrText;
     }
     for (const char* output :
-         {"all.psn", "all.saf", "x.saf", "x.su", "x.gse", "x.mseed", "x.sac"}) {
+         {"all.psn", "all.saf", "x.saf", "x.su", "x.gse", "x.mseed", "x.wav", "x.sac"}) {
         EXPECT_FALSE(std::filesystem::exists(folder / output)) << output;
     }
     EXPECT_EQ(ReadFile(folder / "quake.psn"), input);
