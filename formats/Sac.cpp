@@ -253,7 +253,7 @@ SacHeader BuildHeader(const HeaderValues& values) {
     PutInt(header, field::kIftype, kTimeSeries);
     PutInt(header, field::kLeven, 1);
     PutStartTime(header, values[kStartTime]);
-    PutFloat(header, field::kDelta, static_cast<float>(1.0 / RequiredRate(values, "SAC")));
+    PutFloat(header, field::kDelta, 1.0f / static_cast<float>(RequiredRate(values, "SAC")));
     for (const PropertyField& entry : kFloatFields) {
         if (const auto value = HeaderFloat(values, entry.property)) {
             PutFloat(header, entry.offset, *value);
