@@ -87,6 +87,7 @@ TEST_F(Wav, SamplesScaledRoundedAndClipped) {
             {"32", 24, 1, {"1280"}, "050000"},  // 1280 / 256
             {"16", 24, 1, {"300"}, "2C0100"},   // not multiplied
             {"24", 32, 3, {"300"}, "84030000"}, // 900, not multiplied
+            {"", 8, 1, {"5"}, ""},              // no 8-bit layout: the header alone, data size 0
         };
     for (const auto& [converterBits, bitCount, factor, samples, expected] : cases) {
         const std::string file =
