@@ -95,9 +95,8 @@ BatchResult Convert(const std::vector<std::string>& args, ClsConverter& engine) 
         return Exit(kExitUnknownFormat, "Unrecognized format name: " + args[3]);
     }
     engine.SetFileOutputFormat(0, format);
-    if (const int limit = engine.GoodChannelCount(0); limit != 0) {
-        return Exit(kExitFormatCannotTakeInput, FileFormatToString(format) + " takes at most " +
-                                                    std::to_string(limit) + " channels.");
+    if (const std::string problem = engine.FileLimitProblem(0); !problem.empty()) {
+        return Exit(kExitFormatCannotTakeInput, problem);
     }
     engine.SetFileOutputPath(0, output);
     engine.SetShowUI(true);
@@ -140,10 +139,8 @@ BatchResult Merge(const std::vector<std::string>& args, ClsConverter& engine) {
     for (int index = 0; index < engine.FilesCount(); ++index) {
         engine.SetFileOutputFormat(index, format);
     }
-    if (const int limit = engine.MergeGoodChannelCount(); limit != 0) {
-        return Exit(kExitFormatCannotTakeInput, "Can't merge more than " + std::to_string(limit) +
-                                                    " channels into " + FileFormatToString(format) +
-                                                    ".");
+    if (const std::string problem = engine.MergeLimitProblem(); !problem.empty()) {
+        return Exit(kExitFormatCannotTakeInput, problem);
     }
     engine.SetMergeFilePath(output);
     engine.SetShowUI(true);

@@ -158,6 +158,7 @@ bool ClsConverter::AddFile(const std::string& path) {
         }
         FileRecord record;
         record.path = path;
+        record.stamp = StampOf(path);
         record.format = vibrex::GuessFileFormat(path);
         if (record.format == vibrex::FileFormat::Unknown) {
             Refuse("Unrecognized file format.\r\n" + path, kFileLoadingErrorTitle);
@@ -182,6 +183,11 @@ void ClsConverter::Refuse(const std::string& text, const char* title) {
     if (m_verbose) {
         m_host->ShowMessage(text, MessageIcon::Exclamation, title);
     }
+}
+
+ClsConverter::FileStamp ClsConverter::StampOf(const std::string& path) {
+    std::error_code error;
+    return {std::filesystem::file_size(path, error), std::filesystem::last_write_time(path, error)};
 }
 
 bool ClsConverter::LoadFileHeader(FileRecord& record) {
@@ -362,47 +368,112 @@ bool ClsConverter::HeaderPropertyFresh(int index, int channel, int property) con
 
 namespace {
 
-bool LimitsChannelsToThree(vibrex::FileFormat format) {
-    return format == vibrex::FileFormat::SAF || format == vibrex::FileFormat::Seisan;
+const FormatLimits& LimitsOf(vibrex::FileFormat format) {
+    static const FormatLimits kNone;
+    const FormatEntry* entry = FindFormat(format);
+    return entry != nullptr ? entry->codec.limits : kNone;
+}
+
+std::string Plural(std::size_t count, const char* noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
 } // namespace
 
 std::int32_t ClsConverter::MergeGoodChannelCount() const {
-    if (m_files.empty() || !LimitsChannelsToThree(m_files.front().outputFormat)) {
+    if (m_files.empty()) {
         return 0;
     }
+    const int most = LimitsOf(m_files.front().outputFormat).mostChannels;
     std::size_t channels = 0;
     for (const FileRecord& record : m_files) {
         channels += record.header.size();
-        if (channels > 3) {
-            return 3;
-        }
     }
-    return 0;
+    return most > 0 && channels > static_cast<std::size_t>(most) ? most : 0;
 }
 
 std::int32_t ClsConverter::GoodChannelCount(int index) const {
     const FileRecord* record = Record(index);
-    return record != nullptr && LimitsChannelsToThree(record->outputFormat) &&
-                   record->header.size() >= 4
-               ? 3
-               : 0;
+    if (record == nullptr) {
+        return 0;
+    }
+    const int most = LimitsOf(record->outputFormat).mostChannels;
+    return most > 0 && record->header.size() > static_cast<std::size_t>(most) ? most : 0;
 }
 
 std::int32_t ClsConverter::GoodSamplesCount(int index) const {
-    constexpr std::int32_t kSuMaxSamples = 32767; // what an SU trace header can hold
     const FileRecord* record = Record(index);
-    if (record == nullptr || record->outputFormat != vibrex::FileFormat::SU) {
+    if (record == nullptr) {
         return 0;
     }
+    const std::int64_t most = LimitsOf(record->outputFormat).mostSamples;
     for (const ChannelHeader& channel : record->header) {
         const auto samples = ParseNumber(channel[kNumberOfSamples].value);
-        if (samples && RoundHalfEven(*samples) > kSuMaxSamples) {
-            return kSuMaxSamples;
+        if (most > 0 && samples && RoundHalfEven(*samples) > static_cast<double>(most)) {
+            return static_cast<std::int32_t>(most);
         }
     }
     return 0;
+}
+
+std::string ClsConverter::FileLimitProblem(int index) const {
+    const FileRecord* record = Record(index);
+    return record != nullptr ? LimitProblem({record}) : std::string();
+}
+
+std::string ClsConverter::MergeLimitProblem() const {
+    std::vector<const FileRecord*> files;
+    for (const FileRecord& record : m_files) {
+        files.push_back(&record);
+    }
+    return files.empty() ? std::string() : LimitProblem(files);
+}
+
+// The files go to the first one's output format, with its WAV settings: a sampling rate chosen
+// there replaces the channels' own.
+std::string ClsConverter::LimitProblem(const std::vector<const FileRecord*>& files) const {
+    const vibrex::FileFormat format = files.front()->outputFormat;
+    const FormatLimits& limits = LimitsOf(format);
+    const std::string name = vibrex::FileFormatToString(format);
+    std::size_t channels = 0;
+    for (const FileRecord* record : files) {
+        channels += record->header.size();
+    }
+    const std::string input = files.size() == 1 ? files.front()->path : "the merged files";
+    const auto exact = static_cast<std::size_t>(limits.exactChannels);
+    const auto most = static_cast<std::size_t>(limits.mostChannels);
+    if ((exact > 0 && channels != exact) || (most > 0 && channels > most)) {
+        return name + " holds " + (exact > 0 ? "exactly " : "at most ") +
+               Plural(exact > 0 ? exact : most, "channel") + "; " + input + " " +
+               (files.size() == 1 ? "has " : "have ") + std::to_string(channels) + ".";
+    }
+    const bool ownRate = format != vibrex::FileFormat::WAV || files.front()->wav.samplingRate <= 0;
+    for (const FileRecord* record : files) {
+        for (std::size_t c = 0; c < record->header.size(); ++c) {
+            const ChannelHeader& channel = record->header[c];
+            const std::string where = "channel " + std::to_string(c + 1) + " of " + record->path;
+            const auto samples = ParseNumber(channel[kNumberOfSamples].value);
+            if (limits.mostSamples > 0 && samples &&
+                RoundHalfEven(*samples) > static_cast<double>(limits.mostSamples)) {
+                return name + " holds at most " + std::to_string(limits.mostSamples) +
+                       " samples a channel; " + where + " has " + channel[kNumberOfSamples].value +
+                       ".";
+            }
+            if (!ownRate || !limits.needsRate) {
+                continue;
+            }
+            const auto rate = ParseNumber(channel[kSps].value);
+            if (!rate || !(*rate > 0)) {
+                return name + " needs a sampling rate; " + where + " has none.";
+            }
+            if (limits.rateProblem != nullptr) {
+                if (const std::string problem = limits.rateProblem(*rate); !problem.empty()) {
+                    return "C" + where.substr(1) + ": " + problem;
+                }
+            }
+        }
+    }
+    return {};
 }
 
 std::string ClsConverter::MergeFilePath() const {

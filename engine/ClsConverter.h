@@ -95,6 +95,12 @@ public:
     std::int32_t MergeGoodChannelCount() const;
     std::int32_t GoodChannelCount(int index) const;
     std::int32_t GoodSamplesCount(int index) const;
+    // Why the file's output format cannot take it (its channel count, a channel's samples or
+    // sampling rate), in one sentence naming the limit; empty when it can. Known from the header
+    // alone, so a run never finds it after reading the whole input.
+    std::string FileLimitProblem(int index) const;
+    // The same for a merge of every file into the first file's output format.
+    std::string MergeLimitProblem() const;
 
     // Run settings and the run.
     std::string MergeFilePath() const;
@@ -120,8 +126,16 @@ private:
     };
     using ChannelHeader = std::array<HeaderCell, kHeaderPropertiesCount>;
 
+    // What the file was when its header was loaded: a run refuses a file that changed since.
+    struct FileStamp {
+        std::uintmax_t size = 0;
+        std::filesystem::file_time_type modified;
+        bool operator==(const FileStamp&) const = default;
+    };
+
     struct FileRecord {
         std::string path;
+        FileStamp stamp;
         vibrex::FileFormat format = vibrex::FileFormat::Unknown;
         std::vector<ChannelHeader> header;
         vibrex::FileFormat outputFormat = vibrex::FileFormat::Unknown;
@@ -138,12 +152,14 @@ private:
     };
 
     bool IsValidIndex(int index) const;
+    std::string LimitProblem(const std::vector<const FileRecord*>& files) const;
     const FileRecord* Record(int index) const;
     FileRecord* Record(int index);
     void Report(const std::string& text) const;
     // Keeps `text` as the refusal of the file being added, and shows it when Verbose is set.
     void Refuse(const std::string& text, const char* title);
     bool LoadFileHeader(FileRecord& record);
+    static FileStamp StampOf(const std::string& path);
 
     // The run.
     void RunSeparate();
@@ -156,6 +172,7 @@ private:
     bool IsInput(const std::filesystem::path& path) const;
     std::filesystem::path IntermediatePath(int channelNumber) const;
     void StartFile(FileRecord& record);
+    bool FailIfChanged(FileRecord& record);
     static void MarkSucceeded(FileRecord& record);
     void SetAllStatuses(ConversionStatus status);
     bool ProgressStep(int index);

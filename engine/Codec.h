@@ -145,12 +145,24 @@ using HeaderLoader = std::vector<HeaderValues> (*)(const std::filesystem::path& 
 using Reader = void (*)(ReaderContext& context);
 using Writer = void (*)(WriterContext& context);
 
+// What a format's writer can take, known from the headers before a run; zero or null where the
+// format sets no such limit.
+struct FormatLimits {
+    int exactChannels = 0;        // an output holds exactly this many channels
+    int mostChannels = 0;         // at most this many
+    std::int64_t mostSamples = 0; // a channel holds at most this many samples
+    bool needsRate = false;       // every channel must have a positive sampling rate
+    // Why the format cannot store `rate` exactly, or empty when it can.
+    std::string (*rateProblem)(double rate) = nullptr;
+};
+
 // A format's codec. Loader and reader come together; a format written only (WAV) leaves both
 // null. Every format writes.
 struct FormatCodec {
     HeaderLoader loadHeader;
     Reader read;
     Writer write;
+    FormatLimits limits = {};
 };
 
 // One per format, each defined in its own file under formats/.

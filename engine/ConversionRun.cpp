@@ -61,11 +61,31 @@ bool IsMissing(const std::string& path) {
 
 } // namespace
 
+// A file rewritten, cut or grown since its header was loaded would convert against a header
+// that no longer describes it: its run fails, saying so.
+bool ClsConverter::FailIfChanged(FileRecord& record) {
+    if (StampOf(record.path) == record.stamp) {
+        return false;
+    }
+    record.status = ConversionStatus::Failed;
+    record.errorText = StageErrorText(
+        kReaderStage, "The file changed since it was added (its size or modification time "
+                      "differs): " +
+                          record.path +
+                          ". Remove it and add it again to convert what it holds now.");
+    return true;
+}
+
 void ClsConverter::RunSeparate() {
     for (std::size_t i = 0; i < m_files.size(); ++i) {
         const int index = static_cast<int>(i);
         if (IsMissing(m_files[i].path)) {
             m_files[i].status = ConversionStatus::FileMissing;
+            RaiseFileStatusChange();
+            continue;
+        }
+        if (FailIfChanged(m_files[i])) {
+            Report(m_files[i].errorText);
             RaiseFileStatusChange();
             continue;
         }
@@ -135,6 +155,10 @@ void ClsConverter::RunMerge() {
         const int index = static_cast<int>(i);
         if (IsMissing(m_files[i].path)) {
             m_files[i].status = ConversionStatus::FileMissing;
+            failedIndex = index;
+            break;
+        }
+        if (FailIfChanged(m_files[i])) {
             failedIndex = index;
             break;
         }

@@ -58,6 +58,15 @@ std::optional<double> HeaderNumber(const HeaderValues& values, int property) {
     return ParsedHeaderValue<double, ParseNumber>(values, property);
 }
 
+double RequiredRate(const HeaderValues& values, std::string_view format) {
+    const auto rate = HeaderNumber(values, kSps);
+    if (!rate || !(*rate > 0)) {
+        throw std::runtime_error(std::string(format) + " needs a sampling rate; the channel has " +
+                                 (rate ? "\"" + values[kSps] + "\"." : std::string("none.")));
+    }
+    return *rate;
+}
+
 std::optional<float> HeaderFloat(const HeaderValues& values, int property) {
     return ParsedHeaderValue<float, ParseFloat>(values, property);
 }

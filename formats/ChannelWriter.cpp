@@ -1,5 +1,8 @@
 #include "formats/ChannelWriter.h"
 
+#include <stdexcept>
+#include <string>
+
 namespace vibrex {
 
 ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber) {
@@ -28,6 +31,12 @@ std::int64_t CountChannelSamples(const std::filesystem::path& intermediate) {
         ++count;
     }
     return count;
+}
+
+void FailCountBeyond(std::int64_t most, const HeaderValues& header, std::string_view format) {
+    throw std::runtime_error("The header announces " + header[kNumberOfSamples] +
+                             " samples but the channel holds more than " + std::to_string(most) +
+                             ", the most " + std::string(format) + " can count.");
 }
 
 } // namespace vibrex

@@ -6,10 +6,17 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <string_view>
 #include <vector>
 
 // What writers share: for single-channel formats one output file per intermediate channel file,
 // named by the engine; for multichannel formats one output fed by the channels in turn.
+//
+// A header never states another count than the samples written after it. The samples in the
+// intermediate channel file are the recording; its "Number of Samples" only announces them and
+// may differ (a damaged input, an edited header). A writer whose header comes before the samples
+// counts them first (CountChannelSamples) or puts the count in once they are written
+// (OutputFile::Overwrite); a count that its field cannot hold fails the file with both counts.
 namespace vibrex {
 
 struct ChannelFiles {
@@ -24,6 +31,11 @@ ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber);
 // The number of samples an intermediate channel file holds, counted, for formats that write the
 // count before the samples: the header's value may have been edited.
 std::int64_t CountChannelSamples(const std::filesystem::path& intermediate);
+
+// Fails a channel whose samples passed `most`, the count its format's header can state, with a
+// text naming the count announced and the limit.
+[[noreturn]] void FailCountBeyond(std::int64_t most, const HeaderValues& header,
+                                  std::string_view format);
 
 // Runs `writeChannel(files)` for channels 1..ChannelCount() and closes each output after it;
 // stops at once when `writeChannel` returns false because the user aborted.

@@ -416,6 +416,9 @@ std::string DateAndTimeText(const HeaderValues& values) {
     return line;
 }
 
+constexpr std::int64_t kMaxSamples = 99999999; // eight columns
+constexpr FormatLimits kGseLimits{0, 0, kMaxSamples, true};
+
 double RateOf(const HeaderValues& values) {
     const auto rate = HeaderNumber(values, kSps);
     if (!rate || !(*rate > 0.0) || !std::isfinite(*rate)) {
@@ -497,8 +500,11 @@ void WriteGse(WriterContext& context, SampleText text) {
     for (int channel = 1; channel <= context.ChannelCount(); ++channel) {
         context.BeginChannel(channel);
         const std::filesystem::path intermediate = context.IntermediatePath(channel);
-        const std::int64_t count = CountChannelSamples(intermediate);
         ChannelFileReader in(intermediate);
+        const std::int64_t count = CountChannelSamples(intermediate);
+        if (count > kMaxSamples) {
+            FailCountBeyond(kMaxSamples, in.Header(), "GSE2.0");
+        }
         out.Line(Wid2Line(in.Header(), text, count));
         if (const auto sta2Line = Sta2Line(in.Header())) {
             out.Line(*sta2Line);
@@ -521,7 +527,7 @@ void WriteGseInt(WriterContext& context) {
 
 } // namespace
 
-const FormatCodec kGseCm6Codec = {LoadHeaderGse, ReadGse, WriteGseCm6};
-const FormatCodec kGseIntCodec = {LoadHeaderGse, ReadGse, WriteGseInt};
+const FormatCodec kGseCm6Codec = {LoadHeaderGse, ReadGse, WriteGseCm6, kGseLimits};
+const FormatCodec kGseIntCodec = {LoadHeaderGse, ReadGse, WriteGseInt, kGseLimits};
 
 } // namespace vibrex

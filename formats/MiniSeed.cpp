@@ -13,8 +13,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -41,8 +43,8 @@ constexpr int kMinute = 25;         // u8
 constexpr int kSecond = 26;         // u8
 constexpr int kFraction = 28;       // u16, ten-thousandths of a second
 constexpr int kSampleCount = 30;    // i16, samples in this record
-constexpr int kRateFactor = 32;     // i16, samples per second
-constexpr int kRateMultiplier = 34; // i16, 1; 36-38 flags, not read
+constexpr int kRateFactor = 32;     // i16, see RateOfFields
+constexpr int kRateMultiplier = 34; // i16; 36-38 flags, not read
 constexpr int kBlocketteCount = 39; // u8, 1 or 2; 40-43 time correction, not read
 constexpr int kDataOffset = 44;     // u16, 64
 constexpr int kFirstBlockette = 46; // u16, 48
@@ -70,6 +72,55 @@ constexpr int kWordOrderBig = 1;
 constexpr int kTenThousandthsPerSecond = 10000;
 
 using RecordBytes = std::array<unsigned char, kRecordLength>;
+
+// ---- Sample rate -----------------------------------------------------------------------------
+
+// A rate as a record states it: a positive factor counts samples per second, a negative one
+// seconds per sample; a positive multiplier multiplies by itself, a negative one divides.
+struct RateFields {
+    int factor;
+    int multiplier;
+};
+
+// 0 when either field is 0.
+double RateOfFields(int factor, int multiplier) {
+    if (factor == 0 || multiplier == 0) {
+        return 0;
+    }
+    const double base = factor > 0 ? factor : -1.0 / factor;
+    return multiplier > 0 ? base * multiplier : base / -multiplier;
+}
+
+// The fields that state `rate` exactly: a whole rate as itself, a decimal one as a factor
+// divided by a power of ten (75.19 is 7519 and -100), a long period as a negative factor.
+std::optional<RateFields> FieldsOfRate(double rate) {
+    constexpr int kMostField = std::numeric_limits<std::int16_t>::max();
+    if (!(rate > 0) || !std::isfinite(rate)) {
+        return std::nullopt;
+    }
+    const auto exact = [rate](double stated) { return std::abs(stated - rate) <= 1e-9 * rate; };
+    for (const int multiplier : {1, -10, -100, -1000, -10000, 10, 100, 1000, 10000}) {
+        const double factor = std::round(rate / RateOfFields(1, multiplier));
+        if (factor >= 1 && factor <= kMostField &&
+            exact(RateOfFields(static_cast<int>(factor), multiplier))) {
+            return RateFields{static_cast<int>(factor), multiplier};
+        }
+    }
+    const double period = std::round(1 / rate);
+    if (period >= 1 && period <= kMostField && exact(RateOfFields(-static_cast<int>(period), 1))) {
+        return RateFields{-static_cast<int>(period), 1};
+    }
+    return std::nullopt;
+}
+
+std::string RateProblem(double rate) {
+    if (FieldsOfRate(rate)) {
+        return {};
+    }
+    return "miniSEED cannot state a rate of " + NumberToText(rate) +
+           " samples per second exactly: its factor and multiplier hold whole numbers up to "
+           "32767.";
+}
 
 // A file holds whole records; the count is rounded half to even, so a trailing partial record
 // counts from half a record on (and then fails the checks).
@@ -102,6 +153,7 @@ public:
     double SequenceNumber() const { return LeadingNumber(Text(kSequenceNumber, kSequenceDigits)); }
     int SampleCount() const { return Int16(kSampleCount); }
     int RateFactor() const { return Int16(kRateFactor); }
+    int RateMultiplier() const { return Int16(kRateMultiplier); }
     int Fraction() const { return UInt16(kFraction); }
 
     // The start the header states; fields beyond their range run over into the next unit.
@@ -121,7 +173,6 @@ public:
     bool HasFrameCount(int blockettes) const {
         return blockettes != 2 || Byte(kFrameCount) == kFramesPerRecord;
     }
-    bool HasUnitMultiplier() const { return Int16(kRateMultiplier) == 1; }
 
 private:
     const RecordBytes& m_record;
@@ -174,10 +225,12 @@ public:
         m_codes = header.Text(kStation, kCodesWidth);
         m_start = header.Start();
         m_total = header.SampleCount();
-        m_rate = header.RateFactor();
-        if (!header.HasUnitMultiplier()) {
+        m_factor = header.RateFactor();
+        m_multiplier = header.RateMultiplier();
+        if (m_multiplier == 0) {
             Refuse("Unrecognized SPS multiplier", 1);
         }
+        m_rate = RateOfFields(m_factor, m_multiplier);
         if (m_rate == 0) {
             Refuse("Unrecognized SPS", 1);
         }
@@ -213,10 +266,10 @@ public:
             Refuse("Time gap found", number);
         }
         m_total += header.SampleCount();
-        if (header.RateFactor() != m_rate) {
+        if (header.RateFactor() != m_factor) {
             Refuse("Incoherent SPS", number);
         }
-        if (!header.HasUnitMultiplier()) {
+        if (header.RateMultiplier() != m_multiplier) {
             Refuse("Unrecognized SPS multiplier", number);
         }
         Follow(start, header.SampleCount());
@@ -227,7 +280,7 @@ public:
         HeaderValues values;
         values[kStartTime] = FormatTimeText(m_start);
         values[kNumberOfSamples] = std::to_string(m_total);
-        values[kSps] = std::to_string(m_rate);
+        values[kSps] = NumberToText(m_rate);
         values[kStationCode] = m_codes.substr(0, kStationWidth);
         values[kSensorLocation] = m_codes.substr(kLocation - kStation, kLocationWidth);
         values[kComponentName] = m_codes.substr(kChannel - kStation, kChannelWidth);
@@ -283,7 +336,9 @@ private:
     PreciseTime m_start;
     PreciseTime m_expected;
     std::int64_t m_total = 0;
-    int m_rate = 0;
+    int m_factor = 0;
+    int m_multiplier = 0;
+    double m_rate = 0;
     int m_encoding = 0;
     double m_sequence = 0;
 };
@@ -373,22 +428,21 @@ PreciseTime StartOf(const HeaderValues& header) {
     return *start;
 }
 
-// The sample rate factor: the rate as a whole number of samples per second.
-int RateOf(const HeaderValues& header) {
-    const auto rate = HeaderWholeNumber(header, kSps);
-    if (!rate || *rate < 1 || *rate > std::numeric_limits<std::int16_t>::max()) {
-        throw std::runtime_error("The sampling rate \"" + header[kSps] +
-                                 "\" is not a whole number of samples per second that a "
-                                 "miniSEED record can hold.");
+// The rate's factor and multiplier; one the two fields cannot state exactly fails the file.
+RateFields FieldsOf(const HeaderValues& header) {
+    const auto fields = FieldsOfRate(RequiredRate(header, "miniSEED"));
+    if (!fields) {
+        throw std::runtime_error(RateProblem(*HeaderNumber(header, kSps)));
     }
-    return *rate;
+    return *fields;
 }
 
 // Packs one channel's samples into big-endian Steim-2 records of its output file as they arrive.
 class RecordWriter {
 public:
     RecordWriter(const HeaderValues& header, OutputFile& out)
-        : m_start(StartOf(header)), m_rate(RateOf(header)), m_out(out) {
+        : m_start(StartOf(header)), m_fields(FieldsOf(header)),
+          m_rate(RateOfFields(m_fields.factor, m_fields.multiplier)), m_out(out) {
         PrepareTemplate(header);
     }
 
@@ -422,8 +476,8 @@ private:
         PutText(m_record, kLocation, kLocationWidth, header[kSensorLocation]);
         PutText(m_record, kChannel, kChannelWidth, header[kComponentName]);
         PutText(m_record, kNetwork, kNetworkWidth, header[kNetworkAffiliation]);
-        PutUInt16(m_record, kRateFactor, m_rate);
-        PutUInt16(m_record, kRateMultiplier, 1);
+        PutUInt16(m_record, kRateFactor, m_fields.factor);
+        PutUInt16(m_record, kRateMultiplier, m_fields.multiplier);
         m_record[kBlocketteCount] = 2;
         PutUInt16(m_record, kDataOffset, kData);
         PutUInt16(m_record, kFirstBlockette, kBlockette1000);
@@ -472,7 +526,8 @@ private:
     }
 
     PreciseTime m_start;
-    int m_rate;
+    RateFields m_fields;
+    double m_rate;
     OutputFile& m_out;
     int m_sequence = 0;
     RecordBytes m_record;
@@ -500,6 +555,9 @@ void WriteMiniSeed(WriterContext& context) {
 
 } // namespace
 
-const FormatCodec kMiniSeedCodec = {LoadHeaderMiniSeed, ReadMiniSeed, WriteMiniSeed};
+const FormatCodec kMiniSeedCodec = {LoadHeaderMiniSeed,
+                                    ReadMiniSeed,
+                                    WriteMiniSeed,
+                                    {.needsRate = true, .rateProblem = RateProblem}};
 
 } // namespace vibrex

@@ -52,19 +52,53 @@ void ReadPsn(ReaderContext& context) {
     channel.Close();
 }
 
+// Where the header's sample count stands in the output, and as what text.
+struct CountField {
+    std::uint64_t offset = 0;
+    std::string announced;
+    bool found = false;
+};
+
+// Puts the counted samples in place of the announced count, padded with blanks to its width;
+// a count wider than that fails with both.
+void PutCount(OutputFile& output, const CountField& field, std::int64_t count) {
+    std::string text = std::to_string(count);
+    if (!field.found || text == field.announced) {
+        return;
+    }
+    if (text.size() > field.announced.size()) {
+        throw std::runtime_error("The header announces " + field.announced +
+                                 " samples but the channel holds " + text +
+                                 ", which the copied header has no room to state.");
+    }
+    text.resize(field.announced.size(), ' ');
+    output.Overwrite(field.offset, text.data(), text.size());
+}
+
 // Copies the lines of `input` to `output`, counting the samples as it goes; false when the user
 // aborted.
 bool CopyLines(WriterContext& context, LineReader& input, OutputFile& output) {
     std::string_view line;
     bool inData = false;
+    CountField countField;
+    std::int64_t count = 0;
     while (input.Next(line)) {
-        output.Line(line);
         if (!inData) {
+            const auto header = SplitHeaderLine(line);
+            if (header && HeaderPropertyForKey(header->key) == kNumberOfSamples) {
+                countField = {output.Position() + (header->value.data() - line.data()),
+                              std::string(header->value), true};
+            }
             inData = IsDataLine(line);
-        } else if (!TrimBlanks(line).empty() && !context.Tick()) {
-            return false;
+        } else if (!TrimBlanks(line).empty()) {
+            ++count;
+            if (!context.Tick()) {
+                return false;
+            }
         }
+        output.Line(line);
     }
+    PutCount(output, countField, count);
     output.Close();
     return true;
 }

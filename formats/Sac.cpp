@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <limits>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -68,6 +69,10 @@ constexpr std::array<PropertyField, 4> kTextFields{{
     {kNetworkAffiliation, field::kKnetwk},
     {kDatalogger, field::kKinst},
 }};
+
+// What SAC writers put in a field they leave unset; read as an absent property, never as a value.
+constexpr float kUndefinedFloat = -12345.0f;
+constexpr std::string_view kUndefinedText = "-12345";
 
 // The start time of a file without a reference time (NZYEAR 0 or less).
 constexpr std::string_view kNoReferenceTime = "01/01/1980 00:00:00.000";
@@ -149,12 +154,19 @@ std::vector<HeaderValues> LoadHeaderSac(const std::filesystem::path& path) {
     HeaderValues values;
     values[kStartTime] = StartTimeText(header);
     values[kNumberOfSamples] = std::to_string(header.Int(field::kNpts));
-    values[kSps] = NumberToText(1.0f / header.Float(field::kDelta));
+    if (const float delta = header.Float(field::kDelta); delta != kUndefinedFloat) {
+        values[kSps] = NumberToText(1.0f / delta);
+    }
     for (const PropertyField& entry : kFloatFields) {
-        values[entry.property] = NumberToText(header.Float(entry.offset));
+        if (const float value = header.Float(entry.offset); value != kUndefinedFloat) {
+            values[entry.property] = NumberToText(value);
+        }
     }
     for (const PropertyField& entry : kTextFields) {
-        values[entry.property] = TrimBlanks(header.Text(entry.offset));
+        if (const std::string_view text = TrimBlanks(header.Text(entry.offset));
+            text != kUndefinedText) {
+            values[entry.property] = text;
+        }
     }
     return {values};
 }
@@ -241,12 +253,7 @@ SacHeader BuildHeader(const HeaderValues& values) {
     PutInt(header, field::kIftype, kTimeSeries);
     PutInt(header, field::kLeven, 1);
     PutStartTime(header, values[kStartTime]);
-    if (const auto count = HeaderWholeNumber(values, kNumberOfSamples)) {
-        PutInt(header, field::kNpts, *count);
-    }
-    if (const auto rate = HeaderFloat(values, kSps)) {
-        PutFloat(header, field::kDelta, 1.0f / *rate);
-    }
+    PutFloat(header, field::kDelta, 1.0f / static_cast<float>(RequiredRate(values, "SAC")));
     for (const PropertyField& entry : kFloatFields) {
         if (const auto value = HeaderFloat(values, entry.property)) {
             PutFloat(header, entry.offset, *value);
@@ -258,19 +265,27 @@ SacHeader BuildHeader(const HeaderValues& values) {
     return header;
 }
 
-// Writes one channel's SAC file; false when the user aborted.
+// Writes one channel's SAC file, its NPTS set once the samples are counted; false when the user
+// aborted.
 bool WriteChannel(ChannelFiles& files, WriterContext& context) {
-    const SacHeader header = BuildHeader(files.in.Header());
+    SacHeader header = BuildHeader(files.in.Header());
     files.out.Write(header.data(), header.size());
+    std::int64_t count = 0;
     std::string_view text;
     unsigned char sample[kSampleSize];
     while (files.in.NextSample(text)) {
         StoreAs(sample, SampleFloat(text), ByteOrder::Little);
         files.out.Write(sample, kSampleSize);
+        ++count;
         if (!context.Tick()) {
             return false;
         }
     }
+    if (count > std::numeric_limits<std::int32_t>::max()) {
+        FailCountBeyond(std::numeric_limits<std::int32_t>::max(), files.in.Header(), "SAC");
+    }
+    PutInt(header, field::kNpts, static_cast<std::int32_t>(count));
+    files.out.Overwrite(field::kNpts, header.data() + field::kNpts, sizeof(std::int32_t));
     return true;
 }
 
@@ -280,6 +295,6 @@ void WriteSac(WriterContext& context) {
 
 } // namespace
 
-const FormatCodec kSacCodec{LoadHeaderSac, ReadSac, WriteSac};
+const FormatCodec kSacCodec{LoadHeaderSac, ReadSac, WriteSac, {.needsRate = true}};
 
 } // namespace vibrex

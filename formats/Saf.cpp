@@ -449,6 +449,6 @@ void WriteSaf(WriterContext& context) {
 
 } // namespace
 
-const FormatCodec kSafCodec{LoadHeaderSaf, ReadSaf, WriteSaf};
+const FormatCodec kSafCodec{LoadHeaderSaf, ReadSaf, WriteSaf, {kColumns, kColumns, 0, true}};
 
 } // namespace vibrex

@@ -457,7 +457,7 @@ struct ChannelPlan {
 ChannelPlan PlanOf(const HeaderValues& values) {
     ChannelPlan plan;
     plan.start = ParseTimeText(values[kStartTime]).value_or(PreciseTime{});
-    plan.rate = HeaderNumber(values, kSps).value_or(0);
+    plan.rate = RequiredRate(values, "Seisan");
     plan.count = std::clamp<std::int64_t>(HeaderWholeNumber(values, kNumberOfSamples).value_or(0),
                                           0, kMaxSamples);
     plan.station = values[kStationCode];
@@ -613,7 +613,7 @@ bool WriteChannel(ChannelFileReader& in, ChannelPlan& plan, OutputFile& out,
     unsigned char sample[4];
     while (in.NextSample(text)) {
         if (count == kMaxSamples) {
-            throw std::runtime_error("Seisan holds at most 9999999 samples a channel.");
+            FailCountBeyond(kMaxSamples, in.Header(), "a Seisan channel");
         }
         StoreAs(sample, SampleWholeNumber(text), kWrittenOrder);
         out.Write(sample, sizeof sample);
@@ -663,6 +663,9 @@ void WriteSeisan(WriterContext& context) {
 
 } // namespace
 
-const FormatCodec kSeisanCodec{LoadHeaderSeisan, ReadSeisan, WriteSeisan};
+// Three channels at most, as the window and the command line have always allowed, though the
+// file's index holds up to 999.
+const FormatCodec kSeisanCodec{
+    LoadHeaderSeisan, ReadSeisan, WriteSeisan, {0, 3, kMaxSamples, true}};
 
 } // namespace vibrex

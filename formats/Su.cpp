@@ -153,21 +153,31 @@ void ReadSu(ReaderContext& context) {
     }
 }
 
-// The interval in whole microseconds up to 65535; a rate that has none fails the file rather
-// than be written as another rate.
-std::uint16_t IntervalOf(const HeaderValues& values) {
-    const auto rate = HeaderNumber(values, kSps);
-    if (!rate) {
-        return 0;
-    }
-    const double microseconds = 1e6 / *rate;
+// The interval in whole microseconds up to 65535; 0 for a rate that has none.
+std::uint16_t IntervalOfRate(double rate) {
+    const double microseconds = 1e6 / rate;
     const double whole = std::round(microseconds);
-    if (!(whole >= 1 && whole <= kMaxInterval && std::abs(microseconds - whole) < 1e-3)) {
-        throw std::runtime_error("A rate of " + values[kSps] +
-                                 " samples per second cannot be written in SU, whose sampling "
-                                 "interval is a whole number of microseconds from 1 to 65535.");
+    return whole >= 1 && whole <= kMaxInterval && std::abs(microseconds - whole) < 1e-3
+               ? static_cast<std::uint16_t>(whole)
+               : 0;
+}
+
+std::string RateProblem(double rate) {
+    if (IntervalOfRate(rate) != 0) {
+        return {};
     }
-    return static_cast<std::uint16_t>(whole);
+    return "A rate of " + NumberToText(rate) +
+           " samples per second cannot be written in SU, whose sampling interval is a whole "
+           "number of microseconds from 1 to 65535.";
+}
+
+// A rate that has no interval fails the file rather than be written as another rate.
+std::uint16_t IntervalOf(const HeaderValues& values) {
+    const double rate = RequiredRate(values, "SU");
+    if (const std::string problem = RateProblem(rate); !problem.empty()) {
+        throw std::runtime_error(problem);
+    }
+    return IntervalOfRate(rate);
 }
 
 // Whole seconds: the fraction is dropped. A start that is not a time is written as the first
@@ -200,8 +210,8 @@ TraceHeader BuildHeader(int traceNumber, const HeaderValues& values) {
     return header;
 }
 
-// Writes one trace, cut at the most samples a trace takes; its count is set from the samples
-// written, whatever the channel's header announced. False when the user aborted.
+// Writes one trace; its count is set from the samples written, whatever the channel's header
+// announced. False when the user aborted.
 bool WriteTrace(int traceNumber, ChannelFileReader& in, OutputFile& out, WriterContext& context) {
     TraceHeader header = BuildHeader(traceNumber, in.Header());
     const std::uint64_t start = out.Position();
@@ -209,10 +219,12 @@ bool WriteTrace(int traceNumber, ChannelFileReader& in, OutputFile& out, WriterC
     std::int64_t count = 0;
     std::string_view text;
     unsigned char sample[kSampleSize];
-    while (count < kMaxSamples && in.NextSample(text)) {
+    while (in.NextSample(text)) {
         StoreAs(sample, SampleFloat(text), kOrder);
         out.Write(sample, kSampleSize);
-        ++count;
+        if (++count > kMaxSamples) {
+            FailCountBeyond(kMaxSamples, in.Header(), "an SU trace");
+        }
         if (!context.Tick()) {
             return false;
         }
@@ -236,6 +248,6 @@ void WriteSu(WriterContext& context) {
 
 } // namespace
 
-const FormatCodec kSuCodec{LoadHeaderSu, ReadSu, WriteSu};
+const FormatCodec kSuCodec{LoadHeaderSu, ReadSu, WriteSu, {0, 0, kMaxSamples, true, RateProblem}};
 
 } // namespace vibrex

@@ -64,18 +64,32 @@ struct Layout {
     double sampleRate;
 };
 
-// A sampling rate chosen in the settings relabels the samples; otherwise the channel's own.
+// A WAV header states whole samples per second: a channel's own rate must be one (a rate chosen
+// in the settings replaces it).
+std::string RateProblem(double rate) {
+    if (rate >= 1 && rate == std::floor(rate)) {
+        return {};
+    }
+    return "WAV stores whole samples per second, not " + NumberToText(rate) +
+           " (a sampling rate chosen in the WAV settings relabels the samples).";
+}
+
+// A sampling rate chosen in the settings relabels the samples; otherwise the channel's own. The
+// sample count is the one announced until the samples are written and counted.
 Layout ChannelLayout(const HeaderValues& values, const WavSettings& settings) {
     Layout layout{settings.bitCount,
                   static_cast<double>(HeaderWholeNumber(values, kNumberOfSamples).value_or(0)),
                   static_cast<double>(settings.samplingRate)};
     if (settings.samplingRate <= 0) {
-        layout.sampleRate = RoundHalfEven(HeaderNumber(values, kSps).value_or(0));
+        const double rate = RequiredRate(values, "WAV");
+        if (const std::string problem = RateProblem(rate); !problem.empty()) {
+            throw std::runtime_error(problem);
+        }
+        layout.sampleRate = rate;
     }
     return layout;
 }
 
-// The sizes come from the header's sample count, not from counting the data lines.
 WavHeader BuildHeader(const Layout& layout) {
     const double dataSize = RoundHalfEven(layout.bitCount * layout.sampleCount / 8);
     WavHeader header{};
@@ -121,14 +135,15 @@ unsigned char RoundedByte(double value) {
     return static_cast<unsigned char>(static_cast<std::int64_t>(RoundHalfEven(value)) & 255);
 }
 
-void PutSample(OutputFile& out, double value, std::int32_t bitCount) {
+// False, with nothing written, for a width without a sample layout.
+bool PutSample(OutputFile& out, double value, std::int32_t bitCount) {
     unsigned char bytes[4];
     switch (bitCount) {
     case 16:
         StoreAs(bytes, static_cast<std::int16_t>(RoundHalfEven(Clip(value, -32768, 32767))),
                 ByteOrder::Little);
         out.Write(bytes, 2);
-        break;
+        return true;
     case 24: {
         // Each byte is rounded on its own rather than shifted out of one integer, as 24-bit
         // files have always been written: a higher byte comes out one too high when the part
@@ -138,36 +153,39 @@ void PutSample(OutputFile& out, double value, std::int32_t bitCount) {
         bytes[1] = RoundedByte(clipped / 256);
         bytes[2] = RoundedByte(clipped / 65536);
         out.Write(bytes, 3);
-        break;
+        return true;
     }
     case 32:
         StoreAs(bytes,
                 static_cast<std::int32_t>(RoundHalfEven(Clip(value, -2147483648.0, 2147483647.0))),
                 ByteOrder::Little);
         out.Write(bytes, 4);
-        break;
+        return true;
     default:
-        break; // a width without a sample layout writes the header alone
+        return false; // a width without a sample layout writes the header alone
     }
 }
 
 // Writes one channel's WAV file; false when the user aborted.
 bool WriteChannel(ChannelFiles& files, WriterContext& context, const WavSettings& settings) {
     const HeaderValues& values = files.in.Header();
-    const WavHeader header = BuildHeader(ChannelLayout(values, settings));
-    files.out.Write(header.data(), header.size());
+    Layout layout = ChannelLayout(values, settings);
+    files.out.Write(BuildHeader(layout).data(), kHeaderSize);
 
     // Scaling by a power of two is exact, so one product equals multiplying then dividing.
     const double scale =
         settings.factor / ResolutionDivisor(HeaderWholeNumber(values, kAdConverterBits).value_or(0),
                                             settings.bitCount);
+    std::int64_t count = 0;
     std::string_view text;
     while (files.in.NextSample(text)) {
-        PutSample(files.out, SampleNumber(text) * scale, settings.bitCount);
+        count += PutSample(files.out, SampleNumber(text) * scale, settings.bitCount) ? 1 : 0;
         if (!context.Tick()) {
             return false;
         }
     }
+    layout.sampleCount = static_cast<double>(count);
+    files.out.Overwrite(0, BuildHeader(layout).data(), kHeaderSize);
     return true;
 }
 
@@ -179,6 +197,6 @@ void WriteWav(WriterContext& context) {
 
 } // namespace
 
-const FormatCodec kWavCodec{nullptr, nullptr, WriteWav};
+const FormatCodec kWavCodec{nullptr, nullptr, WriteWav, {0, 0, 0, true, RateProblem}};
 
 } // namespace vibrex

@@ -75,6 +75,26 @@ int CreationError(const fs::path& path) {
     return 0;
 }
 
+// Waits until the file's bytes are on the disk, so that a power cut after the rename cannot
+// leave an empty or short file under the final name. 0 or the cause; a file system that keeps
+// nothing to sync (EINVAL) has nothing to lose either.
+int SyncToDisk(const fs::path& path, int flags) {
+    const int descriptor = open(path.c_str(), flags | O_CLOEXEC);
+    if (descriptor < 0) {
+        return errno;
+    }
+    int error = fsync(descriptor) == 0 ? 0 : errno;
+    close(descriptor);
+    if (error == EINVAL || error == ENOTSUP) {
+        error = 0;
+    }
+    return error;
+}
+
+std::runtime_error CantWrite(const fs::path& path, int error) {
+    return std::runtime_error("Can't write the file: " + path.string() + " (" + Cause(error) + ")");
+}
+
 } // namespace
 
 fs::path ResolveLinks(const fs::path& path) {
@@ -149,13 +169,23 @@ OutputFile CreateStagedOutput(const fs::path& path, StagedOutput& staged) {
     return OutputFile(std::move(file), path);
 }
 
+// The data reach the disk before the name does, and the folder's new entry after it: whatever
+// stands under the final name after a crash is either the old file or the complete new one.
 void CommitStagedOutput(const StagedOutput& staged) {
-    if (!staged.temporary.empty() && rename(staged.temporary.c_str(), staged.final.c_str()) != 0) {
-        const int error = errno;
-        DiscardStagedOutput(staged);
-        throw std::runtime_error("Can't write the file: " + staged.final.string() + " (" +
-                                 Cause(error) + ")");
+    if (staged.temporary.empty()) {
+        return;
     }
+    int error = SyncToDisk(staged.temporary, O_RDONLY);
+    if (error == 0 && rename(staged.temporary.c_str(), staged.final.c_str()) != 0) {
+        error = errno;
+    }
+    if (error != 0) {
+        DiscardStagedOutput(staged);
+        throw CantWrite(staged.final, error);
+    }
+    // The file is complete under its name by now; a folder that cannot be synced leaves only
+    // the name's durability to the file system, which is no reason to call the output failed.
+    static_cast<void>(SyncToDisk(FolderOf(staged.final), O_RDONLY | O_DIRECTORY));
 }
 
 void DiscardStagedOutput(const StagedOutput& staged) {

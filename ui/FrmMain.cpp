@@ -8,6 +8,7 @@
 #include "ui/FrmHeader.h"
 #include "ui/FrmWave.h"
 #include "ui/ModDialogs.h"
+#include "ui/OutputLimits.h"
 #include "ui/PreviewPane.h"
 #include "ui/ProgressDelegate.h"
 #include "ui/Prompts.h"
@@ -724,6 +725,9 @@ bool FrmMain::CheckMerge() {
                           FormatName(format) + QStringLiteral(" file."),
                       0, FileTableModel::ColumnOutputFormat);
     }
+    if (const std::string problem = m_engine.MergeLimitProblem(); !problem.empty()) {
+        return Refuse(kMergeEnabled + ToQString(problem), 0, FileTableModel::ColumnOutputFormat);
+    }
     bool unusedAutoNaming = false;
     const QString answer = SaveFile(this, format, CommonOutputFolder(), {}, unusedAutoNaming);
     if (answer.isEmpty()) {
@@ -780,25 +784,8 @@ bool FrmMain::CheckSeparateOutputs() {
                           file, nameColumn);
         }
     }
-    for (int file = 0; file < files; ++file) {
-        const int limit = m_engine.GoodSamplesCount(file);
-        if (limit <= 0) {
-            continue;
-        }
-        m_grdFiles->setCurrentIndex(m_model->index(file, nameColumn));
-        const bool goOn = ShowMessageBox(
-            this,
-            QStringLiteral("Can't insert more than ") + QString::number(limit) +
-                QStringLiteral(" samples in a ") + FormatName(m_engine.FileOutputFormat(file)) +
-                QStringLiteral(" file.") + kCrLf +
-                QStringLiteral("One or more channel(s) of the input file are longer than that.") +
-                kCrLf + QStringLiteral("The resulting output file will be truncated.") + kCrLf +
-                QStringLiteral("Do you want to continue?"),
-            MessageIcon::Question);
-        if (!goOn) {
-            m_grdFiles->setFocus();
-            return false;
-        }
+    if (const LimitRefusal refusal = FirstLimitRefusal(m_engine); refusal.file >= 0) {
+        return Refuse(refusal.text, refusal.file, nameColumn);
     }
     m_engine.SetMergeFilePath({});
     return true;

@@ -63,6 +63,14 @@ protected:
         for (const char* name : {"c.psn", "d.psn"}) {
             WriteFile(folder / name, PsnText({"Number of Samples: 1"}, {"1"}));
         }
+        // Limits its header shows: more samples than SU and GSE count, rates SU, miniSEED and
+        // WAV cannot state.
+        for (const auto& [name, line] : {std::pair{"long.psn", "Number of Samples: 100000000"},
+                                         {"slow.psn", "SPS: 1"},
+                                         {"odd.psn", "SPS: 0.123456789"}}) {
+            WriteFile(folder / name,
+                      PsnText({"Number of Samples: 2", "SPS: 50", line}, {"1", "2"}));
+        }
     }
 
     TempFolder folder;
@@ -107,9 +115,17 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
         {"CONVERT,none.psn,x.psn,PSNINT", 4, "none.psn: File corrupted: unreadable samples count."},
         {"MERGE,b.psn,b.psn,all.seg2,SEG2", 4, "loaded: b.psn: File already loaded."},
         {"CONVERT,quake.psn,x.wav,WAV", 5},
-        {"CONVERT,quake.psn,x.saf,SAF", 6},
         {"MERGE,quake.psn,b.psn,all.psn,PSNINT", 7},
+        // Refused before reading: what the output format cannot take.
+        {"CONVERT,quake.psn,x.saf,SAF", 7},
+        {"MERGE,quake.psn,b.psn,all.saf,SAF", 7},
         {"MERGE,quake.psn,b.psn,c.psn,d.psn,all.saf,SAF", 7},
+        {"CONVERT,long.psn,x.su,SU", 7},
+        {"CONVERT,long.psn,x.gse,GSEINT", 7},
+        {"CONVERT,slow.psn,x.su,SU", 7},
+        {"CONVERT,odd.psn,x.mseed,miniSeed", 7},
+        {"CONVERT,odd.psn,x.wav,WAV (Audio)", 7},
+        {"CONVERT,c.psn,x.sac,SAC", 7},
         // Naming an input as the output must never destroy the input.
         {"CONVERT,quake.psn,./quake.psn,PSNINT", 3},
         {"MERGE,b.psn,quake.psn,quake.psn,SEG2", 3},
@@ -129,14 +145,15 @@ TEST_F(BatchTest, EveryExitCodeWithItsReason) {
             << c.commandLine << ": " << run.stderrText;
         EXPECT_NE(run.stderrText.find(c.says), std::string::npos) << run.stderrText;
     }
-    EXPECT_FALSE(std::filesystem::exists(folder / "all.psn"));
-    EXPECT_FALSE(std::filesystem::exists(folder / "all.saf"));
+    for (const char* output :
+         {"all.psn", "all.saf", "x.saf", "x.su", "x.gse", "x.mseed", "x.wav", "x.sac"}) {
+        EXPECT_FALSE(std::filesystem::exists(folder / output)) << output;
+    }
     EXPECT_EQ(ReadFile(folder / "quake.psn"), input);
-    const ProcessResult failed = Vibrex(folder, {"CONVERT,quake.psn,x.saf,SAF"});
-    EXPECT_NE(
-        failed.stderrText.find("Failed: SAF holds exactly three channels; this recording has 1."),
-        std::string::npos)
-        << failed.stderrText;
+    const ProcessResult refused = Vibrex(folder, {"CONVERT,slow.psn,x.su,SU"});
+    EXPECT_EQ(refused.stderrText, "vibrex: Channel 1 of slow.psn: A rate of 1 samples per second "
+                                  "cannot be written in SU, whose sampling interval is a whole "
+                                  "number of microseconds from 1 to 65535.\n");
 }
 
 TEST_F(BatchTest, HelpAndVersionGoToStdout) {

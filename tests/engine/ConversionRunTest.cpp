@@ -3,6 +3,8 @@
 #include "engine/ErrorText.h"
 #include "support/TestSupport.h"
 
+#include <chrono>
+#include <functional>
 #include <gtest/gtest.h>
 
 namespace vibrex {
@@ -137,6 +139,42 @@ TEST_F(RunTest, MergeStopsAtAMissingFileAndOthersReturnToIdle) {
     EXPECT_FALSE(std::filesystem::exists(folder / "all1.psn"));
     EXPECT_TRUE(WorkFolderIsEmpty());
     EXPECT_TRUE(host.messages.empty());
+}
+
+// A file grown, cut or rewritten in place since it was added would convert against a header
+// that no longer describes it: it fails saying so, alone in separate mode, the whole merge
+// otherwise, and leaves no output.
+TEST_F(RunTest, AFileChangedSinceItWasAddedFailsSayingSo) {
+    const std::function<void(const std::string&)> changes[] = {
+        [](const std::string& path) { WriteFile(path, ReadFile(path) + "7\r\n"); },
+        [](const std::string& path) { std::filesystem::resize_file(path, 100); },
+        [](const std::string& path) {
+            std::filesystem::last_write_time(path, std::filesystem::last_write_time(path) +
+                                                       std::chrono::seconds(1));
+        },
+    };
+    const std::string changed = "The file changed since it was added";
+    for (const auto& change : changes) {
+        while (engine.FilesCount() > 0) {
+            engine.RemoveFile(0);
+        }
+        const auto a = AddPsn("a.psn", 30);
+        AddPsn("b.psn", 30);
+        change(a);
+        engine.StartConversion();
+        EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Failed);
+        EXPECT_NE(engine.FileErrorText(0).find(changed), std::string::npos);
+        EXPECT_EQ(engine.FileStatus(1), ConversionStatus::Success);
+        EXPECT_FALSE(std::filesystem::exists(folder / "out-a.psn"));
+
+        engine.SetMergeFilePath((folder / "all.psn").string());
+        engine.StartConversion();
+        engine.SetMergeFilePath("");
+        EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Failed);
+        EXPECT_NE(engine.FileErrorText(0).find(changed), std::string::npos);
+        EXPECT_EQ(engine.FileStatus(1), ConversionStatus::Idle);
+        EXPECT_FALSE(std::filesystem::exists(folder / "all1.psn"));
+    }
 }
 
 TEST_F(RunTest, WriterFailureInAMergeFailsEveryFile) {

@@ -92,7 +92,7 @@ TEST_F(MiniSeed, LoaderChecksInOrder) {
         {[](auto& r) { r[0].blockettes = 0; }, "Wrong blockettes count (1)."},
         {[](auto& r) { r[0].blockettes = 3; }, "Wrong blockettes count (1)."},
         {[](auto& r) { r[0].wordOrderByte = 2; }, "Unrecognized endianess."},
-        {[](auto& r) { r[0].multiplier = 2; }, "Unrecognized SPS multiplier (1)."},
+        {[](auto& r) { r[0].multiplier = 0; }, "Unrecognized SPS multiplier (1)."},
         {[](auto& r) { r[0].dataOffset = 56; }, "Bad header length (1)."},
         {[](auto& r) { r[0].firstBlockette = 40; }, "Bad header length (1)."},
         {[](auto& r) { r[0].encoding = 4; }, "Unrecognized encoding (1)."},
@@ -126,6 +126,8 @@ TEST_F(MiniSeed, LoaderChecksInOrder) {
         {[](auto& r) { r[1].second = 2; }, ""},
         {[](auto& r) { r[1].second = 9, r[1].fraction = 8999; }, ""},
         {EveryRecord([](auto& f) { f.blockettes = 1, f.frames = 0; }), ""},
+        // 10 × 10 samples a second: 100 samples take one second, as at the rate 100 × 1.
+        {EveryRecord([](auto& f) { f.rate = 10, f.multiplier = 10; }), ""},
         {[](auto& r) { r[0].sequence = 999998, r[1].sequence = 999999, r[2].sequence = 0; }, ""},
     };
     for (const auto& [spoil, message] : cases) {
@@ -145,7 +147,7 @@ TEST_F(MiniSeed, LoaderChecksInOrder) {
 }
 
 // The records' 64 header bytes, written out by hand: sequence number, quality, the codes cut
-// or padded to their widths, start, sample count, rate 100 × 1, two blockettes, data at 64;
+// or padded to their widths, start, sample count, rate 1004 ÷ 10, two blockettes, data at 64;
 // blockette 1000 at 48 (Steim-2, big-endian, 2^9 bytes), then 1001 at 56 (timing quality 100,
 // 7 frames).
 TEST_F(MiniSeed, WrittenRecordsByteForByte) {
@@ -156,26 +158,48 @@ TEST_F(MiniSeed, WrittenRecordsByteForByte) {
     ASSERT_EQ(bytes.size(), 3 * 512u);
     const auto header = [](const char* sequence, const char* startAndCount) {
         return sequence + std::string("D ABCDE1 HHZXX") + Hex(startAndCount) +
-               Hex("0064 0001 000000 02 00000000 0040 0030"
+               Hex("03EC FFF6 000000 02 00000000 0040 0030"
                    "03E8 0038 0B 01 09 00 03E9 0000 64 00 00 07");
     };
-    // 2016 day 366 23:59:59.9990, then 7.21 s and 14.42 s later.
+    // 2016 day 366 23:59:59.9990, then 721 ÷ 100.4 = 7.1813 s later, twice.
     EXPECT_EQ(bytes.substr(0, 64), header("000000", "07E0 016E 17 3B 3B 00 2706 02D1"));
-    EXPECT_EQ(bytes.substr(512, 64), header("000001", "07E1 0001 00 00 07 00 082A 02D1"));
-    EXPECT_EQ(bytes.substr(1024, 64), header("000002", "07E1 0001 00 00 0E 00 105E 003A"));
+    EXPECT_EQ(bytes.substr(512, 64), header("000001", "07E1 0001 00 00 07 00 070B 02D1"));
+    EXPECT_EQ(bytes.substr(1024, 64), header("000002", "07E1 0001 00 00 0E 00 0E20 003A"));
 }
 
-TEST_F(MiniSeed, WriterRefusesWhatItCannotStore) {
-    const std::pair<std::vector<std::string>, std::string> headers[] = {
-        {{"Start Time: 2016/01/01 00:00:00", "SPS: 0.2"}, "The sampling rate \"0.2\""},
-        {{"Start Time: 2016/01/01 00:00:00", "SPS: 40000"}, "The sampling rate \"40000\""},
-        {{"Start Time: yesterday", "SPS: 100"}, "The start time \"yesterday\""},
+// A rate is stored exactly, by factor and multiplier, and reads back as itself with records
+// that follow each other at it; one the two fields cannot state is refused before the run.
+TEST_F(MiniSeed, RatesStoredExactlyOrRefused) {
+    const std::tuple<std::string, std::string, std::string> rates[] = {
+        {"100", "0064 0001", "100"},
+        {"75.19", "1D5F FF9C", "75.19"}, // 10 minutes end where they should, not 1.5 s late
+        {"0.2", "0002 FFF6", "0.2"},
+        {"40000", "0FA0 000A", "40000"},
+        {"0.0125", "007D D8F0", "0.0125"},
+        {"0.003125", "FEC0 0001", "0.003125"}, // 320 s a sample
+        {"0.123456789", "", "miniSEED cannot state a rate of 0.123456789 samples per second"},
+        {"", "", "needs a sampling rate"},
     };
-    for (const auto& [lines, detail] : headers) {
-        ASSERT_TRUE(Add(PsnInput("in.psn", {1, 2, 3}, lines), FileFormat::miniSeed,
-                        m_folder / "refused.mseed"));
-        ExpectFailure(detail);
+    for (const auto& [rate, fields, back] : rates) {
+        SCOPED_TRACE(rate);
+        std::filesystem::remove(m_folder / "rate.mseed");
+        const auto input = PsnInput("in.psn", RandomWalk(1500, 8, 5),
+                                    {"Start Time: 2016/01/01 00:00:00", "SPS: " + rate});
+        ASSERT_TRUE(Add(input, FileFormat::miniSeed, m_folder / "rate.mseed"));
+        if (fields.empty()) {
+            EXPECT_NE(m_engine.FileLimitProblem(0).find(back), std::string::npos)
+                << m_engine.FileLimitProblem(0);
+            ExpectFailure(back.substr(0, 40));
+            continue;
+        }
+        EXPECT_EQ(m_engine.FileLimitProblem(0), "");
+        ASSERT_EQ(Convert(), ConversionStatus::Success) << LastMessage();
+        EXPECT_EQ(ReadFile(m_folder / "rate.mseed").substr(32, 4), Hex(fields));
+        EXPECT_EQ(kMiniSeedCodec.loadHeader(m_folder / "rate.mseed").at(0)[kSps], back);
     }
+    ASSERT_TRUE(Add(PsnInput("in.psn", {1, 2, 3}, {"Start Time: yesterday", "SPS: 100"}),
+                    FileFormat::miniSeed, m_folder / "refused.mseed"));
+    ExpectFailure("The start time \"yesterday\"");
 }
 
 TEST_F(MiniSeed, RoundTripsThroughTheEngine) {

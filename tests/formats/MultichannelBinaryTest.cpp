@@ -463,25 +463,27 @@ TEST_F(MultichannelBinary, Seg2VariantsReadAlike) {
     }
 }
 
-// What a format cannot hold is refused with the reason, or cut as the user was warned: SU has
-// no interval for 10 or 300 samples per second and takes 32767 samples a trace.
-TEST_F(MultichannelBinary, LimitsAreRefusedOrCutAsStated) {
+// What SU cannot hold is refused before the run, and fails a run started anyway rather than be
+// cut: it has no interval for 10 or 300 samples per second and takes 32767 samples a trace.
+TEST_F(MultichannelBinary, SuLimitsAreRefusedNotCut) {
     const std::vector<std::string> few = {"1", "2", "3"};
     for (const char* rate : {"10", "300"}) {
         ASSERT_TRUE(Add(Channel("RATZ.psn", few, "2020/01/01 00:00:00", rate), FileFormat::SU,
                         m_folder / "rate.su"));
-        ExpectFailure("A rate of " + std::string(rate) +
-                      " samples per second cannot be written in SU, whose sampling interval is a "
-                      "whole number of microseconds from 1 to 65535.");
+        const std::string problem = "A rate of " + std::string(rate) +
+                                    " samples per second cannot be written in SU, whose sampling "
+                                    "interval is a whole number of microseconds from 1 to 65535.";
+        EXPECT_TRUE(m_engine.FileLimitProblem(0).ends_with(problem));
+        ExpectFailure(problem);
     }
-    const std::vector<std::string> longer = Texts(RandomWalk(40000, 16, 10));
-    ASSERT_EQ(ConvertOne(Channel("LONZ.psn", longer, "2020/01/01 00:00:00", "1000"), FileFormat::SU,
-                         m_folder / "long.su"),
-              ConversionStatus::Success);
+    ASSERT_TRUE(
+        Add(Channel("LONZ.psn", Texts(RandomWalk(40000, 16, 10)), "2020/01/01 00:00:00", "1000"),
+            FileFormat::SU, m_folder / "long.su"));
     EXPECT_EQ(m_engine.GoodSamplesCount(0), 32767);
-    EXPECT_EQ(ChannelSamples(m_folder / "long.su").at(0),
-              std::vector(longer.begin(), longer.begin() + 32767));
-    EXPECT_EQ(kSuCodec.loadHeader(m_folder / "long.su").at(0)[kNumberOfSamples], "32767");
+    EXPECT_NE(m_engine.FileLimitProblem(0).find("SU holds at most 32767 samples a channel"),
+              std::string::npos);
+    ExpectFailure("The header announces 40000 samples but the channel holds more than 32767, the "
+                  "most an SU trace can count.");
 }
 
 } // namespace

@@ -84,9 +84,10 @@ TEST_F(Sac, RealFilesBehaveAsTheManifestSays) {
         SCOPED_TRACE(row[0]);
         const auto input = testData / row[0];
         const HeaderValues values = LoadSac(input);
+        const auto set = [](const std::string& text) { return text == "-12345" ? "" : text; };
         EXPECT_EQ(values[kStationCode] + "|" + values[kNetworkAffiliation] + "|" +
                       values[kComponentName] + "|" + values[kNumberOfSamples],
-                  row[5] + "|" + row[6] + "|" + row[8] + "|" + row[9]);
+                  set(row[5]) + "|" + set(row[6]) + "|" + set(row[8]) + "|" + row[9]);
         EXPECT_EQ(ParseNumber(values[kSps]), ParseNumber(row[10]));
         std::smatch reference;
         ASSERT_TRUE(std::regex_search(row[22], reference,
@@ -141,7 +142,7 @@ TEST_F(Sac, ReferenceTimeReadAndWritten) {
         return SacFile({1}, ByteOrder::Little, time);
     };
     const auto psn = [](const std::string& start) {
-        return PsnText({"Start Time: " + start, "Number of Samples: 1"}, {"1"});
+        return PsnText({"Start Time: " + start, "Number of Samples: 1", "SPS: 1"}, {"1"});
     };
     const std::tuple<std::string, std::string, std::vector<std::uint32_t>> cases[] = {
         {sac({2016, 60, 0, 0, 0, 0}), "2016/02/29 00:00:00.000", {2016, 60, 0, 0, 0, 0}},
@@ -191,30 +192,59 @@ TEST_F(Sac, RoundTripsKeepEveryBit) {
     EXPECT_TRUE(WorkFolderIsEmpty());
 }
 
-// A file that changed after it was added fails the reader; a header value or a sample that is
-// not a number fails the writer.
-TEST_F(Sac, FailuresNameTheirCause) {
-    const std::string sac = SacFile({1, 2, 3});
-    const auto changed = [&](std::size_t offset, std::int32_t value) {
-        std::string bytes = sac;
-        StoreAs(reinterpret_cast<unsigned char*>(&bytes[offset]), value, ByteOrder::Little);
-        return bytes;
+// SAC's "undefined" marker, -12345 in a float field or as the text of a text field, is a
+// property that is not set, never a value; a file without DELTA has no rate to convert with.
+TEST_F(Sac, UndefinedMarkerIsNotSet) {
+    const std::tuple<std::size_t, int, bool> fields[] = {
+        {0, kSps, false},
+        {124, kSensorLatitude, false},
+        {128, kSensorLongitude, false},
+        {132, kSensorElevation, false},
+        {440, kStationCode, true},
+        {600, kComponentName, true},
+        {624, kDatalogger, true},
+        {608, kNetworkAffiliation, true}, // last: the file converted below
     };
-    const std::tuple<std::string, std::string, std::string> cases[] = {
-        {sac, changed(316, 1000000000),
-         "The header announces 1000000000 samples but the file holds only 3."},
-        {sac, changed(340, 0), "Can't open an intermediate file:"}, // no longer SAC in either order
-        {PsnText({"SPS: fast", "Number of Samples: 1"}, {"1"}), "",
-         "The header value \"SPS: fast\" is not a number."},
-        {PsnText({"Number of Samples: 1e12"}, {"1"}), "",
-         "The header value \"Number of Samples: 1e12\" is not a 32-bit whole number."},
-        {PsnText({"Number of Samples: 1"}, {"one"}), "", "The sample \"one\" is not a number."},
-    };
-    for (const auto& [added, converted, detail] : cases) {
-        ASSERT_TRUE(Add(Input("in", added), FileFormat::SAC, m_folder / "out.sac"));
-        if (!converted.empty()) {
-            Input("in", converted);
+    const HeaderValues whole = LoadSac(Input("whole.sac", SacFile({1, 2})));
+    for (const auto& [offset, property, text] : fields) {
+        SCOPED_TRACE(HeaderPropertyDisplayName(property));
+        std::string bytes = SacFile({1, 2});
+        if (text) {
+            bytes.replace(offset, 8, "-12345  ");
+        } else {
+            StoreAs(reinterpret_cast<unsigned char*>(&bytes[offset]), -12345.0f, ByteOrder::Little);
         }
+        HeaderValues expected = whole;
+        expected[static_cast<std::size_t>(property)] = "";
+        EXPECT_EQ(LoadSac(Input("marked.sac", bytes)), expected);
+    }
+    ASSERT_TRUE(Add(m_folder / "marked.sac", FileFormat::miniSeed, m_folder / "out.mseed"));
+    ASSERT_EQ(Convert(), ConversionStatus::Success);
+    EXPECT_EQ(ReadFile(m_folder / "out.mseed").substr(18, 2), "  "); // no network "-1"
+    ASSERT_TRUE(Add(Input("norate.sac",
+                          [&] {
+                              std::string bytes = SacFile({1, 2});
+                              StoreAs(reinterpret_cast<unsigned char*>(bytes.data()), -12345.0f,
+                                      ByteOrder::Little);
+                              return bytes;
+                          }()),
+                    FileFormat::SAC, m_folder / "out.sac"));
+    EXPECT_NE(m_engine.FileLimitProblem(0).find("needs a sampling rate"), std::string::npos);
+}
+
+// A header value or a sample that is not a number fails the writer, and so does a channel
+// without a rate. (A file changed after it was added fails before its reader starts.)
+TEST_F(Sac, FailuresNameTheirCause) {
+    const std::pair<std::string, std::string> cases[] = {
+        {PsnText({"SPS: fast", "Number of Samples: 1"}, {"1"}),
+         "The header value \"SPS: fast\" is not a number."},
+        {PsnText({"Number of Samples: 1", "SPS: 1"}, {"one"}),
+         "The sample \"one\" is not a number."},
+        {PsnText({"Number of Samples: 1"}, {"1"}),
+         "SAC needs a sampling rate; the channel has none."},
+    };
+    for (const auto& [bytes, detail] : cases) {
+        ASSERT_TRUE(Add(Input("in", bytes), FileFormat::SAC, m_folder / "out.sac"));
         ExpectFailure(detail);
     }
 }

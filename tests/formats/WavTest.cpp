@@ -46,10 +46,10 @@ protected:
 };
 
 // The header worked out by hand: RIFF size 36 + 9, format size 16, PCM, mono, 100 samples per
-// second (100.5 rounded half to even), 300 bytes per second, 3 bytes a sample, 24 bits, 9 bytes.
+// second, 300 bytes per second, 3 bytes a sample, 24 bits, 9 bytes.
 TEST_F(Wav, HeaderByteForByteAndAsAnIndependentReaderSeesIt) {
     const std::string file = ConvertToWav(
-        {"Number of Samples: 3", "SPS: 100.5", "A/D Converter Bits: 24"}, {"1", "2", "3"}, 24);
+        {"Number of Samples: 3", "SPS: 100", "A/D Converter Bits: 24"}, {"1", "2", "3"}, 24);
     EXPECT_EQ(file, "RIFF" + Hex("2D000000") + "WAVEfmt " +
                         Hex("10000000 0100 0100 64000000 2C010000 0300 1800") + "data" +
                         Hex("09000000 010000 020000 030000"));
@@ -60,14 +60,13 @@ TEST_F(Wav, HeaderByteForByteAndAsAnIndependentReaderSeesIt) {
     EXPECT_EQ(independent, "100\n1\n24\n3\n");
 }
 
-// The sizes come from the header's count, not from the lines; a sampling rate chosen in the
-// settings relabels the samples without resampling.
-TEST_F(Wav, SizesFromTheHeaderCountRateFromTheSettings) {
+// A sampling rate chosen in the settings relabels the samples without resampling, and replaces
+// a channel's own rate that a WAV header cannot hold.
+TEST_F(Wav, RateFromTheSettings) {
     const std::string file =
-        ConvertToWav({"Number of Samples: 10", "SPS: 100"}, {"1", "2", "3"}, 16, 1, 44100);
-    EXPECT_EQ(file.substr(4, 4), Hex("38000000")); // 20 + 36
+        ConvertToWav({"Number of Samples: 3", "SPS: 75.19"}, {"1", "2", "3"}, 16, 1, 44100);
     EXPECT_EQ(file.substr(24, 8), Hex("44AC0000 88580100"));
-    EXPECT_EQ(file.substr(40), Hex("14000000 0100 0200 0300"));
+    EXPECT_EQ(file.substr(40), Hex("06000000 0100 0200 0300"));
 }
 
 // Samples round half to even and clip to the width. Finer converters are scaled down to the
@@ -88,10 +87,11 @@ TEST_F(Wav, SamplesScaledRoundedAndClipped) {
             {"32", 24, 1, {"1280"}, "050000"},  // 1280 / 256
             {"16", 24, 1, {"300"}, "2C0100"},   // not multiplied
             {"24", 32, 3, {"300"}, "84030000"}, // 900, not multiplied
+            {"", 8, 1, {"5"}, ""},              // no 8-bit layout: the header alone, data size 0
         };
     for (const auto& [converterBits, bitCount, factor, samples, expected] : cases) {
         const std::string file =
-            ConvertToWav({"Number of Samples: " + std::to_string(samples.size()),
+            ConvertToWav({"Number of Samples: " + std::to_string(samples.size()), "SPS: 1",
                           std::string("A/D Converter Bits: ") + converterBits},
                          samples, bitCount, factor);
         EXPECT_EQ(file.substr(44), Hex(expected)) << converterBits << " to " << bitCount;

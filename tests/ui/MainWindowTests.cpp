@@ -149,21 +149,23 @@ TEST_F(MainWindow, StartRefusesEachProblemOnItsCell) {
                   Model::ColumnOutputFileName);
 }
 
-TEST_F(MainWindow, TooManySamplesForTheFormatAsksFirst) {
-    Drop({WritePsn("long.psn", 32768)});
+// What an output format cannot take is refused at START, before anything is read: SU's
+// samples a trace, SAF's three channels.
+TEST_F(MainWindow, WhatTheFormatCannotTakeIsRefusedAtStart) {
+    const auto path = WritePsn("long.psn", 32768);
+    Drop({path});
     ChooseFormat(0, FileFormat::SU);
     NameOutputs("_su");
-
-    prompter.answer = false;
     Click("CmdConvert");
-    EXPECT_EQ(prompter.messages.back().icon, MessageIcon::Question);
-    EXPECT_TRUE(prompter.LastText().startsWith(
-        "Can't insert more than 32767 samples in a SU file.\r\nOne or more channel(s)"));
-    EXPECT_EQ(engine->FileStatus(0), ConversionStatus::Idle);
+    ExpectRefusal(QString::fromStdString("SU holds at most 32767 samples a channel; channel 1 of " +
+                                         path + " has 32768."),
+                  0, Model::ColumnOutputFileName);
 
-    prompter.answer = true;
+    ChooseFormat(0, FileFormat::SAF);
+    NameOutputs("_saf");
     Click("CmdConvert");
-    EXPECT_NE(engine->FileStatus(0), ConversionStatus::Idle);
+    ExpectRefusal(QString::fromStdString("SAF holds exactly 3 channels; " + path + " has 1."), 0,
+                  Model::ColumnOutputFileName);
 }
 
 TEST_F(MainWindow, MergeChecksThenAsksForTheMergedName) {
