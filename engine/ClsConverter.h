@@ -75,6 +75,9 @@ public:
     std::string FileErrorText(int index) const;
     // The files the file's last conversion wrote, when it succeeded; empty otherwise.
     std::vector<std::string> FileOutputFiles(int index) const;
+    // Why the file on disk no longer matches the header loaded when it was added (its size or
+    // modification time changed); empty while it matches.
+    std::string FileChangeText(int index) const;
 
     // WAV settings, kept only while the file's output format is WAV.
     bool WAVAvailable(int index) const;
@@ -172,7 +175,7 @@ private:
     bool IsInput(const std::filesystem::path& path) const;
     std::filesystem::path IntermediatePath(int channelNumber) const;
     void StartFile(FileRecord& record);
-    bool FailIfChanged(FileRecord& record);
+    bool FailIfChanged(int index);
     static void MarkSucceeded(FileRecord& record);
     void SetAllStatuses(ConversionStatus status);
     bool ProgressStep(int index);

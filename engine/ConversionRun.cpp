@@ -63,16 +63,26 @@ bool IsMissing(const std::string& path) {
 
 // A file rewritten, cut or grown since its header was loaded would convert against a header
 // that no longer describes it: its run fails, saying so.
-bool ClsConverter::FailIfChanged(FileRecord& record) {
-    if (StampOf(record.path) == record.stamp) {
+std::string ClsConverter::FileChangeText(int index) const {
+    const FileRecord* record = Record(index);
+    if (record == nullptr || StampOf(record->path) == record->stamp) {
+        return {};
+    }
+    return StageErrorText(kReaderStage, "The file changed since it was added (its size or "
+                                        "modification time differs): " +
+                                            record->path +
+                                            ". Remove it and add it again to convert what it "
+                                            "holds now.");
+}
+
+bool ClsConverter::FailIfChanged(int index) {
+    std::string changed = FileChangeText(index);
+    if (changed.empty()) {
         return false;
     }
+    FileRecord& record = m_files[static_cast<std::size_t>(index)];
     record.status = ConversionStatus::Failed;
-    record.errorText = StageErrorText(
-        kReaderStage, "The file changed since it was added (its size or modification time "
-                      "differs): " +
-                          record.path +
-                          ". Remove it and add it again to convert what it holds now.");
+    record.errorText = std::move(changed);
     return true;
 }
 
@@ -84,7 +94,7 @@ void ClsConverter::RunSeparate() {
             RaiseFileStatusChange();
             continue;
         }
-        if (FailIfChanged(m_files[i])) {
+        if (FailIfChanged(index)) {
             Report(m_files[i].errorText);
             RaiseFileStatusChange();
             continue;
@@ -158,7 +168,7 @@ void ClsConverter::RunMerge() {
             failedIndex = index;
             break;
         }
-        if (FailIfChanged(m_files[i])) {
+        if (FailIfChanged(index)) {
             failedIndex = index;
             break;
         }

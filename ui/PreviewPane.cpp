@@ -415,9 +415,16 @@ bool PreviewPane::Read(const QStringList& paths, WaveformView& view) {
             return true;
         }
         const int file = FileIndexOf(paths[i]);
-        WaveformPreview part =
-            PreviewRecording(m_engine, paths[i].toStdString(), step, kPreviewBuckets,
-                             file >= 0 ? m_engine.FileFormat(file) : FileFormat::Unknown);
+        // A listed file that changed since it was added is refused as its conversion would be.
+        const std::string changed = file >= 0 ? m_engine.FileChangeText(file) : std::string();
+        WaveformPreview part;
+        if (changed.empty()) {
+            part = PreviewRecording(m_engine, paths[i].toStdString(), step, kPreviewBuckets,
+                                    file >= 0 ? m_engine.FileFormat(file) : FileFormat::Unknown);
+        } else {
+            part.outcome = WaveformPreview::Outcome::Failed;
+            part.errorText = changed;
+        }
         if (part.outcome == WaveformPreview::Outcome::Stopped) {
             return false;
         }

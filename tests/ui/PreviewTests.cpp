@@ -125,8 +125,7 @@ TEST_F(Preview, ARealRecordingDrawsOneTraceBetweenItsExtremesAndItsOutputMatches
     EXPECT_EQ(output[0].envelope.Highest(), input[0].envelope.Highest());
     EXPECT_EQ(Pane().OutputView().Axis().Span(), Pane().InputView().Axis().Span());
 
-    // A file damaged after it was added is read as the format it was added as, so its preview
-    // gives the reader's reason, as its conversion does.
+    // A file damaged after it was added: its preview gives the reason its conversion gives.
     const auto damaged = folder / "damaged.sac";
     std::filesystem::copy_file(file, damaged);
     Drop({damaged.string()});
