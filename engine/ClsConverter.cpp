@@ -59,8 +59,15 @@ std::filesystem::path ProgramFolder() {
 }
 
 ClsConverter::ClsConverter(ConverterHost* host, const std::filesystem::path& programFolder)
-    : m_host(host != nullptr ? host : &m_silentHost), m_workFolder(NewWorkFolder(programFolder)) {
+    : m_host(host != nullptr ? host : &m_silentHost), m_programFolder(programFolder) {
     m_host->SetEngine(this);
+}
+
+const std::filesystem::path& ClsConverter::WorkFolder() const {
+    if (!m_workFolder) {
+        m_workFolder.emplace(NewWorkFolder(m_programFolder));
+    }
+    return m_workFolder->Path();
 }
 
 ClsConverter::~ClsConverter() {

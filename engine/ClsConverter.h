@@ -10,6 +10,7 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,8 +34,8 @@ std::filesystem::path ProgramFolder();
 class ClsConverter {
 public:
     // `host` receives events, yields and messages; it must outlive the engine. The work folder
-    // is created under `programFolder`, after removing those that processes killed before they
-    // could remove their own left there.
+    // is created under `programFolder` when first needed, after removing those that processes
+    // killed before they could remove their own left there.
     explicit ClsConverter(ConverterHost* host = nullptr,
                           const std::filesystem::path& programFolder = ProgramFolder());
     ~ClsConverter();
@@ -105,8 +106,9 @@ public:
     void StartConversion();
     void Abort();
 
-    // Where this engine's intermediate channel files live.
-    const std::filesystem::path& WorkFolder() const { return m_workFolder.Path(); }
+    // Where this engine's intermediate channel files live; created at the first call, so that
+    // an engine that only reads headers (INFO, a refused file) touches no folder.
+    const std::filesystem::path& WorkFolder() const;
 
 private:
     friend class ConversionContext;
@@ -162,10 +164,11 @@ private:
 
     ConverterHost m_silentHost;
     ConverterHost* m_host;
-    OwnedFolder m_workFolder;
+    std::filesystem::path m_programFolder;
+    mutable std::optional<OwnedFolder> m_workFolder;
     std::vector<FileRecord> m_files;
     std::string m_mergeFilePath;
-    std::vector<StagedOutput> m_createdOutputs; // by the writer now running
+    std::vector<StagedOutput> m_createdOutputs;         // by the writer now running
     std::vector<std::filesystem::path> m_placedOutputs; // by the last writer that completed
     bool m_dataInversion = false;
     bool m_showUI = false;
