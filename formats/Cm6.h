@@ -180,7 +180,8 @@ private:
 };
 
 // The blank-separated integers of one INT data line, up to `wanted` of them; returns how many.
-// Throws std::runtime_error for a word that is not a 32-bit integer.
+// Throws std::runtime_error for a word that is not a 32-bit integer. Needs kReadAhead readable
+// bytes after the line, as every line of a LineReader has.
 std::size_t DecodeIntegers(std::string_view line, std::int32_t* out, std::size_t wanted);
 
 // The data lines of one block as they are read: the samples, then the CHK2 line compared with
