@@ -190,6 +190,7 @@ TEST(EngineLifecycle, LeftoverWorkFoldersGoLiveOnesStay) {
     std::filesystem::path work;
     {
         ClsConverter first(nullptr, folder.Path());
+        EXPECT_TRUE(std::filesystem::exists(folder / abandoned)); // nothing done until needed
         work = first.WorkFolder();
         EXPECT_FALSE(std::filesystem::exists(folder / abandoned));
         ClsConverter second(nullptr, folder.Path());
