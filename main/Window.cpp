@@ -19,9 +19,9 @@ bool IsSet(const char* variable) {
 std::filesystem::path WindowLibraryPath() {
     std::error_code error;
     const auto folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-    const auto besides = folder / VIBREX_WINDOW_LIBRARY;
-    if (std::filesystem::exists(besides, error)) {
-        return besides;
+    const auto beside = folder / VIBREX_WINDOW_LIBRARY;
+    if (std::filesystem::exists(beside, error)) {
+        return beside;
     }
     return folder / VIBREX_INSTALLED_WINDOW_FOLDER / VIBREX_WINDOW_LIBRARY;
 }

@@ -2,6 +2,8 @@
 #include "main/Window.h"
 #include "ui/Desktop.h"
 
+#include <type_traits>
+
 extern "C" {
 
 __attribute__((visibility("default"))) int vibrex_run_desktop(int argc, char** argv) {
@@ -12,3 +14,8 @@ __attribute__((visibility("default"))) vibrex::ConverterHost* vibrex_make_batch_
     return vibrex::MakeBatchProgressHost().release();
 }
 }
+
+// The executable calls them through these types.
+static_assert(std::is_same_v<decltype(vibrex_run_desktop), VibrexRunDesktop>);
+static_assert(
+    std::is_same_v<decltype(vibrex_make_batch_progress_host), VibrexMakeBatchProgressHost>);
