@@ -1,6 +1,7 @@
-// The text formats SAF, Geonode and Ondaro beside miniSEED -> SAC, in one run: miniSEED -> X and
-// X -> miniSEED, wall time per sample and peak memory of each conversion in its own child
-// process, median of interleaved rounds. PSN ASCII -> miniSEED shows what any text input costs.
+// The text formats GSE2 INT, PSN CM6, SAF, Geonode and Ondaro beside miniSEED -> SAC, in one
+// run: miniSEED -> X and X -> miniSEED, wall and CPU time per sample, the CPU ratio to
+// miniSEED -> SAC and peak memory of each conversion in its own child process, median of
+// interleaved rounds. PSN ASCII -> miniSEED shows what any text input costs.
 // SAF takes three channels: a merge of three miniSEED
 // files of a third of the samples each, and back to three files.
 // Usage: bench_text [samples] [rounds]   (default 10 000 000 samples, 3 rounds)
@@ -91,7 +92,11 @@ int main(int argc, char** argv) {
     WriteSyntheticDatalog(datalog, samples);
     const Path ondaro = folder / "in.ond";
     const Path saf = folder / "in.saf";
+    const Path gse = folder / "in.gse";
+    const Path cm6 = folder / "in.cm6";
     bench::ConvertWithVibrex(folder, mseed, FileFormat::Ondaro, ondaro);
+    bench::ConvertWithVibrex(folder, mseed, FileFormat::GSEINT, gse);
+    bench::ConvertWithVibrex(folder, mseed, FileFormat::PSNCM6, cm6);
     bench::MergeWithVibrex(folder, thirds, FileFormat::SAF, saf);
     std::printf("%ld samples (SAF: 3 x %ld), %d rounds; inputs: miniSEED %.1f MB, Geonode %.1f "
                 "MB, Ondaro %.1f MB, SAF %.1f MB\n",
@@ -108,6 +113,10 @@ int main(int argc, char** argv) {
         {"miniSEED -> SAC", convert(mseed, FileFormat::SAC, "o.sac")},
         {"PSN ASCII -> miniSEED (text input)",
          convert(folder / "in.psn", FileFormat::miniSeed, "p.mseed")},
+        {"miniSEED -> GSE2 INT", convert(mseed, FileFormat::GSEINT, "o.gse")},
+        {"GSE2 INT -> miniSEED", convert(gse, FileFormat::miniSeed, "i.mseed")},
+        {"miniSEED -> PSN CM6", convert(mseed, FileFormat::PSNCM6, "o.cm6")},
+        {"PSN CM6 -> miniSEED", convert(cm6, FileFormat::miniSeed, "c.mseed")},
         {"miniSEED -> Geonode", convert(mseed, FileFormat::Geonode, "o.dat")},
         {"Geonode -> miniSEED", convert(datalog, FileFormat::miniSeed, "g.mseed")},
         {"miniSEED -> Ondaro", convert(mseed, FileFormat::Ondaro, "o.ond")},

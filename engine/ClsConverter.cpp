@@ -42,9 +42,15 @@ std::filesystem::path NewWorkFolder(const std::filesystem::path& parent) {
 } // namespace
 
 ClsConverter::ClsConverter(ConverterHost* host, const std::filesystem::path& workFolderParent)
-    : m_host(host != nullptr ? host : &m_silentHost),
-      m_workFolder(NewWorkFolder(workFolderParent)) {
+    : m_host(host != nullptr ? host : &m_silentHost), m_workFolderParent(workFolderParent) {
     m_host->SetEngine(this);
+}
+
+const std::filesystem::path& ClsConverter::WorkFolder() const {
+    if (!m_workFolder) {
+        m_workFolder.emplace(NewWorkFolder(m_workFolderParent));
+    }
+    return m_workFolder->Path();
 }
 
 ClsConverter::~ClsConverter() {

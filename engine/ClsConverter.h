@@ -11,6 +11,7 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,8 +31,8 @@ enum class ConversionStatus : std::int32_t {
 class ClsConverter {
 public:
     // `host` receives events, yields and messages; it must outlive the engine. The work folder
-    // is created under `workFolderParent`, after removing those that processes killed before
-    // they could remove their own left there.
+    // is created under `workFolderParent` when first needed, after removing those that processes
+    // killed before they could remove their own left there.
     explicit ClsConverter(
         ConverterHost* host = nullptr,
         const std::filesystem::path& workFolderParent = LocateProgramFolders().workFolderParent);
@@ -115,8 +116,9 @@ public:
     void StartConversion();
     void Abort();
 
-    // Where this engine's intermediate channel files live.
-    const std::filesystem::path& WorkFolder() const { return m_workFolder.Path(); }
+    // Where this engine's intermediate channel files live; created at the first call, so that
+    // an engine that only reads headers (INFO, a refused file) touches no folder.
+    const std::filesystem::path& WorkFolder() const;
 
 private:
     friend class ConversionContext;
@@ -185,7 +187,8 @@ private:
 
     ConverterHost m_silentHost;
     ConverterHost* m_host;
-    OwnedFolder m_workFolder;
+    std::filesystem::path m_workFolderParent;
+    mutable std::optional<OwnedFolder> m_workFolder;
     std::vector<FileRecord> m_files;
     std::string m_mergeFilePath;
     std::vector<StagedOutput> m_createdOutputs;         // by the writer now running

@@ -65,7 +65,7 @@ inline bool CopySample(OutputFile& out, std::string_view text, bool invert) {
     if (invert) {
         out.IntegerLine(-plain.Value());
     } else {
-        out.Line(text);
+        out.LineWithReadAhead(text);
     }
     return true;
 }

@@ -3,6 +3,7 @@
 #include "formats/ChannelValues.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cstdio>
 #include <limits>
@@ -105,23 +106,65 @@ std::size_t Cm6Decoder::Decode(std::string_view text, std::int32_t* out, std::si
     return count;
 }
 
+namespace {
+
+bool IsIntBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\r';
+}
+
+// A flag in the high bit of each byte of `bytes` that equals `c`; above the first such byte,
+// other bytes may be flagged too, so only the lowest flag counts.
+std::uint64_t BytesEqualTo(std::uint64_t bytes, char c) {
+    const std::uint64_t differences = bytes ^ (0x0101010101010101 * static_cast<unsigned char>(c));
+    return (differences - 0x0101010101010101) & ~differences & 0x8080808080808080;
+}
+
+// The length of the word at `word`, up to its first blank and at most `left` characters. Eight
+// characters are looked at together: words are short and their lengths vary from one to the
+// next, so that a loop over their characters mostly guesses wrong where it ends.
+std::size_t WordLength(const char* word, std::size_t left) {
+    const auto bytes =
+        LoadAs<std::uint64_t>(reinterpret_cast<const unsigned char*>(word), ByteOrder::Little);
+    const std::uint64_t blanks =
+        BytesEqualTo(bytes, ' ') | BytesEqualTo(bytes, '\t') | BytesEqualTo(bytes, '\r');
+    std::size_t length = blanks != 0 ? std::countr_zero(blanks) / 8 : 8;
+    while (length < left && length >= 8 && !IsIntBlank(word[length])) {
+        ++length;
+    }
+    return std::min(length, left);
+}
+
+// One word of an INT line: a sign-led or bare 32-bit integer, "+" not allowed.
+std::int32_t IntSample(std::string_view word) {
+    PlainInteger plain; // at most 8 digits: it fits
+    if (word.front() != '+' && ParsePlainInteger(word, plain)) {
+        return static_cast<std::int32_t>(plain.Value());
+    }
+    std::int64_t value = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
+    if (error != std::errc() || end != word.data() + word.size() || !IsInt32(value)) {
+        throw std::runtime_error("The INT sample \"" + std::string(word) +
+                                 "\" is not a 32-bit integer");
+    }
+    return static_cast<std::int32_t>(value);
+}
+
+} // namespace
+
 std::size_t DecodeIntegers(std::string_view line, std::int32_t* out, std::size_t wanted) {
+    const char* next = line.data();
+    const char* const end = next + line.size();
     std::size_t count = 0;
     while (count < wanted) {
-        const std::size_t start = line.find_first_not_of(" \t\r");
-        if (start == std::string_view::npos) {
+        while (next != end && IsIntBlank(*next)) {
+            ++next;
+        }
+        if (next == end) {
             break;
         }
-        line.remove_prefix(start);
-        const std::string_view word = line.substr(0, line.find_first_of(" \t\r"));
-        std::int64_t value = 0;
-        const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
-        if (error != std::errc() || end != word.data() + word.size() || !IsInt32(value)) {
-            throw std::runtime_error("The INT sample \"" + std::string(word) +
-                                     "\" is not a 32-bit integer");
-        }
-        out[count++] = static_cast<std::int32_t>(value);
-        line.remove_prefix(word.size());
+        const std::size_t length = WordLength(next, static_cast<std::size_t>(end - next));
+        out[count++] = IntSample(std::string_view(next, length));
+        next += length;
     }
     return count;
 }

@@ -9,6 +9,7 @@
 #include <array>
 #include <bit>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <span>
 #include <string>
@@ -139,15 +140,18 @@ private:
 class IntEncoder {
 public:
     template <typename LineOut> void Add(std::int32_t sample, LineOut&& lineOut) {
-        char text[32];
-        const std::size_t length = static_cast<std::size_t>(AppendInteger(text, sample) - text);
+        // Written in place after a blank, then moved to a line of its own when it does not fit.
+        char* const word = m_text.data() + m_used + (m_used > 0);
+        const std::size_t length = static_cast<std::size_t>(AppendInteger(word, sample) - word);
         if (m_used > 0 && m_used + 1 + length > kDataLineLength) {
             Finish(lineOut);
+            std::memmove(m_text.data(), word, kWordRoom);
+            m_used = length;
+            return;
         }
         if (m_used > 0) {
             m_text[m_used++] = ' ';
         }
-        std::copy_n(text, length, m_text.data() + m_used);
         m_used += length;
     }
     template <typename LineOut> void Finish(LineOut&& lineOut) {
@@ -158,7 +162,9 @@ public:
     }
 
 private:
-    std::array<char, kDataLineLength> m_text{};
+    // The room AppendInteger needs: more than a sample's text, as it stores digits by eights.
+    static constexpr std::size_t kWordRoom = 32;
+    std::array<char, kDataLineLength + 1 + kWordRoom> m_text{};
     std::size_t m_used = 0;
 };
 
@@ -180,7 +186,8 @@ private:
 };
 
 // The blank-separated integers of one INT data line, up to `wanted` of them; returns how many.
-// Throws std::runtime_error for a word that is not a 32-bit integer.
+// Throws std::runtime_error for a word that is not a 32-bit integer. Needs kReadAhead readable
+// bytes after the line, as every line of a LineReader has.
 std::size_t DecodeIntegers(std::string_view line, std::int32_t* out, std::size_t wanted);
 
 // The data lines of one block as they are read: the samples, then the CHK2 line compared with

@@ -43,7 +43,7 @@ void ReadPsn(ReaderContext& context) {
                 throw std::runtime_error("Not a sample: \"" + std::string(sample) + "\".");
             }
         } else {
-            channel.Line(sample);
+            channel.LineWithReadAhead(sample);
         }
         if (!context.Tick()) {
             return;

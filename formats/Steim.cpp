@@ -178,14 +178,8 @@ int SignedWidth(std::int32_t value) {
 class FrameEncoder {
 public:
     FrameEncoder(const std::int32_t* samples, int encoding)
-        : m_steim1(encoding == kEncodingSteim1) {
-        for (int i = 0; i < kEncoderSamples; ++i) {
-            // Differences wrap at 32 bits, as decoders sum them.
-            m_differences[i] =
-                static_cast<std::int32_t>(static_cast<std::uint32_t>(samples[i + 1]) -
-                                          static_cast<std::uint32_t>(samples[i]));
-            m_widths[i] = static_cast<std::uint8_t>(SignedWidth(m_differences[i]));
-        }
+        : m_samples(samples), m_steim1(encoding == kEncodingSteim1) {
+        ComputeDifferences();
         // Decoders skip the first difference: it carries the step from the previous record
         // when that fits the word chosen for it, else 0, and so never costs room.
         m_firstWidth = m_widths[0];
@@ -213,9 +207,26 @@ public:
     bool Steim1() const { return m_steim1; }
 
 private:
+    // Differences are worked out a batch at a time as words need them: a record mostly ends
+    // well before the last of the samples it is offered.
+    void ComputeDifferences() {
+        const int end = std::min(m_computed + kDifferencesAtOnce, kEncoderSamples);
+        for (int i = m_computed; i < end; ++i) {
+            // Differences wrap at 32 bits, as decoders sum them.
+            m_differences[i] =
+                static_cast<std::int32_t>(static_cast<std::uint32_t>(m_samples[i + 1]) -
+                                          static_cast<std::uint32_t>(m_samples[i]));
+            m_widths[i] = static_cast<std::uint8_t>(SignedWidth(m_differences[i]));
+        }
+        m_computed = end;
+    }
+
     // The densest shape the pending differences fit; null when the next difference fits none.
-    const WordShape* NextShape() const {
+    const WordShape* NextShape() {
         const int pending = std::min(kEncoderSamples - m_next, kMaxDifferencesPerWord);
+        if (m_next + pending > m_computed) {
+            ComputeDifferences();
+        }
         std::array<int, kMaxDifferencesPerWord + 1> widest{};
         for (int k = 1; k <= pending; ++k) {
             widest[k] = std::max(widest[k - 1], int{m_widths[m_next + k - 1]});
@@ -244,9 +255,13 @@ private:
         return word;
     }
 
+    static constexpr int kDifferencesAtOnce = 64;
+
+    const std::int32_t* m_samples;
     bool m_steim1;
     std::array<std::int32_t, kEncoderSamples> m_differences;
     std::array<std::uint8_t, kEncoderSamples> m_widths;
+    int m_computed = 0;
     int m_firstWidth = 0;
     int m_next = 0;
 };

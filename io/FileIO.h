@@ -99,6 +99,20 @@ public:
         m_used += count;
     }
     void Line(std::string_view text);
+    // A line with kReadAhead readable bytes after it, as a LineReader's lines have: a short one
+    // (a sample's text, nearly always) is copied as one word, as samples are by the million.
+    void LineWithReadAhead(std::string_view text) {
+        constexpr std::size_t kWord = 8;
+        if (text.size() > kWord) {
+            Line(text);
+            return;
+        }
+        char* out = Room(kWord + 2);
+        std::memcpy(out, text.data(), kWord);
+        out[text.size()] = '\r';
+        out[text.size() + 1] = '\n';
+        m_used += text.size() + 2;
+    }
     void IntegerLine(std::int64_t value) {
         AppendLine([value](char* out) { return AppendInteger(out, value); });
     }

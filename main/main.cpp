@@ -11,7 +11,7 @@
 #include <string>
 
 #ifdef VIBREX_WITH_UI
-#include "ui/Desktop.h"
+#include "main/Window.h"
 #endif
 
 namespace {
@@ -84,7 +84,7 @@ int main(int argc, char** argv) {
 #ifdef VIBREX_WITH_UI
         // With a display a conversion shows the progress window, with its Abort button.
         const std::unique_ptr<vibrex::ConverterHost> window =
-            vibrex::ShowsProgress(commandLine) ? vibrex::MakeBatchProgressHost() : nullptr;
+            vibrex::ShowsProgress(commandLine) ? vibrex::MakeProgressWindow() : nullptr;
         if (window) {
             host = window.get();
         }
@@ -102,7 +102,7 @@ int main(int argc, char** argv) {
         return result.exitCode;
     }
 #ifdef VIBREX_WITH_UI
-    return vibrex::RunDesktop(argc, argv);
+    return vibrex::RunWindow(argc, argv);
 #else
     std::fputs("This build of vibrex has no window; see vibrex --help for batch mode.\n", stderr);
     return 1;

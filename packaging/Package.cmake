@@ -2,10 +2,13 @@
 # `cmake --build build --target package` writes build/vibrex_<version>_amd64.deb.
 include(GNUInstallDirs)
 
-# The program's binaries. A shared library the executable loads joins this list; it goes to the
-# private folder lib/vibrex, which the executable then names in its INSTALL_RPATH
-# ($ORIGIN/../lib/vibrex), and shlibdeps adds the library's own dependencies to the package.
+# The program's binaries: the executable, and the window it loads only when a window may open,
+# in the private folder lib/vibrex where the executable looks for it (shlibdeps adds the
+# window's own dependencies, Qt, to the package).
 set(VIBREX_INSTALLED_TARGETS vibrex)
+if(TARGET vibrex_window)
+    list(APPEND VIBREX_INSTALLED_TARGETS vibrex_window)
+endif()
 install(TARGETS ${VIBREX_INSTALLED_TARGETS}
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vibrex)

@@ -1,7 +1,12 @@
 // miniSEED through Vibrex beside a reference converter built on libmseed, in one run: wall time
 // and peak memory of each conversion in its own child process, median of interleaved rounds.
-// A breakdown times the stages of Vibrex's conversions on their own, in this process.
-// Usage: bench_mseed [samples] [rounds]   (default 10 000 000 samples, 5 rounds)
+// A breakdown times the stages of Vibrex's conversions on their own, in this process. Then what
+// an archive of short recordings feels: the vibrex executable and the reference as whole
+// processes, one per file, in milliseconds a file.
+// Usage: bench_mseed [samples] [rounds] [short files]   (default 10 000 000 samples, 5 rounds,
+//        1 000 files of 3 000 samples)
+//        bench_mseed --reference-sac input.mseed output.sac   (the reference as a program)
+//        bench_mseed --reference-mseed input.sac output.mseed
 #include "../BenchSupport.h"
 #include "engine/ChannelFile.h"
 #include "formats/ChannelValues.h"
@@ -13,8 +18,12 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <fcntl.h>
 #include <libmseed.h>
+#include <spawn.h>
 #include <vector>
+
+extern char** environ;
 
 using namespace vibrex;
 
@@ -222,7 +231,7 @@ double Median(std::vector<double> values) {
 }
 
 void Compare(const Comparison& comparison, int rounds) {
-    std::vector<double> ours, theirs;
+    std::vector<double> ours, theirs, oursCpu, theirsCpu;
     long oursPeak = 0, theirsPeak = 0;
     bool ok = true;
     for (int round = 0; round < rounds; ++round) {
@@ -236,14 +245,17 @@ void Compare(const Comparison& comparison, int rounds) {
         const auto& other = oursFirst ? second : first;
         ours.push_back(mine.seconds);
         theirs.push_back(other.seconds);
+        oursCpu.push_back(mine.cpuSeconds);
+        theirsCpu.push_back(other.cpuSeconds);
         oursPeak = std::max(oursPeak, mine.peakKiB);
         theirsPeak = std::max(theirsPeak, other.peakKiB);
         ok = ok && mine.ok && other.ok;
     }
-    std::printf("%-28s Vibrex %6.2f s %7ld KiB | libmseed reference %6.2f s %7ld KiB | "
-                "ratio %.2f%s\n",
-                comparison.name, Median(ours), oursPeak, Median(theirs), theirsPeak,
-                Median(ours) / Median(theirs), ok ? "" : "  (A RUN FAILED)");
+    std::printf("%-28s Vibrex %6.3f s (CPU %6.3f) %7ld KiB | libmseed reference %6.3f s (CPU "
+                "%6.3f) %7ld KiB | ratio %.2f (CPU %.2f)%s\n",
+                comparison.name, Median(ours), Median(oursCpu), oursPeak, Median(theirs),
+                Median(theirsCpu), theirsPeak, Median(ours) / Median(theirs),
+                Median(oursCpu) / Median(theirsCpu), ok ? "" : "  (A RUN FAILED)");
 }
 
 double SecondsOf(const std::function<void()>& work) {
@@ -315,11 +327,122 @@ void Breakdown(const Path& mseed, const Path& psn, const Path& scratch, long sam
     std::filesystem::remove(scratch / "breakdown.txt");
 }
 
+// ---- Whole processes, one per file -------------------------------------------------------------
+
+constexpr long kShortSamples = 3000;
+
+// The one-minute load average: how much other work shared the cores.
+std::string LoadAverage() {
+    char text[16] = "?";
+    if (std::FILE* file = std::fopen("/proc/loadavg", "r")) {
+        std::fscanf(file, "%15s", text);
+        std::fclose(file);
+    }
+    return text;
+}
+
+// Runs each command line to its end, one process after the other; wall and CPU seconds of all.
+bench::Measurement RunProcesses(const std::vector<std::vector<std::string>>& commands) {
+    bench::Measurement total{0, 0, 0, true};
+    posix_spawn_file_actions_t quiet; // what --version prints goes nowhere
+    posix_spawn_file_actions_init(&quiet);
+    posix_spawn_file_actions_addopen(&quiet, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    const auto start = std::chrono::steady_clock::now();
+    for (const auto& command : commands) {
+        std::vector<char*> argv;
+        for (const std::string& word : command) {
+            argv.push_back(const_cast<char*>(word.c_str()));
+        }
+        argv.push_back(nullptr);
+        pid_t child = 0;
+        int status = 0;
+        rusage usage{};
+        total.ok = total.ok &&
+                   posix_spawn(&child, argv[0], &quiet, nullptr, argv.data(), environ) == 0 &&
+                   wait4(child, &status, 0, &usage) == child && WIFEXITED(status) &&
+                   WEXITSTATUS(status) == 0;
+        total.cpuSeconds += usage.ru_utime.tv_sec + usage.ru_utime.tv_usec / 1e6 +
+                            usage.ru_stime.tv_sec + usage.ru_stime.tv_usec / 1e6;
+        total.peakKiB = std::max(total.peakKiB, usage.ru_maxrss);
+    }
+    total.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    posix_spawn_file_actions_destroy(&quiet);
+    return total;
+}
+
+// Two lists of processes taking turns over `rounds`; medians of milliseconds a process.
+void CompareProcesses(const char* name, const char* ourName,
+                      const std::vector<std::vector<std::string>>& ours, const char* theirName,
+                      const std::vector<std::vector<std::string>>& theirs, int rounds,
+                      const std::function<void()>& prepare) {
+    std::vector<double> oursWall, oursCpu, theirsWall, theirsCpu;
+    bool ok = true;
+    for (int round = 0; round < rounds; ++round) {
+        const bool oursFirst = round % 2 == 0;
+        prepare();
+        const auto first = RunProcesses(oursFirst ? ours : theirs);
+        prepare();
+        const auto second = RunProcesses(oursFirst ? theirs : ours);
+        const auto& mine = oursFirst ? first : second;
+        const auto& other = oursFirst ? second : first;
+        oursWall.push_back(mine.seconds * 1e3 / static_cast<double>(ours.size()));
+        oursCpu.push_back(mine.cpuSeconds * 1e3 / static_cast<double>(ours.size()));
+        theirsWall.push_back(other.seconds * 1e3 / static_cast<double>(theirs.size()));
+        theirsCpu.push_back(other.cpuSeconds * 1e3 / static_cast<double>(theirs.size()));
+        ok = ok && mine.ok && other.ok;
+    }
+    std::printf("%-28s %s %5.2f ms (CPU %5.2f) a process | %s %5.2f ms (CPU %5.2f) | ratio %.2f "
+                "(CPU %.2f)%s\n",
+                name, ourName, Median(oursWall), Median(oursCpu), theirName, Median(theirsWall),
+                Median(theirsCpu), Median(oursWall) / Median(theirsWall),
+                Median(oursCpu) / Median(theirsCpu), ok ? "" : "  (A RUN FAILED)");
+}
+
+// `files` short miniSEED recordings converted to SAC, each by its own process of vibrex and of
+// the reference; then `vibrex --version` beside /bin/true, the least any process costs.
+void PerFile(const Path& folder, const char* self, long files, int rounds) {
+    unsetenv("DISPLAY"); // no progress windows: a batch run on a server
+    unsetenv("WAYLAND_DISPLAY");
+    bench::WriteSyntheticPsn(folder / "short.psn", kShortSamples);
+    ReferenceTextToMiniSeed(folder / "short.psn", folder / "short.mseed");
+    std::vector<std::vector<std::string>> ours, theirs, versions, trues;
+    for (long i = 0; i < files; ++i) {
+        const Path input = folder / ("short" + std::to_string(i) + ".mseed");
+        std::filesystem::copy_file(folder / "short.mseed", input);
+        const std::string output = (folder / ("short" + std::to_string(i))).string();
+        ours.push_back(
+            {VIBREX_EXECUTABLE, "CONVERT," + input.string() + "," + output + ".sac,SAC"});
+        theirs.push_back({self, "--reference-sac", input.string(), output + ".ref.sac"});
+        versions.push_back({VIBREX_EXECUTABLE, "--version"});
+        trues.push_back({"/bin/true"});
+    }
+    std::printf("%ld miniSEED files of %ld samples -> SAC, one process each; load average %s\n",
+                files, kShortSamples, LoadAverage().c_str());
+    // Outputs are new files, as in an archive converted once: replacing a file costs more.
+    const auto removeOutputs = [&folder] {
+        for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+            if (entry.path().extension() == ".sac") {
+                std::filesystem::remove(entry.path());
+            }
+        }
+    };
+    CompareProcesses("a short file -> SAC", "vibrex", ours, "reference", theirs, rounds,
+                     removeOutputs);
+    CompareProcesses("vibrex --version", "vibrex", versions, "/bin/true", trues, rounds, [] {});
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 4 && std::strcmp(argv[1], "--reference-sac") == 0) {
+        return ReferenceMiniSeedToSac(argv[2], argv[3]) ? 0 : 1;
+    }
+    if (argc == 4 && std::strcmp(argv[1], "--reference-mseed") == 0) {
+        return ReferenceSacToMiniSeed(argv[2], argv[3]) ? 0 : 1;
+    }
     const long samples = argc > 1 ? std::atol(argv[1]) : 10'000'000;
     const int rounds = argc > 2 ? std::atoi(argv[2]) : 5;
+    const long shortFiles = argc > 3 ? std::atol(argv[3]) : 1000;
     bench::ScratchFolder scratch;
     const Path folder = scratch.Path();
     const Path psn = folder / "in.psn";
@@ -368,5 +491,6 @@ int main(int argc, char** argv) {
     if (samples <= 20'000'000) {
         Breakdown(mseed, psn, folder, samples);
     }
+    PerFile(folder, argv[0], shortFiles, rounds);
     return 0;
 }

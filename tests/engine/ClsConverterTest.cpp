@@ -175,9 +175,9 @@ TEST_F(EngineTest, ChannelAndSampleLimits) {
     EXPECT_EQ(engine.GoodSamplesCount(3), 0);
 }
 
-// Several processes may share a program folder: a new engine removes the work folders of killed
-// ones, recognised by their name and by no live process holding them, and nothing else. Its own
-// work folder, named like a GUID, lives as long as the engine.
+// Several processes may share a program folder: an engine making its work folder removes those
+// of killed ones, recognised by their name and by no live process holding them, and nothing
+// else. Its own work folder, named like a GUID, lives as long as the engine.
 TEST(EngineLifecycle, LeftoverWorkFoldersGoLiveOnesStay) {
     TempFolder folder;
     const std::string abandoned = "{" + std::string(32, 'A') + "}";
@@ -191,9 +191,10 @@ TEST(EngineLifecycle, LeftoverWorkFoldersGoLiveOnesStay) {
     std::filesystem::path work;
     {
         ClsConverter first(nullptr, folder.Path());
+        EXPECT_TRUE(std::filesystem::exists(folder / abandoned)); // nothing done until needed
+        work = first.WorkFolder();
         EXPECT_FALSE(std::filesystem::exists(folder / abandoned));
         ClsConverter second(nullptr, folder.Path());
-        work = first.WorkFolder();
         EXPECT_TRUE(std::filesystem::is_directory(work));
         EXPECT_TRUE(std::filesystem::is_directory(second.WorkFolder()));
         EXPECT_NE(work, second.WorkFolder());

@@ -222,6 +222,7 @@ TEST_F(RunTest, FailedOrAbortedRunsLeaveExistingOutputsAsTheyWere) {
     AddPsn("a.psn", 300);
     AddPsn("b.psn", 300);
     engine.SetMergeFilePath((folder / "all.psn").string());
+    static_cast<void>(engine.WorkFolder()); // made at first use, in the folder counted below
     for (const Case& c : cases) {
         WriteFile(folder / "all1.psn", "first, kept");
         WriteFile(folder / "all2.psn", "second, kept");

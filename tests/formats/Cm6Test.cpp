@@ -63,10 +63,18 @@ TEST(Cm6, RefusesTextBeyondTheAlphabetOr32Bits) {
     std::int32_t out[4];
     ASSERT_EQ(Cm6Decoder().Decode("mUUUUU+", out, 4), 1u); // -2^31 itself is a sample
     EXPECT_EQ(out[0], kMin);
-    EXPECT_EQ(DecodeIntegers(" -5\t2147483647 -2147483648  ", out, 4), 3u);
-    EXPECT_EQ(out[2], kMin);
-    for (const char* line : {"1 2x", "2147483648", "1.5"}) {
-        EXPECT_THROW(DecodeIntegers(line, out, 4), std::runtime_error) << line;
+    // Lines as a LineReader gives them, with room to read ahead after them.
+    const auto decode = [&out](std::string line) {
+        const std::size_t length = line.size();
+        line.resize(length + kReadAhead, ' ');
+        return DecodeIntegers(std::string_view(line).substr(0, length), out, 4);
+    };
+    EXPECT_EQ(decode(" -5\t2147483647 -00000012 -2147483648  "), 4u);
+    EXPECT_EQ(out[0], -5);
+    EXPECT_EQ(out[2], -12);
+    EXPECT_EQ(out[3], kMin);
+    for (const char* line : {"1 2x", "2147483648", "1.5", "+1", "-", "1-2"}) {
+        EXPECT_THROW(decode(line), std::runtime_error) << line;
     }
 }
 
