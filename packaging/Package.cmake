@@ -3,7 +3,7 @@
 include(GNUInstallDirs)
 
 # The program's binaries: the executable, and the window it loads only when a window may open,
-# in the private folder lib/vibrex where the executable looks for it (shlibdeps adds the
+# in the private folder libexec/vibrex where the executable looks for it (shlibdeps adds the
 # window's own dependencies, Qt, to the package).
 set(VIBREX_INSTALLED_TARGETS vibrex)
 if(TARGET vibrex_window)
@@ -11,7 +11,7 @@ if(TARGET vibrex_window)
 endif()
 install(TARGETS ${VIBREX_INSTALLED_TARGETS}
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vibrex)
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/vibrex)
 
 # The manual page, vibrex(1), from its scdoc source.
 find_program(SCDOC_PROGRAM scdoc)

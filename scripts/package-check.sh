@@ -2,7 +2,7 @@
 # Builds the Debian package and checks it: lintian finds no error, its dependencies are the
 # libraries the program links (Qt, the C++ runtime) and nothing the tests use, the manual page
 # renders without warnings, and the program unpacked into a clean root runs and keeps its work
-# folders under TMPDIR, writing nothing into HOME or beside itself. As root, apt-get also
+# folders under TMPDIR, writing nothing into HOME or beside itself, and opens its window. As root, apt-get also
 # resolves the package's dependencies (without installing anything).
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -44,6 +44,12 @@ env -i HOME="$root/home" TMPDIR="$root/tmp" PATH=/usr/bin:/bin \
 [ -d "$root/tmp/vibrex-$(id -u)" ] || fail "the work folder was not under TMPDIR"
 [ -z "$(ls -A "$root/home")" ] || fail "the installed program wrote into HOME: $(ls -A "$root/home")"
 [ "$(ls -A "$root/root/usr/bin")" = vibrex ] || fail "the installed program wrote beside itself"
+# Without arguments the installed program loads its window from libexec/vibrex: still open
+# after two seconds means it found the library and runs (a missing one exits at once).
+status=0
+env -i HOME="$root/home" TMPDIR="$root/tmp" PATH=/usr/bin:/bin QT_QPA_PLATFORM=offscreen \
+    timeout 2 "$installed" 2>/dev/null || status=$?
+[ $status -eq 124 ] || fail "the installed program's window did not open (exit $status)"
 
 if [ "$(id -u)" -eq 0 ]; then
     apt-get install --simulate -qq "./$deb" >/dev/null || fail "apt-get cannot install $deb"
