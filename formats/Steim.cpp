@@ -170,9 +170,15 @@ int DecodeInt32(const unsigned char* data, std::int32_t* samples, ByteOrder orde
     return kInt32Samples;
 }
 
-// Bits a difference needs as a two's complement field.
-int SignedWidth(std::int32_t value) {
-    return 33 - std::countl_zero(static_cast<std::uint32_t>(value ^ (value >> 31)));
+// A difference with its sign folded away: it fits a two's complement field of `width` bits when
+// this is below 2^(width - 1). Those of several differences are combined with OR, which keeps the
+// widest one's top bit, so a run of differences is checked against a field at once.
+std::uint32_t Magnitude(std::int32_t value) {
+    return static_cast<std::uint32_t>(value ^ (value >> 31));
+}
+
+bool FitsWidth(std::uint32_t magnitudes, int width) {
+    return magnitudes < std::uint64_t{1} << (width - 1);
 }
 
 class FrameEncoder {
@@ -182,8 +188,8 @@ public:
         ComputeDifferences();
         // Decoders skip the first difference: it carries the step from the previous record
         // when that fits the word chosen for it, else 0, and so never costs room.
-        m_firstWidth = m_widths[0];
-        m_widths[0] = 1;
+        m_firstMagnitude = m_magnitudes[0];
+        m_magnitudes[0] = 0;
     }
 
     // Fills the data area in big-endian word values; returns how many samples it holds.
@@ -216,7 +222,7 @@ private:
             m_differences[i] =
                 static_cast<std::int32_t>(static_cast<std::uint32_t>(m_samples[i + 1]) -
                                           static_cast<std::uint32_t>(m_samples[i]));
-            m_widths[i] = static_cast<std::uint8_t>(SignedWidth(m_differences[i]));
+            m_magnitudes[i] = Magnitude(m_differences[i]);
         }
         m_computed = end;
     }
@@ -227,12 +233,13 @@ private:
         if (m_next + pending > m_computed) {
             ComputeDifferences();
         }
-        std::array<int, kMaxDifferencesPerWord + 1> widest{};
+        // The first k pending differences combined, for every k.
+        std::array<std::uint32_t, kMaxDifferencesPerWord + 1> leading{};
         for (int k = 1; k <= pending; ++k) {
-            widest[k] = std::max(widest[k - 1], int{m_widths[m_next + k - 1]});
+            leading[k] = leading[k - 1] | m_magnitudes[m_next + k - 1];
         }
         const auto fits = [&](const WordShape& shape) {
-            return shape.count <= pending && widest[shape.count] <= shape.width;
+            return shape.count <= pending && FitsWidth(leading[shape.count], shape.width);
         };
         if (m_steim1) {
             const auto found = std::find_if(kSteim1Shapes.begin(), kSteim1Shapes.end(), fits);
@@ -243,7 +250,7 @@ private:
     }
 
     std::uint32_t PackWord(const WordShape& shape) {
-        if (m_next == 0 && m_firstWidth > shape.width) {
+        if (m_next == 0 && !FitsWidth(m_firstMagnitude, shape.width)) {
             m_differences[0] = 0;
         }
         const std::uint32_t mask = shape.width == 32 ? ~0u : (1u << shape.width) - 1;
@@ -260,9 +267,9 @@ private:
     const std::int32_t* m_samples;
     bool m_steim1;
     std::array<std::int32_t, kEncoderSamples> m_differences;
-    std::array<std::uint8_t, kEncoderSamples> m_widths;
+    std::array<std::uint32_t, kEncoderSamples> m_magnitudes;
     int m_computed = 0;
-    int m_firstWidth = 0;
+    std::uint32_t m_firstMagnitude = 0;
     int m_next = 0;
 };
 
