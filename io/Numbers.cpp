@@ -86,26 +86,7 @@ char* AppendNumber(char* out, double value) {
     return std::to_chars(out, out + 32, value).ptr;
 }
 
-namespace {
-
-// Counts from digitisers are whole numbers. Up to 2^24 a whole float's shortest text is its
-// integer text (zero written without sign), except for multiples of 100000, where "1e+05" and
-// the like are shorter.
-bool IsPlainWholeFloat(float value) {
-    constexpr float kLimit = 16777216.0f;
-    if (!(std::fabs(value) <= kLimit)) {
-        return false;
-    }
-    const auto whole = static_cast<std::int32_t>(value);
-    return static_cast<float>(whole) == value && (whole % 100000 != 0 || whole == 0);
-}
-
-} // namespace
-
-char* AppendNumber(char* out, float value) {
-    if (IsPlainWholeFloat(value)) {
-        return AppendInteger(out, static_cast<std::int32_t>(value));
-    }
+char* detail::AppendShortestFloat(char* out, float value) {
     return std::to_chars(out, out + 32, value).ptr;
 }
 

@@ -147,7 +147,32 @@ inline char* AppendInteger(char* out, std::int64_t value) {
     return std::to_chars(out, out + 24, magnitude).ptr;
 }
 char* AppendNumber(char* out, double value);
-char* AppendNumber(char* out, float value);
+
+namespace detail {
+
+// Counts from digitisers are whole numbers. Up to 2^24 a whole float's shortest text is its
+// integer text (zero written without sign), except for multiples of 100000, where "1e+05" and
+// the like are shorter.
+inline bool IsPlainWholeFloat(float value) {
+    constexpr float kLimit = 16777216.0f;
+    if (!(value <= kLimit && value >= -kLimit)) {
+        return false;
+    }
+    const auto whole = static_cast<std::int32_t>(value);
+    return static_cast<float>(whole) == value && (whole % 100000 != 0 || whole == 0);
+}
+
+char* AppendShortestFloat(char* out, float value);
+
+} // namespace detail
+
+// Inline: samples of float formats are written by the million, nearly all of them whole.
+inline char* AppendNumber(char* out, float value) {
+    if (detail::IsPlainWholeFloat(value)) {
+        return AppendInteger(out, static_cast<std::int32_t>(value));
+    }
+    return detail::AppendShortestFloat(out, value);
+}
 
 // A sample line as a 32-bit integer: integer text is read exactly, other numbers are rounded.
 // Nothing when the line is not a number or does not fit.
