@@ -199,12 +199,11 @@ public:
             std::uint32_t* frameWords = words.data() + frame * kWordsPerFrame;
             for (int word = frame == 0 ? kFirstDataWordOfFrame0 : 1; word < kWordsPerFrame;
                  ++word) {
-                const WordShape* shape = NextShape();
-                if (shape == nullptr) {
+                std::uint32_t code = 0;
+                if (!PackNextWord(frameWords[word], code)) {
                     return m_next;
                 }
-                frameWords[word] = PackWord(*shape);
-                frameWords[0] |= shape->code << (2 * (kWordsPerFrame - 1 - word));
+                frameWords[0] |= code << (2 * (kWordsPerFrame - 1 - word));
             }
         }
         return m_next;
@@ -227,38 +226,53 @@ private:
         m_computed = end;
     }
 
-    // The densest shape the pending differences fit; null when the next difference fits none.
-    const WordShape* NextShape() {
+    // Packs the pending differences into the densest shape they fit and gives its code; false,
+    // with nothing packed, when the next difference fits none.
+    bool PackNextWord(std::uint32_t& word, std::uint32_t& code) {
         const int pending = std::min(kEncoderSamples - m_next, kMaxDifferencesPerWord);
         if (m_next + pending > m_computed) {
             ComputeDifferences();
         }
         // The first k pending differences combined, for every k.
-        std::array<std::uint32_t, kMaxDifferencesPerWord + 1> leading{};
+        Leading leading{};
         for (int k = 1; k <= pending; ++k) {
             leading[k] = leading[k - 1] | m_magnitudes[m_next + k - 1];
         }
-        const auto fits = [&](const WordShape& shape) {
-            return shape.count <= pending && FitsWidth(leading[shape.count], shape.width);
-        };
-        if (m_steim1) {
-            const auto found = std::find_if(kSteim1Shapes.begin(), kSteim1Shapes.end(), fits);
-            return found == kSteim1Shapes.end() ? nullptr : &*found;
-        }
-        const auto found = std::find_if(kSteim2Shapes.begin(), kSteim2Shapes.end(), fits);
-        return found == kSteim2Shapes.end() ? nullptr : &*found;
+        return m_steim1 ? PackFirstFitting<kSteim1Shapes>(leading, pending, word, code)
+                        : PackFirstFitting<kSteim2Shapes>(leading, pending, word, code);
     }
 
-    std::uint32_t PackWord(const WordShape& shape) {
-        if (m_next == 0 && !FitsWidth(m_firstMagnitude, shape.width)) {
+    using Leading = std::array<std::uint32_t, kMaxDifferencesPerWord + 1>;
+
+    // Tries the shapes in order, each packed by code of its own: the branch that picks a shape
+    // then also decides how many fields are packed, as counts change from word to word.
+    template <const auto& shapes, std::size_t index = 0>
+    bool PackFirstFitting(const Leading& leading, int pending, std::uint32_t& word,
+                          std::uint32_t& code) {
+        if constexpr (index == shapes.size()) {
+            return false;
+        } else {
+            constexpr WordShape shape = shapes[index];
+            if (shape.count > pending || !FitsWidth(leading[shape.count], shape.width)) {
+                return PackFirstFitting<shapes, index + 1>(leading, pending, word, code);
+            }
+            word = shape.subCode << 30 | PackFields<shape.count, shape.width>();
+            code = shape.code;
+            return true;
+        }
+    }
+
+    template <int count, int width> std::uint32_t PackFields() {
+        if (m_next == 0 && !FitsWidth(m_firstMagnitude, width)) {
             m_differences[0] = 0;
         }
-        const std::uint32_t mask = shape.width == 32 ? ~0u : (1u << shape.width) - 1;
-        std::uint32_t word = shape.code >= 2 && !m_steim1 ? shape.subCode << 30 : 0;
-        for (int field = shape.count - 1; field >= 0; --field) {
-            word |= (static_cast<std::uint32_t>(m_differences[m_next++]) & mask)
-                    << (field * shape.width);
+        constexpr std::uint32_t mask = width == 32 ? ~0u : (1u << width) - 1;
+        std::uint32_t word = 0;
+        for (int field = 0; field < count; ++field) {
+            word |= (static_cast<std::uint32_t>(m_differences[m_next + field]) & mask)
+                    << ((count - 1 - field) * width);
         }
+        m_next += count;
         return word;
     }
 
