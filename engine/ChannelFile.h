@@ -38,13 +38,9 @@ public:
     explicit ChannelFileReader(const std::filesystem::path& path);
     const HeaderValues& Header() const { return m_header; }
     // The next sample's text (trimmed); blank lines are skipped. False at the end. Inline: it
-    // runs once for every sample. Blanks are all at or below ' ': a line that neither starts
-    // nor ends with one, as sample lines do, needs no trimming.
+    // runs once for every sample.
     bool NextSample(std::string_view& text) {
         while (m_lines.Next(text)) {
-            if (!text.empty() && text.front() > ' ' && text.back() > ' ') {
-                return true;
-            }
             text = TrimBlanks(text);
             if (!text.empty()) {
                 return true;
