@@ -3,8 +3,9 @@
 // A breakdown times the stages of Vibrex's conversions on their own, in this process. Then what
 // an archive of short recordings feels: the vibrex executable and the reference as whole
 // processes, one per file, in milliseconds a file.
-// Usage: bench_mseed [samples] [rounds] [short files]   (default 10 000 000 samples, 5 rounds,
-//        1 000 files of 3 000 samples)
+// Usage: bench_mseed [samples] [rounds] [short files] [vibrex]   (default 10 000 000 samples,
+//        5 rounds, 1 000 files of 3 000 samples, the vibrex built beside this benchmark; another
+//        executable, such as a copy of an earlier build, times the per-file figures of that one)
 //        bench_mseed --reference-sac input.mseed output.sac   (the reference as a program)
 //        bench_mseed --reference-mseed input.sac output.mseed
 #include "../BenchSupport.h"
@@ -400,7 +401,8 @@ void CompareProcesses(const char* name, const char* ourName,
 
 // `files` short miniSEED recordings converted to SAC, each by its own process of vibrex and of
 // the reference; then `vibrex --version` beside /bin/true, the least any process costs.
-void PerFile(const Path& folder, const char* self, long files, int rounds) {
+void PerFile(const Path& folder, const char* self, const std::string& vibrex, long files,
+             int rounds) {
     unsetenv("DISPLAY"); // no progress windows: a batch run on a server
     unsetenv("WAYLAND_DISPLAY");
     bench::WriteSyntheticPsn(folder / "short.psn", kShortSamples);
@@ -410,10 +412,9 @@ void PerFile(const Path& folder, const char* self, long files, int rounds) {
         const Path input = folder / ("short" + std::to_string(i) + ".mseed");
         std::filesystem::copy_file(folder / "short.mseed", input);
         const std::string output = (folder / ("short" + std::to_string(i))).string();
-        ours.push_back(
-            {VIBREX_EXECUTABLE, "CONVERT," + input.string() + "," + output + ".sac,SAC"});
+        ours.push_back({vibrex, "CONVERT," + input.string() + "," + output + ".sac,SAC"});
         theirs.push_back({self, "--reference-sac", input.string(), output + ".ref.sac"});
-        versions.push_back({VIBREX_EXECUTABLE, "--version"});
+        versions.push_back({vibrex, "--version"});
         trues.push_back({"/bin/true"});
     }
     std::printf("%ld miniSEED files of %ld samples -> SAC, one process each; load average %s\n",
@@ -443,6 +444,7 @@ int main(int argc, char** argv) {
     const long samples = argc > 1 ? std::atol(argv[1]) : 10'000'000;
     const int rounds = argc > 2 ? std::atoi(argv[2]) : 5;
     const long shortFiles = argc > 3 ? std::atol(argv[3]) : 1000;
+    const std::string vibrex = argc > 4 ? argv[4] : VIBREX_EXECUTABLE;
     bench::ScratchFolder scratch;
     const Path folder = scratch.Path();
     const Path psn = folder / "in.psn";
@@ -491,6 +493,8 @@ int main(int argc, char** argv) {
     if (samples <= 20'000'000) {
         Breakdown(mseed, psn, folder, samples);
     }
-    PerFile(folder, argv[0], shortFiles, rounds);
+    if (shortFiles > 0) {
+        PerFile(folder, argv[0], vibrex, shortFiles, rounds);
+    }
     return 0;
 }
