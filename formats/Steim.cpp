@@ -226,6 +226,8 @@ private:
         m_computed = end;
     }
 
+    using Leading = std::array<std::uint32_t, kMaxDifferencesPerWord + 1>;
+
     // Packs the pending differences into the densest shape they fit and gives its code; false,
     // with nothing packed, when the next difference fits none.
     bool PackNextWord(std::uint32_t& word, std::uint32_t& code) {
@@ -241,8 +243,6 @@ private:
         return m_steim1 ? PackFirstFitting<kSteim1Shapes>(leading, pending, word, code)
                         : PackFirstFitting<kSteim2Shapes>(leading, pending, word, code);
     }
-
-    using Leading = std::array<std::uint32_t, kMaxDifferencesPerWord + 1>;
 
     // Tries the shapes in order, each packed by code of its own: the branch that picks a shape
     // then also decides how many fields are packed, as counts change from word to word.

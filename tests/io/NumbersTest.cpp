@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vibrex::test {
@@ -33,7 +35,14 @@ TEST(NumberText, IntegersAsToCharsWritesThem) {
 TEST(NumberText, WholeFloatsAsTheirShortestText) {
     // Beside the loops' values: zero, fractions, the last whole float below 2^24, and wholes
     // beyond it.
-    std::vector<float> values = {-0.0f, 0.5f, 16777215.5f, 16777215.0f, 16777218.0f, 2.0e9f};
+    std::vector<float> values = {-0.0f,
+                                 0.5f,
+                                 16777215.5f,
+                                 16777215.0f,
+                                 16777218.0f,
+                                 2.0e9f,
+                                 std::numeric_limits<float>::infinity(),
+                                 std::numeric_limits<float>::quiet_NaN()};
     for (std::int32_t multiple = 0; multiple <= (1 << 24); multiple += 100000) {
         values.push_back(static_cast<float>(multiple));
     }
@@ -45,6 +54,17 @@ TEST(NumberText, WholeFloatsAsTheirShortestText) {
             const std::string expected = signed_ == 0 ? "0" : ToCharsText(signed_); // never "-0"
             EXPECT_EQ(NumberToText(signed_), expected);
         }
+    }
+}
+
+// Blanks are spaces, tabs and line ends, at either end; other characters, even below ' ', stay.
+TEST(NumberText, TrimsBlanksAtEitherEnd) {
+    const std::pair<std::string_view, std::string_view> cases[] = {
+        {"-12", "-12"}, {" 7", "7"},    {"7\t", "7"},       {"\r\n 3 \t", "3"}, {"   ", ""},
+        {"", ""},       {"1 2", "1 2"}, {"\0015", "\0015"}, {"5\177", "5\177"},
+    };
+    for (const auto& [text, trimmed] : cases) {
+        EXPECT_EQ(TrimBlanks(text), trimmed) << text;
     }
 }
 
