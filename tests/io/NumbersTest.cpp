@@ -33,16 +33,12 @@ TEST(NumberText, IntegersAsToCharsWritesThem) {
 
 // Whole floats are written as integer text, which must be the shortest text all the same.
 TEST(NumberText, WholeFloatsAsTheirShortestText) {
-    // Beside the loops' values: zero, fractions, the last whole float below 2^24, and wholes
-    // beyond it.
-    std::vector<float> values = {-0.0f,
-                                 0.5f,
-                                 16777215.5f,
-                                 16777215.0f,
-                                 16777218.0f,
-                                 2.0e9f,
-                                 std::numeric_limits<float>::infinity(),
-                                 std::numeric_limits<float>::quiet_NaN()};
+    // Beside the loops' values: zero, fractions, the last whole float below 2^24, wholes beyond
+    // it, and the values that are no number at all.
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+    std::vector<float> values = {-0.0f,       0.5f,   16777215.5f, 16777215.0f,
+                                 16777218.0f, 2.0e9f, kInfinity,   kNaN};
     for (std::int32_t multiple = 0; multiple <= (1 << 24); multiple += 100000) {
         values.push_back(static_cast<float>(multiple));
     }
