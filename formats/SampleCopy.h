@@ -22,12 +22,13 @@ struct SampleGroups {
     std::size_t samples;
 };
 
-// Copies `count` samples from the input's current position: `writeGroup(bytes, samples)` writes
-// the lines of one group, of which the last may hold fewer samples. Progress is ticked a chunk at
+// Copies `count` samples from the input's current position a chunk at a time:
+// `writeChunk(bytes, groups, samples)` writes the lines of `groups` whole groups holding `samples`
+// samples, of which the last group may hold fewer than the others. Progress is ticked a chunk at
 // a time; false when the user aborted. Throws when the file ends first.
-template <typename WriteGroup>
-bool CopySampleGroups(InputFile& in, std::int64_t count, SampleGroups layout,
-                      ReaderContext& context, WriteGroup writeGroup) {
+template <typename WriteChunk>
+bool CopySampleChunks(InputFile& in, std::int64_t count, SampleGroups layout,
+                      ReaderContext& context, WriteChunk writeChunk) {
     constexpr std::int64_t kChunkGroups = 16384;
     const auto perGroup = static_cast<std::int64_t>(layout.samples);
     std::vector<unsigned char> chunk(static_cast<std::size_t>(kChunkGroups) * layout.bytes);
@@ -36,19 +37,30 @@ bool CopySampleGroups(InputFile& in, std::int64_t count, SampleGroups layout,
         if (!in.ReadExact(chunk.data(), static_cast<std::size_t>(groups) * layout.bytes)) {
             throw std::runtime_error("The file ends before its last sample.");
         }
-        std::int64_t copied = 0;
-        for (std::int64_t group = 0; group < groups; ++group) {
-            const std::int64_t samples = std::min(perGroup, left - copied);
-            writeGroup(chunk.data() + group * static_cast<std::int64_t>(layout.bytes),
-                       static_cast<std::size_t>(samples));
-            copied += samples;
-        }
+        const std::int64_t copied = std::min(groups * perGroup, left);
+        writeChunk(chunk.data(), static_cast<std::size_t>(groups),
+                   static_cast<std::size_t>(copied));
         left -= copied;
         if (!context.Tick(copied)) {
             return false;
         }
     }
     return true;
+}
+
+// The same, group by group: `writeGroup(bytes, samples)` writes the lines of one group, of which
+// the last may hold fewer samples.
+template <typename WriteGroup>
+bool CopySampleGroups(InputFile& in, std::int64_t count, SampleGroups layout,
+                      ReaderContext& context, WriteGroup writeGroup) {
+    return CopySampleChunks(
+        in, count, layout, context,
+        [&](const unsigned char* bytes, std::size_t groups, std::size_t samples) {
+            for (std::size_t group = 0; group < groups; ++group) {
+                writeGroup(bytes + group * layout.bytes, std::min(layout.samples, samples));
+                samples -= std::min(layout.samples, samples);
+            }
+        });
 }
 
 // Throws the "Can't open" detail for an input that did not open.
@@ -97,9 +109,11 @@ void CopyEachChannel(ReaderContext& context, const Channels& channels, Copy copy
 inline bool CopyFloatSamples(InputFile& in, ByteOrder order, std::int64_t count,
                              ReaderContext& context, OutputFile& out) {
     const float sign = context.DataInversion() ? -1.0f : 1.0f;
-    return CopySampleGroups(in, count, {4, 1}, context,
-                            [&](const unsigned char* bytes, std::size_t) {
-                                out.NumberLine(LoadAs<float>(bytes, order) * sign);
+    return CopySampleChunks(in, count, {4, 1}, context,
+                            [&](const unsigned char* bytes, std::size_t, std::size_t samples) {
+                                out.NumberLines(samples, [&](std::size_t i) {
+                                    return LoadAs<float>(bytes + 4 * i, order) * sign;
+                                });
                             });
 }
 

@@ -137,22 +137,9 @@ void OutputFile::WriteBeyondBuffer(const void* bytes, std::size_t count) {
 }
 
 void OutputFile::IntegerLines(std::span<const std::int32_t> values) {
-    constexpr std::size_t kLongestLine = 13; // "-2147483648" and the line end
-    constexpr std::size_t kLinesAtOnce = 4096;
-    while (!values.empty()) {
-        const auto lines = values.first(std::min(values.size(), kLinesAtOnce));
-        // Room for the 8 bytes a number's digits are stored as, past the last line's end.
-        char* const start = Room(lines.size() * kLongestLine + 8);
-        char* out = start;
-        for (const std::int32_t value : lines) {
-            out = AppendInteger(out, value);
-            out[0] = '\r';
-            out[1] = '\n';
-            out += 2;
-        }
-        m_used += static_cast<std::size_t>(out - start);
-        values = values.subspan(lines.size());
-    }
+    // "-2147483648" and the line end; the 8 bytes a number's digits are stored as stay inside.
+    AppendLines<13>(values.size(),
+                    [values](char* out, std::size_t i) { return AppendInteger(out, values[i]); });
 }
 
 void OutputFile::Line(std::string_view text) {

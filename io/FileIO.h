@@ -119,6 +119,12 @@ public:
     // A line for each value: a whole record of samples written with the write position kept
     // in a register rather than updated in memory after every line.
     void IntegerLines(std::span<const std::int32_t> values);
+    // A line for each of `count` numbers, `numberAt(i)` giving the i-th, written as IntegerLines
+    // writes its lines.
+    template <typename NumberAt> void NumberLines(std::size_t count, NumberAt numberAt) {
+        AppendLines<32 + 2>(
+            count, [&](char* out, std::size_t i) { return AppendNumber(out, numberAt(i)); });
+    }
     void NumberLine(double value) {
         AppendLine([value](char* out) { return AppendNumber(out, value); });
     }
@@ -137,6 +143,25 @@ public:
     void Close();
 
 private:
+    // Lines written a batch at a time, with the write position kept in a register rather than
+    // updated in memory after every line: `append(out, i)` writes the i-th line's number and
+    // returns its end; with the line end, a line takes at most `longestLine` bytes.
+    template <std::size_t longestLine, typename Append>
+    void AppendLines(std::size_t count, Append append) {
+        constexpr std::size_t kLinesAtOnce = (48 << 10) / longestLine;
+        for (std::size_t first = 0; first < count; first += kLinesAtOnce) {
+            const std::size_t last = std::min(count, first + kLinesAtOnce);
+            char* const start = Room((last - first) * longestLine);
+            char* out = start;
+            for (std::size_t i = first; i < last; ++i) {
+                out = append(out, i);
+                out[0] = '\r';
+                out[1] = '\n';
+                out += 2;
+            }
+            m_used += static_cast<std::size_t>(out - start);
+        }
+    }
     // A number's text and the line end, written straight into the buffer.
     template <typename Append> void AppendLine(Append append) {
         constexpr std::size_t kLongestLine = 32 + 2;
