@@ -145,7 +145,8 @@ public:
 private:
     // Lines written a batch at a time, with the write position kept in a register rather than
     // updated in memory after every line: `append(out, i)` writes the i-th line's number and
-    // returns its end; with the line end, a line takes at most `longestLine` bytes.
+    // returns its end; with the line end, a line takes at most `longestLine` bytes. A batch's
+    // room, 48 KiB, fits the buffer a file starts with.
     template <std::size_t longestLine, typename Append>
     void AppendLines(std::size_t count, Append append) {
         constexpr std::size_t kLinesAtOnce = (48 << 10) / longestLine;
