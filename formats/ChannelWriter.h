@@ -15,8 +15,9 @@
 // A header never states another count than the samples written after it. The samples in the
 // intermediate channel file are the recording; its "Number of Samples" only announces them and
 // may differ (a damaged input, an edited header). A writer whose header comes before the samples
-// counts them first (CountChannelSamples) or puts the count in once they are written
-// (OutputFile::Overwrite); a count that its field cannot hold fails the file with both counts.
+// counts them first (CountChannelSamples) or corrects the count once they are written, where it
+// differs (OutputFile::Overwrite: an output whose count was right streams to a pipe); a count
+// that its field cannot hold fails the file with both counts.
 namespace vibrex {
 
 struct ChannelFiles {

@@ -265,10 +265,13 @@ SacHeader BuildHeader(const HeaderValues& values) {
     return header;
 }
 
-// Writes one channel's SAC file, its NPTS set once the samples are counted; false when the user
-// aborted.
+// Writes one channel's SAC file, its NPTS corrected once the samples are counted; false when the
+// user aborted.
 bool WriteChannel(ChannelFiles& files, WriterContext& context) {
     SacHeader header = BuildHeader(files.in.Header());
+    const std::int32_t announced =
+        HeaderWholeNumber(files.in.Header(), kNumberOfSamples).value_or(0);
+    PutInt(header, field::kNpts, announced);
     files.out.Write(header.data(), header.size());
     std::int64_t count = 0;
     std::string_view text;
@@ -284,8 +287,11 @@ bool WriteChannel(ChannelFiles& files, WriterContext& context) {
     if (count > std::numeric_limits<std::int32_t>::max()) {
         FailCountBeyond(std::numeric_limits<std::int32_t>::max(), files.in.Header(), "SAC");
     }
-    PutInt(header, field::kNpts, static_cast<std::int32_t>(count));
-    files.out.Overwrite(field::kNpts, header.data() + field::kNpts, sizeof(std::int32_t));
+    // A count that came out as announced stays as written, so such an output streams to a pipe.
+    if (count != announced) {
+        PutInt(header, field::kNpts, static_cast<std::int32_t>(count));
+        files.out.Overwrite(field::kNpts, header.data() + field::kNpts, sizeof(std::int32_t));
+    }
     return true;
 }
 

@@ -170,7 +170,8 @@ bool PutSample(OutputFile& out, double value, std::int32_t bitCount) {
 bool WriteChannel(ChannelFiles& files, WriterContext& context, const WavSettings& settings) {
     const HeaderValues& values = files.in.Header();
     Layout layout = ChannelLayout(values, settings);
-    files.out.Write(BuildHeader(layout).data(), kHeaderSize);
+    const WavHeader announced = BuildHeader(layout);
+    files.out.Write(announced.data(), kHeaderSize);
 
     // Scaling by a power of two is exact, so one product equals multiplying then dividing.
     const double scale =
@@ -184,8 +185,11 @@ bool WriteChannel(ChannelFiles& files, WriterContext& context, const WavSettings
             return false;
         }
     }
+    // Sizes that came out as announced stay as written, so such an output streams to a pipe.
     layout.sampleCount = static_cast<double>(count);
-    files.out.Overwrite(0, BuildHeader(layout).data(), kHeaderSize);
+    if (const WavHeader written = BuildHeader(layout); written != announced) {
+        files.out.Overwrite(0, written.data(), kHeaderSize);
+    }
     return true;
 }
 
