@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstdio>
 #include <random>
 
@@ -469,7 +470,7 @@ std::string ClsConverter::LimitProblem(const std::vector<const FileRecord*>& fil
                 continue;
             }
             const auto rate = ParseNumber(channel[kSps].value);
-            if (!rate || !(*rate > 0)) {
+            if (!rate || !(*rate > 0) || !std::isfinite(*rate)) {
                 return name + " needs a sampling rate; " + where + " has none.";
             }
             if (limits.rateProblem != nullptr) {

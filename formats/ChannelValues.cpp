@@ -3,6 +3,7 @@
 #include "io/Numbers.h"
 
 #include <charconv>
+#include <cmath>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -60,7 +61,7 @@ std::optional<double> HeaderNumber(const HeaderValues& values, int property) {
 
 double RequiredRate(const HeaderValues& values, std::string_view format) {
     const auto rate = HeaderNumber(values, kSps);
-    if (!rate || !(*rate > 0)) {
+    if (!rate || !(*rate > 0) || !std::isfinite(*rate)) {
         throw std::runtime_error(std::string(format) + " needs a sampling rate; the channel has " +
                                  (rate ? "\"" + values[kSps] + "\"." : std::string("none.")));
     }

@@ -17,8 +17,8 @@ std::optional<double> HeaderNumber(const HeaderValues& values, int property);
 std::optional<float> HeaderFloat(const HeaderValues& values, int property);
 // Rounded half to even; a value beyond 32 bits fails as well.
 std::optional<std::int32_t> HeaderWholeNumber(const HeaderValues& values, int property);
-// The channel's sampling rate, for a format that must store one: a channel without a positive
-// rate fails, naming the format, rather than be written with a rate of 0.
+// The channel's sampling rate, for a format that must store one: a channel without a positive,
+// finite rate fails, naming the format, rather than be written with a rate of 0.
 double RequiredRate(const HeaderValues& values, std::string_view format);
 
 namespace detail {

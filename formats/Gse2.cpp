@@ -419,15 +419,6 @@ std::string DateAndTimeText(const HeaderValues& values) {
 constexpr std::int64_t kMaxSamples = 99999999; // eight columns
 constexpr FormatLimits kGseLimits{0, 0, kMaxSamples, true};
 
-double RateOf(const HeaderValues& values) {
-    const auto rate = HeaderNumber(values, kSps);
-    if (!rate || !(*rate > 0.0) || !std::isfinite(*rate)) {
-        throw std::runtime_error("The sampling rate \"" + values[kSps] +
-                                 "\" is not a positive number of samples per second.");
-    }
-    return *rate;
-}
-
 // A text field, cut to its width and padded with blanks.
 std::string TextColumn(std::string_view text, std::size_t width) {
     std::string column(text.substr(0, width));
@@ -459,7 +450,7 @@ std::string Wid2Line(const HeaderValues& values, SampleText text, std::int64_t c
     line += ' ' + TextColumn(AuxIdOf(values), 4);
     line += text == SampleText::Cm6 ? " CM6 " : " INT ";
     line += samples;
-    line += ' ' + ColumnText({RateOf(values), 11, 6, 'f', "sampling rate"});
+    line += ' ' + ColumnText({RequiredRate(values, "GSE2.0"), 11, 6, 'f', "sampling rate"});
     line +=
         ' ' + ColumnText({HeaderNumber(values, kSensorSensitivity).value_or(kDefaultCalibration),
                           10, 4, 'e', "calibration"});

@@ -242,6 +242,8 @@ TEST_F(Sac, FailuresNameTheirCause) {
          "The sample \"one\" is not a number."},
         {PsnText({"Number of Samples: 1"}, {"1"}),
          "SAC needs a sampling rate; the channel has none."},
+        {PsnText({"SPS: inf", "Number of Samples: 1"}, {"1"}),
+         "SAC needs a sampling rate; the channel has \"inf\"."},
     };
     for (const auto& [bytes, detail] : cases) {
         ASSERT_TRUE(Add(Input("in", bytes), FileFormat::SAC, m_folder / "out.sac"));
