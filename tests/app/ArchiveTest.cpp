@@ -164,7 +164,7 @@ void ExpectCleanRun(const test::ProcessResult& run, const std::vector<Recording>
 TEST(Archive, EightProcessesAtOnceShareOneProgramFolderAndOneOutputFolder) {
     TempFolder folder;
     const std::filesystem::path program = PrivateProgramCopy(folder);
-    const std::vector<Recording> recordings = MakeArchive(folder / "in", 200, folder.Path());
+    const std::vector<Recording> recordings = MakeArchive(folder / "in", 48, folder.Path());
     const std::filesystem::path outFolder = folder / "out";
     std::filesystem::create_directory(outFolder);
     std::string commands;
@@ -181,7 +181,7 @@ TEST(Archive, EightProcessesAtOnceShareOneProgramFolderAndOneOutputFolder) {
     ExpectCleanRun(run, recordings, outputs, outFolder, outputs, folder, program);
 }
 
-// The line docs/archives.md gives, over a tree of a few hundred recordings.
+// The line docs/archives.md gives, over a tree of a few dozen recordings.
 TEST(Archive, GnuParallelConvertsEveryRecordingOfATree) {
     if (std::system("command -v parallel >/dev/null 2>&1") != 0) {
         GTEST_SKIP() << "GNU parallel is not installed; scripts/setup.sh --tests installs it";
@@ -189,7 +189,7 @@ TEST(Archive, GnuParallelConvertsEveryRecordingOfATree) {
     TempFolder folder;
     const std::filesystem::path program = PrivateProgramCopy(folder);
     const std::filesystem::path archive = folder / "archive";
-    const std::vector<Recording> recordings = MakeArchive(archive, 240, folder.Path());
+    const std::vector<Recording> recordings = MakeArchive(archive, 30, folder.Path());
     const test::ProcessResult run =
         RunShell(folder, "export PATH=" + Quote(program.parent_path().string()) +
                              ":\"$PATH\"; find archive -type f ! -name '*.mseed' ! -name '.*' |"
