@@ -2,7 +2,6 @@
 #include "io/ByteOrder.h"
 #include "support/TestSupport.h"
 
-#include <cctype>
 #include <gtest/gtest.h>
 #include <map>
 
@@ -18,29 +17,21 @@ std::string Bytes(std::size_t size, char fill = '\x7f') {
     return std::string(size, fill);
 }
 
-template <typename T> void Put(std::string& bytes, std::size_t offset, T value, ByteOrder order) {
+template <typename T>
+std::string With(std::string bytes, std::size_t offset, T value,
+                 ByteOrder order = ByteOrder::Little) {
     StoreAs(reinterpret_cast<unsigned char*>(bytes.data()) + offset, value, order);
-}
-
-std::string SacBytes(std::int32_t npts, std::size_t size, ByteOrder order) {
-    std::string bytes = Bytes(size, '\0');
-    Put<std::int32_t>(bytes, 340, 1, order);
-    Put<std::int32_t>(bytes, 316, npts, order);
     return bytes;
 }
 
-std::string SuBytes() {
-    std::string bytes = Bytes(240 + 40, '\0');
-    Put<std::int16_t>(bytes, 158, 200, ByteOrder::Little); // day of year
-    Put<std::int16_t>(bytes, 160, 12, ByteOrder::Little);
-    return bytes;
+std::string Sac(std::int32_t npts, std::size_t size, ByteOrder order = ByteOrder::Little,
+                std::int32_t type = 1) {
+    return With(With(Bytes(size, '\0'), 340, type, order), 316, npts, order);
 }
 
-std::string LowerCase(std::string text) {
-    for (char& c : text) {
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    }
-    return text;
+// A trace header whose six checked fields are in range, with the value at `offset` replaced.
+std::string Su(std::size_t offset = 160, std::int16_t value = 12) {
+    return With(With(Bytes(240 + 40, '\0'), 158, std::int16_t{200}), offset, value);
 }
 
 FileFormat Detect(const std::string& bytes) {
@@ -49,61 +40,73 @@ FileFormat Detect(const std::string& bytes) {
     return GuessFileFormat(folder / "probe");
 }
 
-TEST(Detection, TextSignaturesInOrder) {
+// The content tests in their order: the more specific text before the one it extends, only the
+// first comma-separated field, then the binary markers, each at the edges of what it accepts.
+TEST(Detection, EachSignatureAtTheEdgesOfWhatItAccepts) {
     const std::string wid2 = "WID2 2005/08/31 02:33:49.850 RJOB    Z RJOB ";
     ASSERT_EQ(wid2.size(), 44u);
-    EXPECT_EQ(Detect("TIPO=3\r\n"), FileFormat::Ondaro);
-    EXPECT_EQ(Detect("! PSN ASCII CM6 File Format 2.0\r\n"), FileFormat::PSNCM6);
-    EXPECT_EQ(Detect("! PSN ASCII Event File Format 2.0\r\n"), FileFormat::PSNINT);
-    EXPECT_EQ(Detect("  ! psn ascii event file\n"), FileFormat::PSNINT);
-    EXPECT_EQ(Detect(wid2 + "CM6     2000 100.0\n"), FileFormat::GSECM6);
-    EXPECT_EQ(Detect(LowerCase(wid2) + "cm6 \n"), FileFormat::GSECM6);
-    EXPECT_EQ(Detect(wid2 + "INT     2000 100.0\n"), FileFormat::GSEINT);
-    EXPECT_EQ(Detect("DATA_TYPE GSE2.0\n" + wid2 + "CM6\n"), FileFormat::Unknown);
-    EXPECT_EQ(Detect(std::string("U:\x01\x00", 4) + Bytes(100)), FileFormat::SEG2);
-    EXPECT_EQ(Detect("SESAME ASCII data format (SAF) v. 1\n"), FileFormat::SAF);
-    EXPECT_EQ(Detect("! StrataRec datalog\n"), FileFormat::Geonode);
-    EXPECT_EQ(Detect("! GEONODE log\n"), FileFormat::Geonode);
-    EXPECT_EQ(Detect(""), FileFormat::Unknown);
-}
-
-// Only the first comma-separated field is looked at.
-TEST(Detection, CommaCutsTheFirstField) {
-    EXPECT_EQ(Detect("! PSN,ASCII\r\n"), FileFormat::Unknown);
-    const std::string wid2 = "WID2,2005/08/31 02:33:49.850 RJOB    Z RJOB CM6\n";
-    EXPECT_EQ(Detect(wid2), FileFormat::Unknown);
-}
-
-TEST(Detection, BinarySignatures) {
-    EXPECT_EQ(Detect(std::string("P\0\0\0", 4) + Bytes(60)), FileFormat::Seisan);
-    EXPECT_EQ(Detect(std::string("\0\0\0P", 4) + Bytes(60)), FileFormat::Seisan);
-    EXPECT_EQ(Detect(SacBytes(1, 636, ByteOrder::Little)), FileFormat::SAC);
-    EXPECT_EQ(Detect(SacBytes(1, 636, ByteOrder::Big)), FileFormat::SAC);
-    EXPECT_EQ(Detect(SacBytes(0, 632, ByteOrder::Little)), FileFormat::Unknown);
-    EXPECT_EQ(Detect(SacBytes(2, 636, ByteOrder::Little)), FileFormat::Unknown);
-    EXPECT_EQ(Detect("000001D " + Bytes(504)), FileFormat::miniSeed);
-    EXPECT_EQ(Detect("    12D " + Bytes(1024 - 8)), FileFormat::miniSeed);
-    EXPECT_EQ(Detect("000001D " + Bytes(505)), FileFormat::Unknown);
-    EXPECT_EQ(Detect("000001R " + Bytes(504)), FileFormat::Unknown);
-    EXPECT_EQ(Detect("00A001D " + Bytes(504)), FileFormat::Unknown);
-    EXPECT_EQ(Detect(SuBytes()), FileFormat::SU);
-}
-
-// A quality letter other than D falls through to the next test: SU accepts in-range fields.
-TEST(Detection, MiniSeedWithOtherQualityFallsThroughToSu) {
-    std::string bytes = "000001R " + Bytes(504, '\0');
-    Put<std::int16_t>(bytes, 158, 1, ByteOrder::Little);
-    EXPECT_EQ(Detect(bytes), FileFormat::SU);
-}
-
-TEST(Detection, SuRangesAreChecked) {
-    std::string bytes = SuBytes();
-    Put<std::int16_t>(bytes, 158, 367, ByteOrder::Little);
-    EXPECT_EQ(Detect(bytes), FileFormat::Unknown);
-    bytes = SuBytes();
-    Put<std::int16_t>(bytes, 164, 61, ByteOrder::Little);
-    EXPECT_EQ(Detect(bytes), FileFormat::Unknown);
-    EXPECT_EQ(Detect(SuBytes().substr(0, 239)), FileFormat::Unknown);
+    const std::string seg2 = std::string("U:\x01\x00", 4);
+    const std::pair<std::string, FileFormat> cases[] = {
+        {"TIPO=3\r\n", FileFormat::Ondaro},
+        {"! PSN ASCII CM6 File Format 2.0\r\n", FileFormat::PSNCM6},
+        {"! PSN ASCII Event File Format 2.0\r\n", FileFormat::PSNINT},
+        {"  ! psn ascii event file\n", FileFormat::PSNINT},
+        {"! PSN,ASCII\r\n", FileFormat::Unknown},
+        {wid2 + "CM6     2000 100.0\n", FileFormat::GSECM6},
+        {"wid2 2005/08/31 02:33:49.850 rjob    z rjob cm6 \n", FileFormat::GSECM6},
+        {wid2 + "INT     2000 100.0\n", FileFormat::GSEINT},
+        {wid2 + "IN\n", FileFormat::Unknown},
+        {"WID2,2005/08/31 02:33:49.850 RJOB    Z RJOB CM6\n", FileFormat::Unknown},
+        {"DATA_TYPE GSE2.0\n" + wid2 + "CM6\n", FileFormat::Unknown},
+        {seg2 + Bytes(100), FileFormat::SEG2},
+        {"U", FileFormat::Unknown},
+        {"SESAME ASCII data format (SAF) v. 1\n", FileFormat::SAF},
+        {"! StrataRec datalog\n", FileFormat::Geonode},
+        {"! GEONODE log\n", FileFormat::Geonode},
+        {"", FileFormat::Unknown},
+        {std::string("P\0\0\0", 4) + Bytes(60), FileFormat::Seisan},
+        {std::string("\0\0\0P", 4) + Bytes(60), FileFormat::Seisan},
+        {std::string("P\0\0\1", 4) + Bytes(60), FileFormat::Unknown},
+        {std::string("\0\0\0", 3), FileFormat::Unknown},
+        {Sac(1, 636), FileFormat::SAC},
+        {Sac(1, 636, ByteOrder::Big), FileFormat::SAC},
+        {Sac(1, 636, ByteOrder::Little, 51), FileFormat::SAC},
+        {Sac(1, 636, ByteOrder::Little, 5), FileFormat::Unknown},
+        {Sac(0, 632), FileFormat::Unknown},
+        {Sac(2, 636), FileFormat::Unknown},
+        {"000001D " + Bytes(504), FileFormat::miniSeed},
+        {"    12D " + Bytes(1024 - 8), FileFormat::miniSeed},
+        {"-00001D " + Bytes(504), FileFormat::miniSeed},
+        {"000001D " + Bytes(505), FileFormat::Unknown},
+        {"000001R " + Bytes(504), FileFormat::Unknown},
+        {"000001DX" + Bytes(504), FileFormat::Unknown},
+        {"00A001D " + Bytes(504), FileFormat::Unknown},
+        {"      D " + Bytes(504), FileFormat::Unknown},
+        // A quality letter other than D falls through to the next test: SU takes in-range fields.
+        {With("000001R " + Bytes(504, '\0'), 158, std::int16_t{1}), FileFormat::SU},
+        {Su(), FileFormat::SU},
+        {Su().substr(0, 239), FileFormat::Unknown},
+    };
+    for (const auto& [bytes, format] : cases) {
+        EXPECT_EQ(Detect(bytes), format) << bytes.substr(0, 48);
+    }
+    // Each SU field at both ends of its range and one past them.
+    struct Range {
+        std::size_t offset;
+        std::int16_t low;
+        std::int16_t high;
+    };
+    for (const Range range : {Range{34, 0, 2}, Range{124, 0, 2}, Range{158, 1, 366},
+                              Range{160, 0, 24}, Range{162, 0, 60}, Range{164, 0, 60}}) {
+        for (const std::int16_t value : {range.low, range.high}) {
+            EXPECT_EQ(Detect(Su(range.offset, value)), FileFormat::SU) << range.offset;
+        }
+        for (const int value : {range.low - 1, range.high + 1}) {
+            EXPECT_EQ(Detect(Su(range.offset, static_cast<std::int16_t>(value))),
+                      FileFormat::Unknown)
+                << range.offset << ": " << value;
+        }
+    }
 }
 
 TEST(Detection, UnreadablePathIsUnknown) {
