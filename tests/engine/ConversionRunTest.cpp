@@ -297,13 +297,30 @@ TEST_F(RunTest, ReaderFailureFailsOnlyThatFile) {
     EXPECT_TRUE(WorkFolderIsEmpty());
 }
 
+// The name is the start time to the second, station and component: the system's own time, the
+// month-first default that loaders without a date write, or else the text as it stands, and no
+// header value ever makes it a path into another folder.
 TEST_F(RunTest, AutomaticNamesComeFromTheHeader) {
-    AddPsn("a.psn", 30, "VBRX");
+    const std::pair<std::string, std::string> cases[] = {
+        {"2015/03/01 12:30:45.250", "2015-03-01_12-30-45_VBRX_HHZ.psn"},
+        {"01/02/1980 03:04:05", "1980-01-02_03-04-05_VBRX_HHZ.psn"},
+        {"01/02/1980 03:04:05.5", "1980-01-02_03-04-05_VBRX_HHZ.psn"},
+        {"soon.5", "soon_VBRX_HHZ.psn"},
+    };
+    for (const auto& [startTime, name] : cases) {
+        AddPsn("a.psn", 30, "VBRX");
+        engine.SetHeaderProperty(0, 0, kStartTime, startTime);
+        engine.SetFileAutoNaming(0, true);
+        engine.SetFileOutputPath(0, (folder / "ignored-name.psn").string());
+        engine.StartConversion();
+        EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Success) << startTime;
+        EXPECT_EQ(engine.FileOutputFiles(0), std::vector{(folder / name).string()}) << startTime;
+        engine.RemoveFile(0);
+    }
+    AddPsn("b.psn", 30, "../A/B");
     engine.SetFileAutoNaming(0, true);
-    engine.SetFileOutputPath(0, (folder / "ignored-name.psn").string());
     engine.StartConversion();
-    EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Success);
-    EXPECT_TRUE(std::filesystem::exists(folder / "2015-03-01_12-30-45_VBRX_HHZ.psn"));
+    EXPECT_TRUE(std::filesystem::exists(folder / "2015-03-01_12-30-45_..-A-B_HHZ.psn"));
 }
 
 // Written values come back under their keys, "Sensor Station Code" included.
