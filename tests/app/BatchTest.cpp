@@ -96,6 +96,8 @@ TEST_F(BatchTest, EachCommandLineEndsWithItsExitCodeAndReasons) {
         std::vector<std::string> described = {};
     };
     WriteFile(folder / "none.psn", PsnText({"Number of Samples: 0"}, {}));
+    WriteFile(folder / "bad.psn", PsnText({"Number of Samples: 2"}, {"1", "oops"}));
+    WriteFile(folder / "cr.psn", PsnText({"Number of Samples: 1", "Station Code: A\rB"}, {"1"}));
     const std::vector<Case> cases = {
         {{"convert", ",", "quake.psn", ",", "copy.psn", ",", "psntextascii"}, 0, "", 0},
         {{"MERGE,quake.psn,one.seg2,SEG2"}, 0, "", 0},
@@ -106,7 +108,7 @@ TEST_F(BatchTest, EachCommandLineEndsWithItsExitCodeAndReasons) {
         {{"CONVERT,absent.psn,x.psn,PSNINT"}, 2},
         {{"MERGE,quake.psn,absent.psn,x.psn,SEG2"}, 2},
         {{"CONVERT,quake.psn,no-folder/x.psn,PSNINT"}, 3},
-        {{"CONVERT,junk.bin,x.psn,PSNINT"}, 4},
+        {{"CONVERT,junk.bin,x.psn,PSNINT"}, 4, "Unrecognized file format: junk.bin"},
         {{"CONVERT,empty.psn,x.psn,PSNINT"}, 4},
         {{"CONVERT,one.psn,x.psn,PSNINT"}, 4},
         {{"CONVERT,none.psn,x.psn,PSNINT"},
@@ -134,6 +136,7 @@ TEST_F(BatchTest, EachCommandLineEndsWithItsExitCodeAndReasons) {
         // Nothing that stands at an output path is harmed, and a write error names its cause.
         // Standard output is a pipe here: headers whose counts came out right are not revisited.
         {{"CONVERT,big.psn,/dev/full,PSNINT"}, 6, "(No space left on device)"},
+        {{"MERGE,bad.psn,quake.psn,all.seg2,SEG2"}, 6, "Merge failed: bad.psn: Failed: The sample"},
         {{"CONVERT,quake.psn,/dev/null,PSNINT"}, 0, "", 0},
         {{"CONVERT,quake.psn,/dev/stdout,SAC"}, 0, "", 0},
         {{"CONVERT,quake.psn,/dev/stdout,WAV (Audio)"}, 0, "", 0},
@@ -145,6 +148,8 @@ TEST_F(BatchTest, EachCommandLineEndsWithItsExitCodeAndReasons) {
         // naming them is refused outright.
         {{"INFO,quake.psn,absent.psn,junk.bin"}, 2, "", 2, {"File: quake.psn"}},
         {{"INFO,junk.bin,quake.psn,quake.psn"}, 4, "", 1, {"File: quake.psn", "File: quake.psn"}},
+        {{"INFO,b.psn"}, 0, "", 0, {"File: b.psn"}},
+        {{"INFO,cr.psn"}, 0, "\n  Sensor Station Code: A B\n", 0, {"File: cr.psn"}}, // one line
         {{"INFO"}, 8},
         {{"INFO" + Repeated(",b.psn", 100)},
          0,
@@ -163,8 +168,8 @@ TEST_F(BatchTest, EachCommandLineEndsWithItsExitCodeAndReasons) {
         EXPECT_EQ(Lines(run.stderrText).size(), c.reasons) << run.stderrText;
         EXPECT_EQ(Lines(run.stdoutText, "File: "), c.described) << c.words.back();
     }
-    for (const char* output :
-         {"all.psn", "all.saf", "x.saf", "x.su", "x.gse", "x.mseed", "x.wav", "x.sac"}) {
+    for (const char* output : {"all.psn", "all.saf", "all.seg2", "x.saf", "x.su", "x.gse",
+                               "x.mseed", "x.wav", "x.sac"}) {
         EXPECT_FALSE(std::filesystem::exists(folder / output)) << output;
     }
     EXPECT_EQ(ReadFile(folder / "quake.psn"), input);
