@@ -238,27 +238,6 @@ TEST_F(MainWindow, ARunGoesPastFailuresAndOffersTheirReasonsAtTheEnd) {
     EXPECT_EQ(Text(1, Model::ColumnFileName), "bad.psn");
 }
 
-// Closing the window during a run asks first. Yes aborts the run and the window goes once the
-// run has cleaned up; No keeps converting.
-TEST_F(MainWindow, ClosingDuringARunAsksWhetherToAbort) {
-    PrepareRunStoppingAtThirtyPercent([&] { EXPECT_FALSE(window->close()); });
-    prompter.answer = false;
-    Click("CmdConvert");
-    ASSERT_EQ(prompter.messages.size(), 1u);
-    EXPECT_EQ(prompter.LastText(), "A conversion is running.\r\nAbort it and close the window?");
-    EXPECT_TRUE(window->isVisible());
-    EXPECT_EQ(Text(1, Model::ColumnStatus), "Success");
-
-    std::filesystem::remove_all(Output());
-    std::filesystem::create_directories(Output());
-    AtThirtyPercent([&] { EXPECT_FALSE(window->close()); });
-    prompter.answer = true;
-    Click("CmdConvert");
-    EXPECT_FALSE(window->isVisible());
-    EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted");
-    EXPECT_TRUE(std::filesystem::is_empty(Output())) << "the run stopped at its first file";
-}
-
 TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
     Drop({WritePsn("quake.psn"), WritePsn("other.psn")});
     ChooseFormat(0, FileFormat::SAC);
@@ -346,7 +325,7 @@ TEST_F(MainWindow, TheDeleteKeyRemovesTheCurrentRowAndKeepsTheRowNumber) {
 }
 
 // Each key of the window with the first thing it does in an empty window.
-TEST_F(MainWindow, KeysAddStartAndAbort) {
+TEST_F(MainWindow, KeysAddAndStart) {
     window->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
     struct Case {
@@ -369,19 +348,36 @@ TEST_F(MainWindow, KeysAddStartAndAbort) {
         EXPECT_EQ(prompter.unscriptedDialogs, c.dialogs);
         EXPECT_EQ(prompter.LastText(), c.message);
     }
+}
 
-    bool pressed = false;
-    // Escape clicks Abort, so this is also the Abort button's test.
+// Escape clicks Abort, so this is also the Abort button's test. Closing the window during a run
+// asks first: No keeps converting; Yes aborts the run, and the window goes once the run has
+// cleaned up.
+TEST_F(MainWindow, EscapeAbortsARunAndClosingAsksFirst) {
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
     PrepareRunStoppingAtThirtyPercent([&] {
-        pressed = true;
         EXPECT_FALSE(Find<QPushButton>("CmdConvert")->isEnabled());
         QTest::keyClick(window.get(), Qt::Key_Escape);
     });
     QTest::keyClick(window.get(), Qt::Key_Return, Qt::ControlModifier);
-    ASSERT_TRUE(pressed) << "Ctrl+Return did not start the run";
     EXPECT_TRUE(window->isVisible());
     EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted");
     EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
+    for (const bool yes : {false, true}) {
+        std::filesystem::remove_all(Output());
+        std::filesystem::create_directories(Output());
+        AtThirtyPercent([&] { EXPECT_FALSE(window->close()); });
+        prompter.answer = yes;
+        prompter.messages.clear();
+        Click("CmdConvert");
+        ASSERT_EQ(prompter.messages.size(), 1u);
+        EXPECT_EQ(prompter.LastText(),
+                  "A conversion is running.\r\nAbort it and close the window?");
+        EXPECT_EQ(window->isVisible(), !yes);
+        EXPECT_EQ(Text(yes ? 0 : 1, Model::ColumnStatus), yes ? "Aborted" : "Success");
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(Output())) << "the run stopped at its first file";
 }
 
 class FirstStart : public ::testing::Test, protected MainWindowTest {
