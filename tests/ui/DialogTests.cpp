@@ -85,8 +85,8 @@ TEST_F(Dialogs, AHeaderEditReachesTheEngine) {
         EXPECT_NE(cells->item(station, 1)->background(), fresh);
         return Accept(dialog);
     });
-    DoubleClick(0, FileTableModel::ColumnFileName);
-    EXPECT_EQ(Text(0, FileTableModel::ColumnOutputFormat), "PSNINT");
+    DoubleClick(0, Model::ColumnFileName);
+    EXPECT_EQ(Text(0, Model::ColumnOutputFormat), "PSNINT");
     EXPECT_EQ(engine->HeaderProperty(0, 0, kStationCode), "EDIT");
 }
 
@@ -101,7 +101,7 @@ TEST_F(Dialogs, TheSaveDialogCompletesTheExtension) {
             save.selectFile(typed);
             return Accept(save);
         });
-        DoubleClick(0, FileTableModel::ColumnOutputFileName);
+        DoubleClick(0, Model::ColumnOutputFileName);
         EXPECT_EQ(engine->FileOutputPath(0), (Output() / "out.sac").string()) << typed;
     }
     EXPECT_EQ(CompleteExtension("/data/out.txt", ".sac"), "/data/out.txt");

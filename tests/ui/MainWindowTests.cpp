@@ -10,8 +10,6 @@
 namespace vibrex::test {
 namespace {
 
-using Model = FileTableModel;
-
 class MainWindow : public ::testing::Test, protected MainWindowTest {
 protected:
     void ExpectRefusal(const QString& text, int row, Model::Column column) {

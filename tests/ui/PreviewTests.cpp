@@ -4,12 +4,11 @@
 
 #include <QScrollArea>
 #include <QSignalSpy>
+#include <algorithm>
 #include <cstring>
 
 namespace vibrex::test {
 namespace {
-
-using Model = FileTableModel;
 
 class Preview : public ::testing::Test, protected MainWindowTest {
 protected:
@@ -29,22 +28,12 @@ protected:
     }
 };
 
-struct Extremes {
-    float lowest;
-    float highest;
-};
-
 // A little-endian SAC file's samples are the 4-byte floats after its 632-byte header.
-Extremes SacExtremes(const std::filesystem::path& path) {
+std::vector<float> SacSamples(const std::filesystem::path& path) {
     const std::string bytes = ReadFile(path);
-    Extremes extremes{std::numeric_limits<float>::max(), std::numeric_limits<float>::lowest()};
-    for (std::size_t at = 632; at + 4 <= bytes.size(); at += 4) {
-        float sample = 0;
-        std::memcpy(&sample, bytes.data() + at, 4);
-        extremes.lowest = std::min(extremes.lowest, sample);
-        extremes.highest = std::max(extremes.highest, sample);
-    }
-    return extremes;
+    std::vector<float> samples((bytes.size() - 632) / 4);
+    std::memcpy(samples.data(), bytes.data() + 632, samples.size() * 4);
+    return samples;
 }
 
 // Where the trace colour appears: its top and bottom rows, its first and last columns, and how
@@ -92,9 +81,10 @@ TEST_F(Preview, ARealRecordingDrawsOneTraceBetweenItsExtremesAndItsOutputMatches
     ASSERT_EQ(input.size(), 1u) << Pane().InputView().Notice().toStdString();
     EXPECT_EQ(input[0].component, "LHZ");
     EXPECT_EQ(input[0].envelope.Count(), 6140);
-    const Extremes extremes = SacExtremes(file);
-    EXPECT_EQ(static_cast<float>(input[0].envelope.Lowest()), extremes.lowest);
-    EXPECT_EQ(static_cast<float>(input[0].envelope.Highest()), extremes.highest);
+    const std::vector<float> samples = SacSamples(file);
+    const auto [lowest, highest] = std::minmax_element(samples.begin(), samples.end());
+    EXPECT_EQ(static_cast<float>(input[0].envelope.Lowest()), *lowest);
+    EXPECT_EQ(static_cast<float>(input[0].envelope.Highest()), *highest);
     // The envelope spans its band: the extremes touch the band's edges.
     const QImage picture = Find<WaveformView>("WaveInput")->grab().toImage();
     EXPECT_GT(FindTrace(picture).Height(), picture.height() / 2);

@@ -27,6 +27,8 @@
 
 namespace vibrex::test {
 
+using Model = FileTableModel;
+
 // Answers every message box and modal dialog in place of the user, and records the messages.
 // Dialogs are answered in the order the scripts were queued; one without a script is
 // cancelled.
