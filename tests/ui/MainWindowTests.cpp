@@ -44,13 +44,14 @@ protected:
     }
 };
 
-TEST_F(MainWindow, DroppedFilesFillTheGridAndRefusedOnesAreReported) {
-    const auto first = WritePsn("first.psn");
+// Each recording takes a row; the Delete key removes the current row and the current row number
+// stays.
+TEST_F(MainWindow, DroppedFilesFillTheGridRefusedOnesAreReportedAndDeleteTakesOneOut) {
     const auto second = WritePsn("second.psn");
     WriteFile(folder / "notes.txt", "just text\r\n");
-    Drop({first, (folder / "notes.txt").string(), second});
+    Drop({WritePsn("first.psn"), (folder / "notes.txt").string(), second, WritePsn("third.psn")});
 
-    ASSERT_EQ(grid->model()->rowCount(), 2);
+    ASSERT_EQ(grid->model()->rowCount(), 3);
     EXPECT_EQ(Text(1, Model::ColumnFileName), "second.psn");
     EXPECT_EQ(Text(1, Model::ColumnFileFormat), "PSNINT");
     EXPECT_EQ(Text(1, Model::ColumnChannelsCount), "1");
@@ -62,6 +63,11 @@ TEST_F(MainWindow, DroppedFilesFillTheGridAndRefusedOnesAreReported) {
     ASSERT_EQ(prompter.messages.size(), 1u);
     EXPECT_EQ(prompter.LastText(), QString::fromStdString("Unrecognized file format.\r\n" +
                                                           (folder / "notes.txt").string()));
+    grid->setCurrentIndex(Cell(1, Model::ColumnStatus));
+    QTest::keyClick(grid, Qt::Key_Delete);
+    ASSERT_EQ(grid->model()->rowCount(), 2);
+    EXPECT_EQ(Text(1, Model::ColumnFileName), "third.psn");
+    EXPECT_EQ(grid->currentIndex(), Cell(1, Model::ColumnStatus));
 }
 
 TEST_F(MainWindow, TheComboSetsTheCurrentFileOrEveryFile) {
@@ -261,8 +267,14 @@ TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
     EXPECT_EQ(Text(0, Model::ColumnOutputFileName), "quake_y.psn");
 }
 
-// The folders and the window's options come back after a restart.
+// The folders and the window's options and measures come back after a restart.
 TEST_F(MainWindow, SettingsComeBackAfterClosing) {
+    // It opens as small as it may be made, wide enough for its column titles.
+    EXPECT_EQ(window->minimumSize(), window->size());
+    for (int column = 0; column < Model::ColumnProgress; ++column) {
+        EXPECT_GE(grid->columnWidth(column), grid->horizontalHeader()->sectionSizeHint(column));
+    }
+    EXPECT_EQ(grid->textElideMode(), Qt::ElideMiddle);
     Drop({WritePsn("in/a.psn")});
     prompter.dialogs.push_back([](QDialog& about) {
         about.findChild<QCheckBox*>("ChkNoLogo")->setChecked(false);
@@ -311,15 +323,6 @@ TEST_F(MainWindow, SettingsComeBackAfterClosing) {
     ChooseFormat(0, FileFormat::WAV);
     EXPECT_EQ(engine->WAVFactor(0), 250);
     EXPECT_EQ(engine->WAVBitCount(0), 16);
-}
-
-TEST_F(MainWindow, TheDeleteKeyRemovesTheCurrentRowAndKeepsTheRowNumber) {
-    Drop({WritePsn("a.psn"), WritePsn("b.psn"), WritePsn("c.psn")});
-    grid->setCurrentIndex(Cell(1, Model::ColumnStatus));
-    QTest::keyClick(grid, Qt::Key_Delete);
-    ASSERT_EQ(grid->model()->rowCount(), 2);
-    EXPECT_EQ(Text(1, Model::ColumnFileName), "c.psn");
-    EXPECT_EQ(grid->currentIndex(), Cell(1, Model::ColumnStatus));
 }
 
 // Each key of the window with the first thing it does in an empty window.
@@ -404,14 +407,6 @@ TEST_F(FirstStart, TheOutputFolderIsHomeThenTheFirstInputsFolder) {
     Click("CmdConvert");
     EXPECT_EQ(Text(0, Model::ColumnStatus), "Success");
     EXPECT_TRUE(std::filesystem::exists(folder / "in" / "a_out.sac"));
-}
-
-TEST_F(MainWindow, CannotBeMadeSmallerThanItOpenedAndItsTitlesFit) {
-    EXPECT_EQ(window->minimumSize(), window->size());
-    for (int column = 0; column < Model::ColumnProgress; ++column) {
-        EXPECT_GE(grid->columnWidth(column), grid->horizontalHeader()->sectionSizeHint(column));
-    }
-    EXPECT_EQ(grid->textElideMode(), Qt::ElideMiddle);
 }
 
 } // namespace
