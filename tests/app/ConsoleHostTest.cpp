@@ -40,18 +40,5 @@ TEST(ProgressLine, ShowsPercentRateAndTimeLeftWithinTheWidth) {
     }
 }
 
-TEST(ConsoleHost, WritesNothingWhenTheStreamIsNoTerminal) {
-    std::FILE* stream = std::tmpfile();
-    ASSERT_NE(stream, nullptr);
-    {
-        ConsoleHost host(stream);
-        host.OpenProgressWindow(200);
-        host.UpdateProgressWindow(100);
-        host.CloseProgressWindow();
-    }
-    EXPECT_EQ(std::ftell(stream), 0);
-    std::fclose(stream);
-}
-
 } // namespace
 } // namespace vibrex::test
