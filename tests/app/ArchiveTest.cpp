@@ -86,18 +86,26 @@ std::vector<Recording> ReadBackAll(const std::vector<std::filesystem::path>& pat
     return found;
 }
 
-class Archive : public ::testing::Test {
-protected:
-    // The run succeeded silently, every output holds its recording (station and every
-    // sample), `root` holds exactly `expected` and the program folder holds nothing.
-    void ExpectCleanRun(const ProcessResult& run, const std::vector<Recording>& recordings,
-                        const std::vector<std::filesystem::path>& outputs,
-                        const std::filesystem::path& root,
-                        const std::vector<std::filesystem::path>& expected) const {
+// Eight processes at once share one program folder and one output folder, each output in the
+// format after its input's so that every reader and writer runs under load; then GNU parallel
+// converts the tree in place with the line docs/archives.md gives. Each run succeeds silently,
+// every output holds its recording (station and every sample), the folder written holds exactly
+// what it should and the program folder holds nothing.
+TEST(Archive, ManyProcessesAtOnceConvertATreeOfRecordings) {
+    TempFolder folder;
+    const std::filesystem::path program = PrivateProgramCopy(folder);
+    const std::filesystem::path archive = folder / "archive";
+    const std::vector<Recording> recordings = MakeArchive(archive, 30, folder.Path());
+    const auto expectCleanRun = [&](const std::string& command,
+                                    const std::vector<std::filesystem::path>& outputs,
+                                    const std::filesystem::path& root,
+                                    const std::vector<std::filesystem::path>& expected) {
+        const ProcessResult run = RunShell(folder, command);
         EXPECT_EQ(run.exitCode, 0);
         EXPECT_TRUE(run.stderrText.empty()) << run.stderrText.substr(0, 2000);
-        std::filesystem::create_directory(folder / "read-back");
-        const std::vector<Recording> found = ReadBackAll(outputs, folder / "read-back");
+        const std::filesystem::path scratch = folder / ("read-back-" + root.filename().string());
+        std::filesystem::create_directory(scratch);
+        const std::vector<Recording> found = ReadBackAll(outputs, scratch);
         for (std::size_t i = 0; i < recordings.size(); ++i) {
             EXPECT_EQ(found[i].station, recordings[i].station) << outputs[i];
             EXPECT_EQ(found[i].samples, recordings[i].samples) << outputs[i];
@@ -110,49 +118,34 @@ protected:
         }
         EXPECT_EQ(files, std::set<std::filesystem::path>(expected.begin(), expected.end()));
         EXPECT_EQ(LeftInProgramFolder(program), std::vector<std::string>{});
-    }
+    };
 
-    TempFolder folder;
-    const std::filesystem::path program = PrivateProgramCopy(folder);
-};
-
-// Each output in the format after its input's, so every reader and writer runs under load.
-TEST_F(Archive, EightProcessesAtOnceShareOneProgramFolderAndOneOutputFolder) {
-    const std::vector<Recording> recordings = MakeArchive(folder / "in", 48, folder.Path());
-    const std::filesystem::path outFolder = folder / "out";
-    std::filesystem::create_directory(outFolder);
+    std::filesystem::create_directory(folder / "out");
     std::string commands;
     std::vector<std::filesystem::path> outputs;
     for (std::size_t i = 0; i < recordings.size(); ++i) {
         const Kind& kind = kKinds[(i + 1) % kKinds.size()];
-        outputs.push_back(outFolder / ("out" + std::to_string(i) + kind.extension));
+        outputs.push_back(folder / "out" / ("out" + std::to_string(i) + kind.extension));
         commands += "CONVERT," + recordings[i].path.string() + "," + outputs.back().string() + "," +
                     ClsConverter::FileFormatToString(kind.format) + "\n";
     }
     WriteFile(folder / "commands.txt", commands);
-    const ProcessResult run =
-        RunShell(folder, "xargs -d '\\n' -n 1 -P 8 " + Quote(program.string()) + " <commands.txt");
-    ExpectCleanRun(run, recordings, outputs, outFolder, outputs);
-}
+    expectCleanRun("xargs -d '\\n' -n 1 -P 8 " + Quote(program.string()) + " <commands.txt",
+                   outputs, folder / "out", outputs);
 
-// The line docs/archives.md gives, over a tree of a few dozen recordings.
-TEST_F(Archive, GnuParallelConvertsEveryRecordingOfATree) {
     if (std::system("command -v parallel >/dev/null 2>&1") != 0) {
         GTEST_SKIP() << "GNU parallel is not installed; scripts/setup.sh --tests installs it";
     }
-    const std::filesystem::path archive = folder / "archive";
-    const std::vector<Recording> recordings = MakeArchive(archive, 30, folder.Path());
-    const ProcessResult run =
-        RunShell(folder, "export PATH=" + Quote(program.parent_path().string()) +
-                             ":\"$PATH\"; find archive -type f ! -name '*.mseed' ! -name '.*' |"
-                             " parallel vibrex \"CONVERT,{},{.}.mseed,miniSeed\"");
-    std::vector<std::filesystem::path> outputs;
     std::vector<std::filesystem::path> everyFile;
+    outputs.clear();
     for (const Recording& recording : recordings) {
         outputs.push_back(std::filesystem::path(recording.path).replace_extension(".mseed"));
         everyFile.insert(everyFile.end(), {recording.path, outputs.back()});
     }
-    ExpectCleanRun(run, recordings, outputs, archive, everyFile);
+    expectCleanRun("export PATH=" + Quote(program.parent_path().string()) +
+                       ":\"$PATH\"; find archive -type f ! -name '*.mseed' ! -name '.*' |"
+                       " parallel vibrex \"CONVERT,{},{.}.mseed,miniSeed\"",
+                   outputs, archive, everyFile);
 }
 
 } // namespace
