@@ -49,22 +49,18 @@ protected:
 };
 
 // Scripts and logs get no progress: a success leaves stderr empty. A terminal of unknown width
-// is taken for 80 columns; on a narrower one the name loses its beginning.
+// is taken for 80 columns; on a narrower one the name loses its beginning. Each case: the setup,
+// the first line, and what the last shows whatever the rate.
 TEST_F(BatchTest, ATerminalSeesALineForTheFileUpToItsEnd) {
-    struct Case {
-        std::string setup;
-        std::string first; // line, with its label
-        std::string full;  // the label fits whatever the rate
-    };
-    for (const Case& c :
-         {Case{"", "\rquake.psn    0%  -- samples/s  --:-- left", "\rquake.psn  100%  "},
-          Case{"stty cols 41; ", "\r...e.psn    0%  -- samples/s  --:-- left", "  100%  "}}) {
+    for (const auto& [setup, first, last] :
+         {std::tuple{"", "\rquake.psn    0%  -- samples/s  --:-- left", "\rquake.psn  100%  "},
+          {"stty cols 41; ", "\r...e.psn    0%  -- samples/s  --:-- left", "  100%  "}}) {
         const std::string inner =
-            c.setup + Quote(VIBREX_EXECUTABLE) + " CONVERT,quake.psn,copy.sac,SAC";
+            setup + Quote(VIBREX_EXECUTABLE) + " CONVERT,quake.psn,copy.sac,SAC";
         const std::string shown =
             RunShell(folder, "script -qec " + Quote(inner) + " /dev/null").stdoutText;
-        EXPECT_TRUE(shown.starts_with(c.first + "\033[K")) << shown;
-        EXPECT_NE(shown.find(c.full), std::string::npos) << shown;
+        EXPECT_TRUE(shown.starts_with(first + std::string("\033[K"))) << shown;
+        EXPECT_NE(shown.find(last), std::string::npos) << shown;
         EXPECT_TRUE(shown.ends_with(" left\033[K\r\n")) << shown; // the pseudo-terminal adds \r
     }
 }
@@ -101,9 +97,7 @@ TEST_F(BatchTest, EachCommandLineEndsWithItsExitCodeAndReasons) {
         {{"CONVERT,junk.bin,x.psn,PSNINT"}, 4, "Unrecognized file format: junk.bin"},
         {{"CONVERT,empty.psn,x.psn,PSNINT"}, 4},
         {{"CONVERT,one.psn,x.psn,PSNINT"}, 4},
-        {{"CONVERT,none.psn,x.psn,PSNINT"},
-         4,
-         "none.psn: File corrupted: unreadable samples count."},
+        {{"CONVERT,none.psn,x.psn,PSNINT"}, 4, "none.psn: File corrupted: unreadable samples"},
         {{"MERGE,b.psn,b.psn,all.seg2,SEG2"}, 4, "loaded: b.psn: File already loaded."},
         {{"CONVERT,quake.psn,x.wav,WAV"}, 5},
         {{"MERGE,quake.psn,b.psn,all.psn,PSNINT"}, 7},

@@ -95,9 +95,8 @@ TEST(ProgramFolders, BesideABuildCopyInTheUsersFoldersForAnInstalledOne) {
         EXPECT_EQ(found.settingsFile, c.settingsFile) << c.executable;
         EXPECT_EQ(found.workFolderParent, c.workFolderParent) << c.executable;
     }
-    struct stat status {};
-    ASSERT_EQ(stat((temporary / user).c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, 0700U);
+    EXPECT_EQ(std::filesystem::status(temporary / user).permissions(),
+              std::filesystem::perms::owner_all);
     // A folder of that name that others may enter is not used.
     std::filesystem::remove(temporary / user);
     std::filesystem::create_directory(temporary / user);
