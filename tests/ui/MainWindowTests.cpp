@@ -111,7 +111,8 @@ TEST_F(MainWindow, StartRefusesEachProblemOnItsCell) {
     Click("CmdConvert");
     EXPECT_EQ(prompter.LastText(), "There isn't any file to convert.");
 
-    Drop({WritePsn("a.psn"), WritePsn("sub/a.psn")});
+    const auto path = WritePsn("a.psn", 32768);
+    Drop({path, WritePsn("sub/a.psn")});
     ChooseFormat(0, FileFormat::PSNINT);
     Click("CmdConvert");
     ExpectRefusal("Output format missing.", 1, Model::ColumnOutputFormat);
@@ -136,12 +137,8 @@ TEST_F(MainWindow, StartRefusesEachProblemOnItsCell) {
     Click("CmdConvert");
     ExpectRefusal("The input and output file paths and names are the same.", 0,
                   Model::ColumnOutputFileName);
-}
 
-// What an output format cannot take is refused at START, before anything is read.
-TEST_F(MainWindow, WhatTheFormatCannotTakeIsRefusedAtStart) {
-    const auto path = WritePsn("long.psn", 32768);
-    Drop({path});
+    // What the output format cannot take is refused too, before anything is read.
     ChooseFormat(0, FileFormat::SU);
     NameOutputs("_su");
     Click("CmdConvert");
