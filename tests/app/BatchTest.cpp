@@ -49,14 +49,18 @@ protected:
 };
 
 // Scripts and logs get no progress: a success leaves stderr empty. A terminal of unknown width
-// is taken for 80 columns; on a narrower one the name loses its beginning. Each case: the setup,
-// the first line, and what the last shows whatever the rate.
+// is taken for 80 columns; on a narrower one the name loses its beginning. A merge shows its
+// output's name. Each case: the setup, the command, the first line and what the last shows
+// whatever the rate.
 TEST_F(BatchTest, ATerminalSeesALineForTheFileUpToItsEnd) {
-    for (const auto& [setup, first, last] :
-         {std::tuple{"", "\rquake.psn    0%  -- samples/s  --:-- left", "\rquake.psn  100%  "},
-          {"stty cols 41; ", "\r...e.psn    0%  -- samples/s  --:-- left", "  100%  "}}) {
-        const std::string inner =
-            setup + Quote(VIBREX_EXECUTABLE) + " CONVERT,quake.psn,copy.sac,SAC";
+    for (const auto& [setup, command, first, last] :
+         {std::tuple{"", "CONVERT,quake.psn,copy.sac,SAC",
+                     "\rquake.psn    0%  -- samples/s  --:-- left", "\rquake.psn  100%  "},
+          {"stty cols 41; ", "CONVERT,quake.psn,copy.sac,SAC",
+           "\r...e.psn    0%  -- samples/s  --:-- left", "  100%  "},
+          {"", "MERGE,quake.psn,b.psn,all.seg2,SEG2", "\rall.seg2    0%  -- samples/s  --:-- left",
+           "\rall.seg2  100%  "}}) {
+        const std::string inner = setup + Quote(VIBREX_EXECUTABLE) + " " + command;
         const std::string shown =
             RunShell(folder, "script -qec " + Quote(inner) + " /dev/null").stdoutText;
         EXPECT_TRUE(shown.starts_with(first + std::string("\033[K"))) << shown;
