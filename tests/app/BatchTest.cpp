@@ -140,7 +140,7 @@ TEST_F(BatchTest, EachCommandLineEndsWithItsExitCodeAndReasons) {
         {{"INFO,cr.psn"}, 0, "\n  Sensor Station Code: A B\n", 0, {"File: cr.psn"}}, // one line
         {{"INFO"}, 8},
         {{"INFO" + hundred}, 0, "", 0, std::vector<std::string>(100, "File: b.psn")},
-        {{"INFO" + hundred + ",b.psn"}, 8},
+        {{"INFO" + hundred + ",b.psn"}, 8, "INFO takes at most 100 files."},
     };
     const std::string input = ReadFile(folder / "quake.psn");
     for (const Case& c : cases) {

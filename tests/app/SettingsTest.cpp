@@ -37,6 +37,7 @@ TEST(Settings, EveryKeyIsReadAndWrittenBackInItsPlace) {
         ASSERT_TRUE(SaveSettings(LoadSettings(folder / from), saved));
         EXPECT_EQ(ReadFile(saved), text) << from;
     }
+    EXPECT_FALSE(SaveSettings(Settings{}, folder / "mine.ini" / "Vibrex.ini")); // a file's "folder"
 }
 
 // Keys are matched exactly and the last one counts; unknown keys and lines without "=" are
