@@ -19,8 +19,9 @@ TEST(JsonString, EscapesWhatJsonForbidsAndKeepsOnlyValidUtf8) {
         {std::string("\x00\x01\x1F\x7F", 4), "\"\\u0000\\u0001\\u001F\\u007F\""},
         {"caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x8C\x8B",
          "\"caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x8C\x8B\""},
-        {"\xC2\x80 \xE0\xA0\x80 \xF0\x90\x80\x80 \xF4\x8F\xBF\xBF", // first and last
-         "\"\xC2\x80 \xE0\xA0\x80 \xF0\x90\x80\x80 \xF4\x8F\xBF\xBF\""},
+        // the first and last code point of each length
+        {"\xC2\x80 \xDF\xBF \xE0\xA0\x80 \xEF\xBF\xBF \xF0\x90\x80\x80 \xF4\x8F\xBF\xBF",
+         "\"\xC2\x80 \xDF\xBF \xE0\xA0\x80 \xEF\xBF\xBF \xF0\x90\x80\x80 \xF4\x8F\xBF\xBF\""},
         {"caf\xE9", "\"caf\\u00E9\""},      // Latin-1
         {"end\xC3", "\"end\\u00C3\""},      // sequence cut short
         {"\xC3(", "\"\\u00C3(\""},          // continuation missing
