@@ -10,60 +10,58 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace vibrex {
+namespace vibrex::test {
 namespace {
 
-using test::ReadFile;
-using test::TempFolder;
-using test::WriteFile;
-
-// The four keys come first, in their order; the window's options follow.
-TEST(Settings, SaveThenLoadReproducesEveryValue) {
+// What a file holds is read and written back unchanged: every key, the four first, the window's
+// options after them. With no file yet, as at a first start, the defaults are saved.
+TEST(Settings, EveryKeyIsReadAndWrittenBackInItsPlace) {
     TempFolder folder;
-    const Settings saved{.inputPath = "/data/in",
-                         .inputFormat = 7,
-                         .outputPath = "/data/out",
-                         .startupLogo = true,
-                         .merge = true,
-                         .applyToAll = true,
-                         .originalFolder = true,
-                         .wavFactor = 250,
-                         .wavBitCount = 16,
-                         .wavSamplingRate = 8000,
-                         .windowGeometry = "10,20,1100,700",
-                         .splitterSizes = "150,290",
-                         .columnWidths = "321,100,84,100,160,100"};
-    const std::filesystem::path file = folder / "config/Vibrex/Vibrex.ini"; // folders made too
-    ASSERT_TRUE(SaveSettings(saved, file));
-    const std::string text = ReadFile(file);
-    EXPECT_TRUE(text.starts_with("Input path=/data/in\r\nInput format=7\r\n"
-                                 "Output path=/data/out\r\nStartup logo=True\r\nMerge files=True"))
-        << text;
-    EXPECT_NE(text.find("\r\nWAV sample rate=8000\r\nWindow geometry=10,20,1100,700\r\n"),
-              std::string::npos);
-    EXPECT_EQ(LoadSettings(file), saved);
+    const std::string defaults =
+        "Input path=\r\nInput format=0\r\nOutput path=\r\nStartup logo=False\r\n"
+        "Merge files=False\r\nInvert signal polarity=False\r\n"
+        "Apply output format to all files=False\r\n"
+        "Save each file in the original folder=False\r\nWAV amplification factor=1\r\n"
+        "WAV bit count=32\r\nWAV sample rate=0\r\nWindow geometry=\r\nSplitter sizes=\r\n"
+        "Column widths=\r\n";
+    const std::string mine =
+        "Input path=/data/in\r\nInput format=7\r\nOutput path=/data/out\r\nStartup logo=True\r\n"
+        "Merge files=True\r\nInvert signal polarity=False\r\n"
+        "Apply output format to all files=True\r\n"
+        "Save each file in the original folder=False\r\nWAV amplification factor=250\r\n"
+        "WAV bit count=16\r\nWAV sample rate=8000\r\nWindow geometry=10,20,1100,700\r\n"
+        "Splitter sizes=150,290\r\nColumn widths=321,100,84,100,160,100\r\n";
+    WriteFile(folder / "mine.ini", mine);
+    const std::filesystem::path saved = folder / "config/Vibrex/Vibrex.ini"; // folders made too
+    for (const auto& [from, text] : {std::pair{"absent.ini", defaults}, {"mine.ini", mine}}) {
+        ASSERT_TRUE(SaveSettings(LoadSettings(folder / from), saved));
+        EXPECT_EQ(ReadFile(saved), text) << from;
+    }
+    EXPECT_FALSE(SaveSettings(Settings{}, folder / "mine.ini" / "Vibrex.ini")); // a file's "folder"
 }
 
-TEST(Settings, UnknownKeysAndOddLinesAreSkipped) {
+// Keys are matched exactly and the last one counts; unknown keys and lines without "=" are
+// skipped. Numbers count as booleans, and a number that is none, or too large, reads as 0.
+TEST(Settings, EachLineIsReadOnItsOwn) {
     TempFolder folder;
-    WriteFile(folder / "Vibrex.ini", "Colour=blue\nno equals sign\nstartup logo=False\n"
-                                     "Startup logo=True\nInput format=2.5\nOutput path=a=b\n");
-    const Settings loaded = LoadSettings(folder / "Vibrex.ini");
-    EXPECT_TRUE(loaded.startupLogo);
-    EXPECT_EQ(loaded.inputFormat, 2); // half to even
-    EXPECT_EQ(loaded.outputPath, "a=b");
-    EXPECT_EQ(loaded.inputPath, "");
-}
-
-TEST(Settings, MissingFileGivesDefaultsAndNumbersCountAsBooleans) {
-    TempFolder folder;
-    const Settings defaults = LoadSettings(folder / "absent.ini");
-    EXPECT_EQ(defaults.inputFormat, 0);
-    EXPECT_FALSE(defaults.startupLogo);
-    WriteFile(folder / "Vibrex.ini", "Startup logo=-1\n");
-    EXPECT_TRUE(LoadSettings(folder / "Vibrex.ini").startupLogo);
-    WriteFile(folder / "Vibrex.ini", "Startup logo=0\n");
-    EXPECT_FALSE(LoadSettings(folder / "Vibrex.ini").startupLogo);
+    struct Case {
+        std::string text;
+        bool startupLogo;
+        std::int32_t inputFormat;
+    };
+    const std::vector<Case> cases = {
+        {"Colour=blue\nno equals sign\nstartup logo=False\nStartup logo=True\n", true, 0},
+        {"Startup logo=-1\nInput format=2.5\n", true, 2}, // half to even
+        {"Startup logo=0\nInput format=abc\n", false, 0},
+        {"Startup logo=False\nInput format=1e10\n", false, 0},
+    };
+    for (const Case& c : cases) {
+        WriteFile(folder / "Vibrex.ini", c.text + "Output path=a=b\n");
+        const Settings loaded = LoadSettings(folder / "Vibrex.ini");
+        EXPECT_EQ(loaded.startupLogo, c.startupLogo) << c.text;
+        EXPECT_EQ(loaded.inputFormat, c.inputFormat) << c.text;
+        EXPECT_EQ(loaded.outputPath, "a=b");
+    }
 }
 
 // A copy in its build or unpacked folder keeps everything beside it; an installed one (in a
@@ -98,9 +96,8 @@ TEST(ProgramFolders, BesideABuildCopyInTheUsersFoldersForAnInstalledOne) {
         EXPECT_EQ(found.settingsFile, c.settingsFile) << c.executable;
         EXPECT_EQ(found.workFolderParent, c.workFolderParent) << c.executable;
     }
-    struct stat status {};
-    ASSERT_EQ(stat((temporary / user).c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, 0700U);
+    EXPECT_EQ(std::filesystem::status(temporary / user).permissions(),
+              std::filesystem::perms::owner_all);
     // A folder of that name that others may enter is not used.
     std::filesystem::remove(temporary / user);
     std::filesystem::create_directory(temporary / user);
@@ -120,4 +117,4 @@ TEST(CommandLine, SplitsAtCommasTrimmedAndCapped) {
 }
 
 } // namespace
-} // namespace vibrex
+} // namespace vibrex::test

@@ -1,28 +1,14 @@
 #include "UiTestSupport.h"
 
-#include <QApplication>
-#include <QCheckBox>
 #include <QClipboard>
-#include <QComboBox>
 #include <QDir>
-#include <QFileDialog>
 #include <QHeaderView>
-#include <QImage>
-#include <QLineEdit>
 #include <QMenu>
 #include <QPlainTextEdit>
-#include <QPushButton>
-#include <QRadioButton>
 #include <QSplitter>
-#include <QTableView>
-#include <QTest>
-#include <functional>
-#include <gtest/gtest.h>
 
 namespace vibrex::test {
 namespace {
-
-using Model = FileTableModel;
 
 class MainWindow : public ::testing::Test, protected MainWindowTest {
 protected:
@@ -37,10 +23,7 @@ protected:
     // Two recordings ready to convert; `midRun` runs once, when the first is 30% done, and is
     // expected to stop the run.
     void PrepareRunStoppingAtThirtyPercent(std::function<void()> midRun) {
-        Drop({WritePsn("a.psn", 2000), WritePsn("b.psn", 2000)});
-        Find<QCheckBox>("ChkSameOutput")->setChecked(true);
-        ChooseFormat(0, FileFormat::PSNINT);
-        NameOutputs("_out");
+        ReadyToConvert({WritePsn("a.psn", 2000), WritePsn("b.psn", 2000)}, FileFormat::PSNINT);
         AtThirtyPercent(std::move(midRun));
     }
     void AtThirtyPercent(std::function<void()> midRun) {
@@ -61,13 +44,14 @@ protected:
     }
 };
 
-TEST_F(MainWindow, DroppedFilesFillTheGridAndRefusedOnesAreReported) {
-    const auto first = WritePsn("first.psn");
+// Each recording takes a row; the Delete key removes the current row and the current row number
+// stays.
+TEST_F(MainWindow, DroppedFilesFillTheGridRefusedOnesAreReportedAndDeleteTakesOneOut) {
     const auto second = WritePsn("second.psn");
     WriteFile(folder / "notes.txt", "just text\r\n");
-    Drop({first, (folder / "notes.txt").string(), second});
+    Drop({WritePsn("first.psn"), (folder / "notes.txt").string(), second, WritePsn("third.psn")});
 
-    ASSERT_EQ(grid->model()->rowCount(), 2);
+    ASSERT_EQ(grid->model()->rowCount(), 3);
     EXPECT_EQ(Text(1, Model::ColumnFileName), "second.psn");
     EXPECT_EQ(Text(1, Model::ColumnFileFormat), "PSNINT");
     EXPECT_EQ(Text(1, Model::ColumnChannelsCount), "1");
@@ -79,6 +63,11 @@ TEST_F(MainWindow, DroppedFilesFillTheGridAndRefusedOnesAreReported) {
     ASSERT_EQ(prompter.messages.size(), 1u);
     EXPECT_EQ(prompter.LastText(), QString::fromStdString("Unrecognized file format.\r\n" +
                                                           (folder / "notes.txt").string()));
+    grid->setCurrentIndex(Cell(1, Model::ColumnStatus));
+    QTest::keyClick(grid, Qt::Key_Delete);
+    ASSERT_EQ(grid->model()->rowCount(), 2);
+    EXPECT_EQ(Text(1, Model::ColumnFileName), "third.psn");
+    EXPECT_EQ(grid->currentIndex(), Cell(1, Model::ColumnStatus));
 }
 
 TEST_F(MainWindow, TheComboSetsTheCurrentFileOrEveryFile) {
@@ -122,7 +111,8 @@ TEST_F(MainWindow, StartRefusesEachProblemOnItsCell) {
     Click("CmdConvert");
     EXPECT_EQ(prompter.LastText(), "There isn't any file to convert.");
 
-    Drop({WritePsn("a.psn"), WritePsn("sub/a.psn")});
+    const auto path = WritePsn("a.psn", 32768);
+    Drop({path, WritePsn("sub/a.psn")});
     ChooseFormat(0, FileFormat::PSNINT);
     Click("CmdConvert");
     ExpectRefusal("Output format missing.", 1, Model::ColumnOutputFormat);
@@ -147,25 +137,14 @@ TEST_F(MainWindow, StartRefusesEachProblemOnItsCell) {
     Click("CmdConvert");
     ExpectRefusal("The input and output file paths and names are the same.", 0,
                   Model::ColumnOutputFileName);
-}
 
-// What an output format cannot take is refused at START, before anything is read: SU's
-// samples a trace, SAF's three channels.
-TEST_F(MainWindow, WhatTheFormatCannotTakeIsRefusedAtStart) {
-    const auto path = WritePsn("long.psn", 32768);
-    Drop({path});
+    // What the output format cannot take is refused too, before anything is read.
     ChooseFormat(0, FileFormat::SU);
     NameOutputs("_su");
     Click("CmdConvert");
     ExpectRefusal(QString::fromStdString("SU holds at most 32767 samples a channel; channel 1 of " +
                                          path + " has 32768."),
                   0, Model::ColumnOutputFileName);
-
-    ChooseFormat(0, FileFormat::SAF);
-    NameOutputs("_saf");
-    Click("CmdConvert");
-    ExpectRefusal(QString::fromStdString("SAF holds exactly 3 channels; " + path + " has 1."), 0,
-                  Model::ColumnOutputFileName);
 }
 
 TEST_F(MainWindow, MergeChecksThenAsksForTheMergedName) {
@@ -206,55 +185,58 @@ TEST_F(MainWindow, MergeChecksThenAsksForTheMergedName) {
     EXPECT_NE(engine->FileStatus(0), ConversionStatus::Idle);
 }
 
-TEST_F(MainWindow, ARunEndsInSuccessWithFullBarsPainted) {
-    Drop({WritePsn("a.psn", 400), WritePsn("b.psn", 400), WritePsn("c.psn", 400)});
-    Find<QCheckBox>("ChkSameOutput")->setChecked(true);
-    ChooseFormat(0, FileFormat::PSNINT);
-    NameOutputs("_out");
+// A failure stops nothing: the run goes on to the next file, the failed row keeps the engine's
+// reason, and only the end of the run speaks, offering every reason at once. Finished rows show
+// full bars; Clean keeps the rows that failed.
+TEST_F(MainWindow, ARunGoesPastFailuresAndOffersTheirReasonsAtTheEnd) {
+    WriteFile(folder / "bad.psn", PsnText({"Number of Samples: 2"}, {"1", "oops"}));
+    ReadyToConvert({WritePsn("a.psn", 400), WritePsn("b.psn", 400), (folder / "bad.psn").string(),
+                    WritePsn("c.psn", 400)},
+                   FileFormat::PSNINT);
+    Find<QCheckBox>("ChkInvert")->setChecked(true);
     EXPECT_EQ(PaintedColor(0, 97), QColor(Qt::white));
-
     std::filesystem::remove(folder / "b.psn");
-    prompter.answer = false;
+    QString summary;
+    prompter.dialogs.push_back([&](QDialog& details) {
+        summary = details.findChild<QPlainTextEdit*>("TxtDetails")->toPlainText();
+        return static_cast<int>(QDialog::Rejected);
+    });
     Click("CmdConvert");
     ASSERT_EQ(prompter.messages.size(), 1u) << "one word at the end, none on the way";
-    EXPECT_EQ(prompter.LastText(), "1 of 3 files failed.\r\nShow the details?");
-    EXPECT_EQ(prompter.unscriptedDialogs, 0);
-    EXPECT_EQ(Text(0, Model::ColumnStatus), "Success");
-    EXPECT_EQ(Text(1, Model::ColumnStatus), "File missing");
+    EXPECT_EQ(prompter.LastText(), "2 of 4 files failed.\r\nShow the details?");
+    for (const auto& [row, status] :
+         {std::pair{0, "Success"}, {1, "File missing"}, {2, "Failed"}, {3, "Success"}}) {
+        EXPECT_EQ(Text(row, Model::ColumnStatus), status) << row;
+    }
     EXPECT_FALSE(Cell(1, Model::ColumnProgress).data(Model::ProgressRole).isValid())
         << "no bar on a failed row";
     EXPECT_EQ(Cell(1, Model::ColumnStatus).data(Qt::BackgroundRole).value<QColor>(),
               QColor(Qt::red));
-    EXPECT_EQ(Text(2, Model::ColumnStatus), "Success");
     EXPECT_TRUE(std::filesystem::exists(Output() / "a_out.psn"));
-    EXPECT_EQ(PaintedColor(2, 97), QColor(0, 128, 255));
+    EXPECT_EQ(PaintedColor(3, 97), QColor(0, 128, 255));
     EXPECT_TRUE(Find<QPushButton>("CmdConvert")->isEnabled());
     EXPECT_FALSE(Find<QPushButton>("CmdAbort")->isEnabled());
+    const QString reason = QString::fromStdString(engine->FileErrorText(2)).replace("\r\n", "\n");
+    EXPECT_TRUE(reason.contains("Additional info: Not a sample")) << reason.toStdString();
+    EXPECT_TRUE(summary.endsWith("\nbad.psn: " + reason)) << summary.toStdString();
+    EXPECT_EQ(Cell(2, Model::ColumnStatus).data(Qt::ToolTipRole).toString(), reason);
+
+    prompter.dialogs.push_back([&](QDialog& details) {
+        const auto* text = details.findChild<QPlainTextEdit*>("TxtDetails");
+        EXPECT_EQ(text->toPlainText(), reason);
+        EXPECT_TRUE(text->isReadOnly());
+        EXPECT_TRUE(text->textInteractionFlags() & Qt::TextSelectableByMouse);
+        QTest::mouseClick(details.findChild<QPushButton*>("CmdCopy"), Qt::LeftButton);
+        return static_cast<int>(QDialog::Rejected);
+    });
+    DoubleClick(2, Model::ColumnStatus);
+    EXPECT_TRUE(prompter.dialogs.empty()) << "the details did not open";
+    EXPECT_EQ(QApplication::clipboard()->text(), reason);
 
     Click("CmdClean");
-    ASSERT_EQ(grid->model()->rowCount(), 1);
+    ASSERT_EQ(grid->model()->rowCount(), 2);
     EXPECT_EQ(Text(0, Model::ColumnFileName), "b.psn");
-}
-
-// Closing the window during a run asks first. Yes aborts the run and the window goes once the
-// run has cleaned up; No keeps converting.
-TEST_F(MainWindow, ClosingDuringARunAsksWhetherToAbort) {
-    PrepareRunStoppingAtThirtyPercent([&] { EXPECT_FALSE(window->close()); });
-    prompter.answer = false;
-    Click("CmdConvert");
-    ASSERT_EQ(prompter.messages.size(), 1u);
-    EXPECT_EQ(prompter.LastText(), "A conversion is running.\r\nAbort it and close the window?");
-    EXPECT_TRUE(window->isVisible());
-    EXPECT_EQ(Text(1, Model::ColumnStatus), "Success");
-
-    std::filesystem::remove_all(Output());
-    std::filesystem::create_directories(Output());
-    AtThirtyPercent([&] { EXPECT_FALSE(window->close()); });
-    prompter.answer = true;
-    Click("CmdConvert");
-    EXPECT_FALSE(window->isVisible());
-    EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted");
-    EXPECT_TRUE(std::filesystem::is_empty(Output())) << "the run stopped at its first file";
+    EXPECT_EQ(Text(1, Model::ColumnFileName), "bad.psn");
 }
 
 TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
@@ -282,8 +264,14 @@ TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
     EXPECT_EQ(Text(0, Model::ColumnOutputFileName), "quake_y.psn");
 }
 
-// The folders and the window's options come back after a restart.
+// The folders and the window's options and measures come back after a restart.
 TEST_F(MainWindow, SettingsComeBackAfterClosing) {
+    // It opens as small as it may be made, wide enough for its column titles.
+    EXPECT_EQ(window->minimumSize(), window->size());
+    for (int column = 0; column < Model::ColumnProgress; ++column) {
+        EXPECT_GE(grid->columnWidth(column), grid->horizontalHeader()->sectionSizeHint(column));
+    }
+    EXPECT_EQ(grid->textElideMode(), Qt::ElideMiddle);
     Drop({WritePsn("in/a.psn")});
     prompter.dialogs.push_back([](QDialog& about) {
         about.findChild<QCheckBox*>("ChkNoLogo")->setChecked(false);
@@ -313,7 +301,6 @@ TEST_F(MainWindow, SettingsComeBackAfterClosing) {
     const auto lines = ReadLines(folder / "Vibrex.ini");
     ASSERT_GE(lines.size(), 4u);
     EXPECT_EQ(lines[0], "Input path=" + (folder / "in").string());
-    EXPECT_EQ(lines[2], "Output path=" + Output().string());
     EXPECT_EQ(lines[3], "Startup logo=True");
     const QList<int> split = Find<QSplitter>("SplPreview")->sizes();
     const QSize minimum = window->minimumSize();
@@ -335,54 +322,8 @@ TEST_F(MainWindow, SettingsComeBackAfterClosing) {
     EXPECT_EQ(engine->WAVBitCount(0), 16);
 }
 
-TEST_F(MainWindow, TheDeleteKeyRemovesTheCurrentRowAndKeepsTheRowNumber) {
-    Drop({WritePsn("a.psn"), WritePsn("b.psn"), WritePsn("c.psn")});
-    grid->setCurrentIndex(Cell(1, Model::ColumnStatus));
-    QTest::keyClick(grid, Qt::Key_Delete);
-    ASSERT_EQ(grid->model()->rowCount(), 2);
-    EXPECT_EQ(Text(1, Model::ColumnFileName), "c.psn");
-    EXPECT_EQ(grid->currentIndex(), Cell(1, Model::ColumnStatus));
-}
-
-// A failure stops nothing: the run goes on to the next file, the row keeps the reason, and the
-// end of the run offers all reasons at once.
-TEST_F(MainWindow, AFailedFileOffersTheEnginesReasonOnItsStatusCell) {
-    WriteFile(folder / "bad.psn", PsnText({"Number of Samples: 2"}, {"1", "oops"}));
-    Drop({(folder / "bad.psn").string(), WritePsn("good.psn")});
-    Find<QCheckBox>("ChkSameOutput")->setChecked(true);
-    ChooseFormat(0, FileFormat::PSNINT);
-    NameOutputs("_out");
-    Find<QCheckBox>("ChkInvert")->setChecked(true);
-    QString summary;
-    prompter.dialogs.push_back([&](QDialog& details) {
-        summary = details.findChild<QPlainTextEdit*>("TxtDetails")->toPlainText();
-        return static_cast<int>(QDialog::Rejected);
-    });
-    Click("CmdConvert");
-    ASSERT_EQ(Text(0, Model::ColumnStatus), "Failed");
-    EXPECT_EQ(Text(1, Model::ColumnStatus), "Success");
-    ASSERT_EQ(prompter.messages.size(), 1u);
-    EXPECT_EQ(prompter.LastText(), "1 of 2 files failed.\r\nShow the details?");
-    const QString reason = QString::fromStdString(engine->FileErrorText(0)).replace("\r\n", "\n");
-    EXPECT_TRUE(reason.contains("Additional info: Not a sample")) << reason.toStdString();
-    EXPECT_EQ(summary, "bad.psn: " + reason);
-    EXPECT_EQ(Cell(0, Model::ColumnStatus).data(Qt::ToolTipRole).toString(), reason);
-
-    prompter.dialogs.push_back([&](QDialog& details) {
-        const auto* text = details.findChild<QPlainTextEdit*>("TxtDetails");
-        EXPECT_EQ(text->toPlainText(), reason);
-        EXPECT_TRUE(text->isReadOnly());
-        EXPECT_TRUE(text->textInteractionFlags() & Qt::TextSelectableByMouse);
-        QTest::mouseClick(details.findChild<QPushButton*>("CmdCopy"), Qt::LeftButton);
-        return static_cast<int>(QDialog::Rejected);
-    });
-    DoubleClick(0, Model::ColumnStatus);
-    EXPECT_TRUE(prompter.dialogs.empty()) << "the details did not open";
-    EXPECT_EQ(QApplication::clipboard()->text(), reason);
-}
-
 // Each key of the window with the first thing it does in an empty window.
-TEST_F(MainWindow, KeysAddStartAndAbort) {
+TEST_F(MainWindow, KeysAddAndStart) {
     window->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
     struct Case {
@@ -405,19 +346,36 @@ TEST_F(MainWindow, KeysAddStartAndAbort) {
         EXPECT_EQ(prompter.unscriptedDialogs, c.dialogs);
         EXPECT_EQ(prompter.LastText(), c.message);
     }
+}
 
-    bool pressed = false;
-    // Escape clicks Abort, so this is also the Abort button's test.
+// Escape clicks Abort, so this is also the Abort button's test. Closing the window during a run
+// asks first: No keeps converting; Yes aborts the run, and the window goes once the run has
+// cleaned up.
+TEST_F(MainWindow, EscapeAbortsARunAndClosingAsksFirst) {
+    window->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
     PrepareRunStoppingAtThirtyPercent([&] {
-        pressed = true;
         EXPECT_FALSE(Find<QPushButton>("CmdConvert")->isEnabled());
         QTest::keyClick(window.get(), Qt::Key_Escape);
     });
     QTest::keyClick(window.get(), Qt::Key_Return, Qt::ControlModifier);
-    ASSERT_TRUE(pressed) << "Ctrl+Return did not start the run";
     EXPECT_TRUE(window->isVisible());
     EXPECT_EQ(Text(0, Model::ColumnStatus), "Aborted");
     EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
+    for (const bool yes : {false, true}) {
+        std::filesystem::remove_all(Output());
+        std::filesystem::create_directories(Output());
+        AtThirtyPercent([&] { EXPECT_FALSE(window->close()); });
+        prompter.answer = yes;
+        prompter.messages.clear();
+        Click("CmdConvert");
+        ASSERT_EQ(prompter.messages.size(), 1u);
+        EXPECT_EQ(prompter.LastText(),
+                  "A conversion is running.\r\nAbort it and close the window?");
+        EXPECT_EQ(window->isVisible(), !yes);
+        EXPECT_EQ(Text(yes ? 0 : 1, Model::ColumnStatus), yes ? "Aborted" : "Success");
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(Output())) << "the run stopped at its first file";
 }
 
 class FirstStart : public ::testing::Test, protected MainWindowTest {
@@ -446,14 +404,6 @@ TEST_F(FirstStart, TheOutputFolderIsHomeThenTheFirstInputsFolder) {
     Click("CmdConvert");
     EXPECT_EQ(Text(0, Model::ColumnStatus), "Success");
     EXPECT_TRUE(std::filesystem::exists(folder / "in" / "a_out.sac"));
-}
-
-TEST_F(MainWindow, CannotBeMadeSmallerThanItOpenedAndItsTitlesFit) {
-    EXPECT_EQ(window->minimumSize(), window->size());
-    for (int column = 0; column < Model::ColumnProgress; ++column) {
-        EXPECT_GE(grid->columnWidth(column), grid->horizontalHeader()->sectionSizeHint(column));
-    }
-    EXPECT_EQ(grid->textElideMode(), Qt::ElideMiddle);
 }
 
 } // namespace

@@ -2,23 +2,13 @@
 #include "engine/HeaderProperties.h"
 #include "ui/PreviewPane.h"
 
-#include <QCheckBox>
-#include <QImage>
-#include <QPainter>
-#include <QProgressBar>
 #include <QScrollArea>
-#include <QScrollBar>
 #include <QSignalSpy>
-#include <QTableView>
-#include <QTest>
+#include <algorithm>
 #include <cstring>
-#include <functional>
-#include <gtest/gtest.h>
 
 namespace vibrex::test {
 namespace {
-
-using Model = FileTableModel;
 
 class Preview : public ::testing::Test, protected MainWindowTest {
 protected:
@@ -38,22 +28,12 @@ protected:
     }
 };
 
-struct Extremes {
-    float lowest;
-    float highest;
-};
-
 // A little-endian SAC file's samples are the 4-byte floats after its 632-byte header.
-Extremes SacExtremes(const std::filesystem::path& path) {
+std::vector<float> SacSamples(const std::filesystem::path& path) {
     const std::string bytes = ReadFile(path);
-    Extremes extremes{std::numeric_limits<float>::max(), std::numeric_limits<float>::lowest()};
-    for (std::size_t at = 632; at + 4 <= bytes.size(); at += 4) {
-        float sample = 0;
-        std::memcpy(&sample, bytes.data() + at, 4);
-        extremes.lowest = std::min(extremes.lowest, sample);
-        extremes.highest = std::max(extremes.highest, sample);
-    }
-    return extremes;
+    std::vector<float> samples((bytes.size() - 632) / 4);
+    std::memcpy(samples.data(), bytes.data() + 632, samples.size() * 4);
+    return samples;
 }
 
 // Where the trace colour appears: its top and bottom rows, its first and last columns, and how
@@ -101,9 +81,10 @@ TEST_F(Preview, ARealRecordingDrawsOneTraceBetweenItsExtremesAndItsOutputMatches
     ASSERT_EQ(input.size(), 1u) << Pane().InputView().Notice().toStdString();
     EXPECT_EQ(input[0].component, "LHZ");
     EXPECT_EQ(input[0].envelope.Count(), 6140);
-    const Extremes extremes = SacExtremes(file);
-    EXPECT_EQ(static_cast<float>(input[0].envelope.Lowest()), extremes.lowest);
-    EXPECT_EQ(static_cast<float>(input[0].envelope.Highest()), extremes.highest);
+    const std::vector<float> samples = SacSamples(file);
+    const auto [lowest, highest] = std::minmax_element(samples.begin(), samples.end());
+    EXPECT_EQ(static_cast<float>(input[0].envelope.Lowest()), *lowest);
+    EXPECT_EQ(static_cast<float>(input[0].envelope.Highest()), *highest);
     // The envelope spans its band: the extremes touch the band's edges.
     const QImage picture = Find<WaveformView>("WaveInput")->grab().toImage();
     EXPECT_GT(FindTrace(picture).Height(), picture.height() / 2);
@@ -293,22 +274,19 @@ TEST(PreviewPicture, TheAxisIsLabelledInTimeOfDay) {
         double rate;
         std::int64_t samples;
         int ticks;
-        QStringList firstLabels;
-        QString title;
+        QString first; // the first two labels
+        QString second;
+        QString title = {};
     };
     const auto zero = [](std::int64_t) { return 0.0; };
     const Case cases[] = {
-        {"2026/03/14 02:47:10.0030", 1000, 10, 5, {"02:47:10.004", "02:47:10.006"}, ""},
-        {"2026/03/14 02:47:10.000",
-         100,
-         100,
-         5,
-         {"02:47:10.0", "02:47:10.2"},
+        {"2026/03/14 02:47:10.0030", 1000, 10, 5, "02:47:10.004", "02:47:10.006"},
+        {"2026/03/14 02:47:10.000", 100, 100, 5, "02:47:10.0", "02:47:10.2",
          "Earliest start 2026/03/14 02:47:10.0000, span 1.000 s"},
-        {"2026/03/14 02:47:10.000", 1, 3600, 6, {"02:50", "03:00"}, ""},
-        {"2026/03/14 20:00:00.000", 0.01, 2592, 4, {"2026/03/15", "2026/03/16"}, ""},
-        {"", 100, 1000, 5, {"0", "2"}, "Seconds from each channel's start"},
-        {"2026/03/14 02:47:10.000", 0, 1000, 5, {"0", "200"}, "Samples"},
+        {"2026/03/14 02:47:10.000", 1, 3600, 6, "02:50", "03:00"},
+        {"2026/03/14 20:00:00.000", 0.01, 2592, 4, "2026/03/15", "2026/03/16"},
+        {"", 100, 1000, 5, "0", "2", "Seconds from each channel's start"},
+        {"2026/03/14 02:47:10.000", 0, 1000, 5, "0", "200", "Samples"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.start + " at " + std::to_string(c.rate));
@@ -318,8 +296,8 @@ TEST(PreviewPicture, TheAxisIsLabelledInTimeOfDay) {
         const auto ticks = axis.Ticks(c.ticks);
         ASSERT_GE(ticks.size(), 2u);
         EXPECT_LE(ticks.size(), static_cast<std::size_t>(c.ticks) + 1);
-        EXPECT_EQ(ticks[0].label, c.firstLabels[0]);
-        EXPECT_EQ(ticks[1].label, c.firstLabels[1]);
+        EXPECT_EQ(ticks[0].label, c.first);
+        EXPECT_EQ(ticks[1].label, c.second);
         if (!c.title.isEmpty()) {
             EXPECT_EQ(axis.Title(), c.title);
         }

@@ -1,15 +1,8 @@
 #include "UiTestSupport.h"
 
-#include <QApplication>
-#include <QCheckBox>
 #include <QDialog>
-#include <QLineEdit>
 #include <QMimeData>
-#include <QPushButton>
-#include <QTableView>
-#include <QTest>
 #include <QUrl>
-#include <gtest/gtest.h>
 
 namespace vibrex::test {
 namespace {
@@ -104,14 +97,6 @@ void MainWindowTest::Drop(const std::vector<std::string>& paths) {
     QApplication::sendEvent(grid->viewport(), &drop);
 }
 
-QModelIndex MainWindowTest::Cell(int row, FileTableModel::Column column) const {
-    return grid->model()->index(row, column);
-}
-
-QString MainWindowTest::Text(int row, FileTableModel::Column column) const {
-    return Cell(row, column).data().toString();
-}
-
 void MainWindowTest::DoubleClick(int row, FileTableModel::Column column) {
     const QPoint where = grid->visualRect(Cell(row, column)).center();
     // Qt reports a double click only after a first click at the same place.
@@ -128,10 +113,6 @@ void MainWindowTest::ChooseFormat(int row, FileFormat format) {
     emit combo->activated(item);
 }
 
-void MainWindowTest::Click(const char* buttonName) {
-    QTest::mouseClick(Find<QPushButton>(buttonName), Qt::LeftButton);
-}
-
 void MainWindowTest::NameOutputs(const QString& add, bool keepExtension, bool automatic) {
     prompter.dialogs.push_back([=](QDialog& tool) {
         tool.findChild<QLineEdit*>("TxtAddChar")->setText(add);
@@ -140,6 +121,13 @@ void MainWindowTest::NameOutputs(const QString& add, bool keepExtension, bool au
         return Accept(tool);
     });
     Click("CmdOutNameWiz");
+}
+
+void MainWindowTest::ReadyToConvert(const std::vector<std::string>& paths, FileFormat format) {
+    Drop(paths);
+    Find<QCheckBox>("ChkSameOutput")->setChecked(true);
+    ChooseFormat(0, format);
+    NameOutputs("_out");
 }
 
 } // namespace vibrex::test

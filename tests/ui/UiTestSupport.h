@@ -5,17 +5,29 @@
 #include "ui/FrmMain.h"
 #include "ui/Prompts.h"
 
+#include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
+#include <QFileDialog>
+#include <QImage>
+#include <QLineEdit>
+#include <QPainter>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QScrollBar>
 #include <QString>
+#include <QTableView>
+#include <QTest>
 #include <deque>
 #include <functional>
+#include <gtest/gtest.h>
 #include <memory>
 #include <vector>
 
-class QTableView;
-class QDialog;
-
 namespace vibrex::test {
+
+using Model = FileTableModel;
 
 // Answers every message box and modal dialog in place of the user, and records the messages.
 // Dialogs are answered in the order the scripts were queued; one without a script is
@@ -57,14 +69,22 @@ public:
     // Drops the recordings on the grid, as from a file manager.
     void Drop(const std::vector<std::string>& paths);
 
-    QModelIndex Cell(int row, FileTableModel::Column column) const;
-    QString Text(int row, FileTableModel::Column column) const;
+    QModelIndex Cell(int row, FileTableModel::Column column) const {
+        return grid->model()->index(row, column);
+    }
+    QString Text(int row, FileTableModel::Column column) const {
+        return Cell(row, column).data().toString();
+    }
     void DoubleClick(int row, FileTableModel::Column column);
     // Chooses `format` in the in-cell combo over the row's output format cell.
     void ChooseFormat(int row, FileFormat format);
-    void Click(const char* buttonName);
+    void Click(const char* buttonName) {
+        QTest::mouseClick(Find<QPushButton>(buttonName), Qt::LeftButton);
+    }
     // Runs the output file name tool and confirms it with these options.
     void NameOutputs(const QString& add, bool keepExtension = false, bool automatic = false);
+    // Drops the recordings and readies them all for `format`, each named with "_out" added.
+    void ReadyToConvert(const std::vector<std::string>& paths, FileFormat format);
     template <typename Widget> Widget* Find(const char* name) const {
         return window->findChild<Widget*>(QString::fromLatin1(name));
     }
