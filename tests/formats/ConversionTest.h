@@ -77,31 +77,6 @@ inline std::vector<std::string> Texts(const SampleList& samples) {
     return texts;
 }
 
-// A MANIFEST.tsv time, "2013-01-07T10:30:41.000000", as a time.
-inline std::optional<PreciseTime> ManifestTime(std::string text) {
-    std::replace(text.begin(), text.end(), '-', '/');
-    std::replace(text.begin(), text.end(), 'T', ' ');
-    return ParseTimeText(text);
-}
-
-// A channel's sample lines against its MANIFEST.tsv row: the count, the first five and the
-// last. Whole numbers must match exactly, others in single precision, as the manifest gives
-// them.
-inline void ExpectManifestSamples(const std::vector<std::string>& lines,
-                                  const std::vector<std::string>& row) {
-    ASSERT_EQ(std::to_string(lines.size()), row[9]);
-    std::stringstream expected(row[12] + " " + row[13]);
-    for (const std::size_t i : {0ul, 1ul, 2ul, 3ul, 4ul, lines.size() - 1}) {
-        std::string text;
-        expected >> text;
-        if ((lines[i] + text).find_first_of(".eE") == std::string::npos) {
-            EXPECT_EQ(lines[i], text) << "sample " << i;
-        } else {
-            EXPECT_EQ(std::stof(lines[i]), std::stof(text)) << "sample " << i;
-        }
-    }
-}
-
 // The samples of a PSN ASCII file that Vibrex wrote.
 inline SampleList PsnSamples(const std::filesystem::path& psn) {
     SampleList samples;

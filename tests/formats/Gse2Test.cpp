@@ -26,51 +26,6 @@ std::string Wid2With(std::size_t first, const std::string& text) {
 
 using Gse2 = ConversionTest;
 
-// POSITIVE files are detected, load with the recorded header and samples (their checksums
-// verified on the way) and come back unchanged through miniSEED, GSECM6 and GSEINT; the
-// NEGATIVE one is not detected.
-TEST_F(Gse2, RealFilesBehaveAsTheManifestSays) {
-    const auto folder = TestDataFolder();
-    if (folder.empty()) {
-        GTEST_SKIP() << "no test data folder";
-    }
-    int positives = 0, negatives = 0;
-    for (const auto& row : ManifestRows(folder)) {
-        if (row.size() < 22 || row[1] != "GSE2.0") {
-            continue;
-        }
-        SCOPED_TRACE(row[0]);
-        const auto path = folder / row[0];
-        EXPECT_EQ(static_cast<int>(ClsConverter::GuessFileFormat(path)), std::stoi(row[19]));
-        if (row[21].starts_with("NEGATIVE")) {
-            ++negatives;
-            EXPECT_FALSE(m_engine.AddFile(path.string()));
-            continue;
-        }
-        ++positives;
-        ASSERT_TRUE(Add(path, FileFormat::miniSeed, m_folder / "real.mseed"));
-        ASSERT_EQ(m_engine.FileChannelsCount(0), std::stoi(row[4]));
-        const int channel = std::stoi(row[18]) - 1;
-        const auto property = [&](int index) { return m_engine.HeaderProperty(0, channel, index); };
-        EXPECT_EQ(property(kStationCode) + "|" + property(kComponentName) + "|" +
-                      property(kNumberOfSamples),
-                  row[5] + "|" + row[8] + "|" + row[9]);
-        EXPECT_EQ(ParseNumber(property(kSps)), ParseNumber(row[10]));
-        EXPECT_EQ(ParseTimeText(property(kStartTime)), ManifestTime(row[11]));
-
-        ASSERT_EQ(Convert(), ConversionStatus::Success);
-        const SampleList samples = ReadMiniSeed(m_folder / "real.mseed");
-        ExpectManifestSamples(Texts(samples), row);
-        for (const FileFormat format : {FileFormat::GSECM6, FileFormat::GSEINT}) {
-            ASSERT_EQ(ConvertOne(m_folder / "real.mseed", format, m_folder / "real.gse"),
-                      ConversionStatus::Success);
-            EXPECT_EQ(ReadMiniSeed(m_folder / "real.gse"), samples);
-        }
-    }
-    EXPECT_EQ(positives, 3);
-    EXPECT_EQ(negatives, 1);
-}
-
 // Every column checked by hand: the time rounded to the millisecond carries into 1 March of
 // the leap year; codes cut to their widths; calibration with four decimals in e10 form;
 // orientation "E" as 90°/90°; elevation in kilometres.

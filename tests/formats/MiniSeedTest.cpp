@@ -242,41 +242,6 @@ TEST_F(MiniSeed, ProgressStepsAsForPsn) {
     EXPECT_EQ(progressOf(mseed), progressOf(PsnInput("steps.psn", samples)));
 }
 
-// POSITIVE files load with the recorded header and samples, and survive a miniSEED round
-// trip; NEGATIVE ones are refused with the recorded message.
-TEST_F(MiniSeed, RealFilesBehaveAsTheManifestSays) {
-    const auto folder = TestDataFolder();
-    if (folder.empty()) {
-        GTEST_SKIP() << "no test data folder";
-    }
-    int files = 0;
-    for (const auto& row : ManifestRows(folder)) {
-        if (row.size() < 21 || row[1] != "miniSEED" || row[18] != "1") {
-            continue; // another format, or a further channel of the same file
-        }
-        ++files;
-        SCOPED_TRACE(row[0]);
-        const auto path = folder / row[0];
-        const std::string& loader = row[20];
-        if (!loader.starts_with("OK ")) {
-            const auto forced = loader.find("forced: ");
-            EXPECT_EQ(Refusal(path),
-                      forced == std::string::npos ? loader : loader.substr(forced + 8));
-            continue;
-        }
-        const HeaderValues values = kMiniSeedCodec.loadHeader(path).at(0);
-        EXPECT_EQ(loader, "OK (START TIME " + values[kStartTime] + ", NUMBER OF SAMPLES " +
-                              values[kNumberOfSamples] + ", SPS " + values[kSps] + ")");
-        EXPECT_EQ(values[kStationCode] + "|" + values[kNetworkAffiliation] + "|" +
-                      values[kSensorLocation] + "|" + values[kComponentName],
-                  row[5] + "|" + row[6] + "|" + row[7] + "|" + row[8]);
-        const SampleList samples = ReadMiniSeed(path);
-        ExpectManifestSamples(Texts(samples), row);
-        EXPECT_EQ(ReadMiniSeed(WrittenMiniSeed("real", samples)), samples);
-    }
-    EXPECT_EQ(files, 8);
-}
-
 // A record claiming impossible counts fails the reader with its number.
 TEST_F(MiniSeed, ImpossibleCountsFailTheReader) {
     const std::pair<std::string, std::string> claims[] = {

@@ -87,51 +87,6 @@ int Seg2FormatCode(const std::string& bytes) {
     return at[LoadAs<std::uint32_t>(at + 32, ByteOrder::Little) + 12];
 }
 
-// POSITIVE files load with the recorded channels, header values and samples; NEGATIVE ones are
-// refused when added.
-TEST_F(MultichannelBinary, RealFilesBehaveAsTheManifestSays) {
-    const auto folder = TestDataFolder();
-    if (folder.empty()) {
-        GTEST_SKIP() << "no test data folder";
-    }
-    int rows = 0;
-    const Multichannel saf = {FileFormat::SAF, "SAF", &kSafCodec}; // three channels, text
-    for (const Multichannel& format : {kFormats[0], kFormats[1], kFormats[2], saf}) {
-        std::string loaded;
-        std::vector<std::vector<std::string>> samples;
-        for (const auto& row : ManifestRows(folder)) {
-            if (row.size() < 22 || row[1] != format.manifestName) {
-                continue;
-            }
-            ++rows;
-            SCOPED_TRACE(row[0] + " channel " + row[18]);
-            const auto path = folder / row[0];
-            if (row[21].starts_with("NEGATIVE")) {
-                EXPECT_NE(GuessFileFormat(path), format.format);
-                EXPECT_FALSE(m_engine.AddFile(path.string()));
-                continue;
-            }
-            if (loaded != row[0]) {
-                loaded = row[0];
-                samples = ChannelSamples(path);
-                ASSERT_EQ(std::to_string(m_engine.FileChannelsCount(0)), row[4]);
-            }
-            const int channel = std::stoi(row[18]) - 1;
-            const auto value = [&](int property) {
-                return m_engine.HeaderProperty(0, channel, property);
-            };
-            EXPECT_EQ(value(kStationCode) + "|" + value(kNetworkAffiliation) + "|" +
-                          value(kSensorLocation) + "|" + value(kComponentName) + "|" +
-                          value(kNumberOfSamples),
-                      row[5] + "|" + row[6] + "|" + row[7] + "|" + row[8] + "|" + row[9]);
-            EXPECT_EQ(ParseNumber(value(kSps)), ParseNumber(row[10]));
-            EXPECT_EQ(ManifestTime(value(kStartTime)), ManifestTime(row[11]));
-            ExpectManifestSamples(samples.at(static_cast<std::size_t>(channel)), row);
-        }
-    }
-    EXPECT_GT(rows, 40);
-}
-
 // Three channels of their own start, rate and length merge into each format and read back
 // sample for sample, each with its own header, or negated under inversion; a second trip
 // through the written file gives the very same file.
