@@ -129,6 +129,14 @@ protected:
         return Add(input, outputFormat, output) ? Convert(inversion) : ConversionStatus::Idle;
     }
 
+    // Converts `input` into `output`, which must succeed; `output`.
+    std::filesystem::path Converted(const std::filesystem::path& input, FileFormat outputFormat,
+                                    const std::filesystem::path& output, bool inversion = false) {
+        EXPECT_EQ(ConvertOne(input, outputFormat, output, inversion), ConversionStatus::Success)
+            << input << ": " << m_engine.FileErrorText(0);
+        return output;
+    }
+
     // Merges `inputs`, in order, into `output`; the status of the first file, or Idle when the
     // engine refused one of them.
     ConversionStatus Merge(const std::vector<std::filesystem::path>& inputs,
@@ -217,29 +225,21 @@ protected:
                            "Network Affiliation: XX"};
         }
         headerLines.push_back("Number of Samples: " + std::to_string(samples.size()));
-        std::vector<std::string> lines;
-        for (const std::int32_t sample : samples) {
-            lines.push_back(std::to_string(sample));
-        }
-        return Input(name, PsnText(headerLines, lines));
+        return Input(name, PsnText(headerLines, Texts(samples)));
     }
 
     // The samples written by Vibrex as miniSEED, through a PSN ASCII input.
     std::filesystem::path WrittenMiniSeed(const std::string& name, const SampleList& samples,
                                           std::vector<std::string> headerLines = {}) {
-        const auto output = m_folder / (name + ".mseed");
-        EXPECT_EQ(ConvertOne(PsnInput(name + ".psn", samples, std::move(headerLines)),
-                             FileFormat::miniSeed, output),
-                  ConversionStatus::Success);
-        return output;
+        return Converted(PsnInput(name + ".psn", samples, std::move(headerLines)),
+                         FileFormat::miniSeed, m_folder / (name + ".mseed"));
     }
 
     // A file's samples as Vibrex reads them, through a PSN ASCII output.
-    SampleList ReadMiniSeed(const std::filesystem::path& input, bool inversion = false) {
-        const auto output = m_folder / (input.filename().string() + ".read.psn");
-        EXPECT_EQ(ConvertOne(input, FileFormat::PSNINT, output, inversion),
-                  ConversionStatus::Success);
-        return PsnSamples(output);
+    SampleList ReadSamples(const std::filesystem::path& input, bool inversion = false) {
+        return PsnSamples(Converted(input, FileFormat::PSNINT,
+                                    m_folder / (input.filename().string() + ".read.psn"),
+                                    inversion));
     }
 
     TempFolder m_folder;

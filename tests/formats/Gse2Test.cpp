@@ -1,7 +1,5 @@
 #include "engine/Codec.h"
 #include "formats/ConversionTest.h"
-#include "io/Numbers.h"
-#include "io/TimeText.h"
 
 #include <algorithm>
 #include <cctype>
@@ -41,13 +39,9 @@ TEST_F(Gse2, WrittenBlocksColumnByColumn) {
                              "9.4900e-02   2.000 STS-2   90.0 90.0";
     const std::string sta2 = "STA2 XX         45.50000 -120.25000 WGS-84       1.234 0.000";
     ASSERT_EQ(wid2.size(), 105u);
-    ASSERT_EQ(ConvertOne(input, FileFormat::GSECM6, m_folder / "out.gse"),
-              ConversionStatus::Success);
-    EXPECT_EQ(ReadLines(m_folder / "out.gse"),
+    EXPECT_EQ(ReadLines(Converted(input, FileFormat::GSECM6, m_folder / "out.gse")),
               (std::vector<std::string>{wid2, sta2, "DAT2", "Al0VENl7", "CHK2       60"}));
-    ASSERT_EQ(ConvertOne(input, FileFormat::GSEINT, m_folder / "out.gse"),
-              ConversionStatus::Success);
-    EXPECT_EQ(ReadLines(m_folder / "out.gse"),
+    EXPECT_EQ(ReadLines(Converted(input, FileFormat::GSEINT, m_folder / "out.gse")),
               (std::vector<std::string>{std::string(wid2).replace(44, 3, "INT"), sta2, "DAT2",
                                         "12 -10 16 33 9", "CHK2       60"}));
 
@@ -67,61 +61,35 @@ TEST_F(Gse2, WrittenBlocksColumnByColumn) {
     }
 }
 
-// A merge writes one block per channel; converted to a single-channel format, each block gives
-// its own file.
-TEST_F(Gse2, MergeWritesOneBlockPerChannel) {
-    const SampleList north = RandomWalk(500, 20, 1), east = RandomWalk(700, 20, 2);
-    ASSERT_EQ(Merge({PsnInput("n.psn", north),
-                     PsnInput("e.psn", east,
-                              {"Start Time: 2020/01/01 00:00:00", "SPS: 50", "Station Code: EEE",
-                               "Sensor Latitude: -12345", "Sensor Longitude: 12.5"})},
-                    FileFormat::GSECM6, m_folder / "both.gse"),
-              ConversionStatus::Success)
-        << LastMessage();
-
-    ASSERT_TRUE(Add(m_folder / "both.gse", FileFormat::PSNINT, m_folder / "one.psn"));
-    ASSERT_EQ(m_engine.FileChannelsCount(0), 2);
-    EXPECT_EQ(m_engine.HeaderProperty(0, 0, kStationCode), "STAT");
-    EXPECT_EQ(m_engine.HeaderProperty(0, 1, kStationCode), "EEE");
-    // A latitude out of range (SAC's "undefined") is written as unknown.
-    const auto lines = ReadLines(m_folder / "both.gse");
-    EXPECT_EQ(*std::find_if(lines.rbegin(), lines.rend(),
-                            [](const std::string& line) { return line.starts_with("STA2"); }),
-              "STA2           -99.00000   12.50000 WGS-84       -.999 0.000");
-    ASSERT_EQ(Convert(), ConversionStatus::Success);
-    EXPECT_EQ(PsnSamples(m_folder / "one1.psn"), north);
-    EXPECT_EQ(PsnSamples(m_folder / "one2.psn"), east);
+// A latitude out of range (SAC's "undefined") and an elevation not given are written as
+// unknown.
+TEST_F(Gse2, UnknownPositionWrittenAsUnknown) {
+    const auto gse = Converted(PsnInput("in.psn", {1},
+                                        {"Start Time: 2020/01/01 00:00:00", "SPS: 50",
+                                         "Sensor Latitude: -12345", "Sensor Longitude: 12.5"}),
+                               FileFormat::GSEINT, m_folder / "out.gse");
+    EXPECT_EQ(ReadLines(gse).at(1), "STA2           -99.00000   12.50000 WGS-84       -.999 0.000");
 }
 
+// Samples come back exactly, the widest steps included; fractions are rounded half to even;
+// inversion negates each.
 TEST_F(Gse2, RoundTripsSampleForSample) {
     SampleList extremes = {kMax, kMin, kMax, 0, kMin, kMin, -1, kMax};
     extremes.insert(extremes.end(), 1000, 0);
     extremes.insert(extremes.end(), {kMin, kMax, kMin});
     for (const SampleList& samples : {extremes, RandomWalk(5000, 32, 3)}) {
         for (const FileFormat format : {FileFormat::GSECM6, FileFormat::GSEINT}) {
-            ASSERT_EQ(ConvertOne(WrittenMiniSeed("rt", samples), format, m_folder / "rt.gse"),
-                      ConversionStatus::Success);
-            ASSERT_EQ(
-                ConvertOne(m_folder / "rt.gse", FileFormat::miniSeed, m_folder / "back.mseed"),
-                ConversionStatus::Success);
-            EXPECT_EQ(ReadMiniSeed(m_folder / "back.mseed"), samples);
+            EXPECT_EQ(
+                ReadSamples(Converted(PsnInput("rt.psn", samples), format, m_folder / "rt.gse")),
+                samples);
         }
     }
-    // Whole numbers only: SAC's fractions are rounded half to even.
-    const auto sac = m_folder / "in.sac";
-    ASSERT_EQ(
-        ConvertOne(Input("f.psn", PsnText({"Start Time: 2020/01/01 00:00:00", "SPS: 10",
-                                           "Number of Samples: 6"},
-                                          {"0.5", "1.5", "2.5", "-1.5", "1234567.5", "3.25"})),
-                   FileFormat::SAC, sac),
-        ConversionStatus::Success)
-        << m_engine.FileErrorText(0);
-    ASSERT_EQ(ConvertOne(sac, FileFormat::GSEINT, m_folder / "f.gse"), ConversionStatus::Success);
-    EXPECT_EQ(ReadMiniSeed(m_folder / "f.gse"), (SampleList{0, 2, 2, -2, 1234568, 3}));
-    ASSERT_EQ(ConvertOne(m_folder / "f.gse", FileFormat::SAC, sac), ConversionStatus::Success);
-    EXPECT_EQ(ReadMiniSeed(sac), (SampleList{0, 2, 2, -2, 1234568, 3}));
-
-    EXPECT_EQ(ReadMiniSeed(Input("five.gse", Lines({kWid2, "DAT2", "Al0VENl7", "CHK2 60"})), true),
+    const auto fractions = Input(
+        "f.psn", PsnText({"Start Time: 2020/01/01 00:00:00", "SPS: 10", "Number of Samples: 6"},
+                         {"0.5", "1.5", "2.5", "-1.5", "1234567.5", "3.25"}));
+    EXPECT_EQ(ReadSamples(Converted(fractions, FileFormat::GSEINT, m_folder / "f.gse")),
+              (SampleList{0, 2, 2, -2, 1234568, 3}));
+    EXPECT_EQ(ReadSamples(Input("five.gse", Lines({kWid2, "DAT2", "Al0VENl7", "CHK2 60"})), true),
               (SampleList{-12, 10, -16, -33, -9}));
 }
 
@@ -168,13 +136,14 @@ TEST_F(Gse2, BrokenFilesGiveTheirText) {
          ""},
         {Lines({kWid2.substr(0, 79) + "\\", kWid2.substr(79), "DAT2", data, "CHK2 60"}), ""},
         {Lines({lowerWid2, "dat2", data, "chk2 60"}), ""},
+        {Lines({Wid2With(49, "       1"), "DAT2", "3", "CHK2 5"}), ""}, // the shortest CHK2 line
         // CM6 text that begins with the letters CHK2 is data: 14, 25, 30, 39.
         {Lines({Wid2With(49, "       4"), "DAT2", "CHK2", "CHK2      108"}), ""},
     };
     for (const auto& [text, message] : cases) {
         ExpectFault("bad.gse", text, message);
     }
-    EXPECT_EQ(ReadMiniSeed(m_folder / "bad.gse"), (SampleList{14, 25, 30, 39}));
+    EXPECT_EQ(ReadSamples(m_folder / "bad.gse"), (SampleList{14, 25, 30, 39}));
 }
 
 } // namespace

@@ -141,7 +141,7 @@ TEST_F(MiniSeed, LoaderChecksInOrder) {
 
     const auto single = Input("single.mseed", FileBytes(1, littleEndian));
     EXPECT_EQ(Refusal(single), "");
-    const SampleList samples = ReadMiniSeed(single);
+    const SampleList samples = ReadSamples(single);
     ASSERT_EQ(samples.size(), 100u);
     EXPECT_EQ(samples[99], 1099);
 }
@@ -209,7 +209,7 @@ TEST_F(MiniSeed, RoundTripsThroughTheEngine) {
         RandomWalk(3 * 721, 4, 7), // ends exactly on a record boundary
     };
     for (const SampleList& samples : sequences) {
-        EXPECT_EQ(ReadMiniSeed(WrittenMiniSeed("rt", samples)), samples);
+        EXPECT_EQ(ReadSamples(WrittenMiniSeed("rt", samples)), samples);
     }
     EXPECT_EQ(std::filesystem::file_size(m_folder / "rt.mseed"), 3 * 512u);
 
@@ -217,10 +217,10 @@ TEST_F(MiniSeed, RoundTripsThroughTheEngine) {
     const SampleList samples = RandomWalk(2000, 20, 8);
     const SampleList negated = Negated(samples);
     const auto file = WrittenMiniSeed("inv", samples);
-    EXPECT_EQ(ReadMiniSeed(file, true), negated);
+    EXPECT_EQ(ReadSamples(file, true), negated);
     ASSERT_EQ(ConvertOne(file, FileFormat::miniSeed, m_folder / "inverted.mseed", true),
               ConversionStatus::Success);
-    EXPECT_EQ(ReadMiniSeed(m_folder / "inverted.mseed"), negated);
+    EXPECT_EQ(ReadSamples(m_folder / "inverted.mseed"), negated);
 
     ASSERT_TRUE(
         Add(WrittenMiniSeed("min", {5, kMin, 7}), FileFormat::PSNINT, m_folder / "min.out.psn"));

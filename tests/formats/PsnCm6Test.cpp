@@ -65,7 +65,7 @@ TEST_F(PsnCm6, BrokenFilesGiveTheirText) {
     for (const auto& [text, message] : cases) {
         ExpectFault("bad.psn", text, message);
     }
-    EXPECT_EQ(ReadMiniSeed(m_folder / "bad.psn"), (SampleList{12, -10, 16, 33, 9}));
+    EXPECT_EQ(ReadSamples(m_folder / "bad.psn"), (SampleList{12, -10, 16, 33, 9}));
 }
 
 } // namespace
