@@ -107,8 +107,8 @@ TEST_F(Saf, LenientHeaderReading) {
 
 // The file written from three channels, exactly: the values SAF has keywords for, the others as
 // comments, a channel's own value where it differs; a channel without a component is labelled
-// by its column. It loads back with every value SAF carries.
-TEST_F(Saf, WrittenFileExactlyAndLoadedBack) {
+// by its column.
+TEST_F(Saf, WrittenFileExactly) {
     const std::vector<std::string> common = {"Start Time: 2021/03/04 05:06:07.25",
                                              "SPS: 100",
                                              "Station Code: SITE",
@@ -150,17 +150,6 @@ TEST_F(Saf, WrittenFileExactlyAndLoadedBack) {
               "1 10 100\r\n"
               "-2 -20 200.5\r\n"
               "3 30 -3e2\r\n");
-    const auto loaded = kSafCodec.loadHeader(m_folder / "out.saf");
-    for (std::size_t c = 0; c < inputs.size(); ++c) {
-        ASSERT_TRUE(Add(inputs[c], FileFormat::SAF, m_folder / "unused.saf"));
-        for (int property = 0; property < kHeaderPropertiesCount; ++property) {
-            if (IsHeaderPropertyAvailable(FileFormat::SAF, property) && property != kStartTime) {
-                EXPECT_EQ(loaded[c][property], m_engine.HeaderProperty(0, 0, property))
-                    << "channel " << c << ", property " << property;
-            }
-        }
-        EXPECT_EQ(loaded[c][kStartTime], "2021/03/04 05:06:07.2500");
-    }
 }
 
 // An orientation that is not a number of degrees (a letter, as GSE2.0 gives it) is no NORTH_ROT

@@ -80,17 +80,7 @@ TEST_F(SuSegyioCrossCheck, SegyioReadsWhatWeWrite) {
                                "Number of Samples: " + std::to_string(trace.samples.size())},
                               trace.samples)));
         }
-        for (const auto& input : inputs) {
-            ASSERT_TRUE(m_engine.AddFile(input.string()));
-            m_engine.SetFileOutputFormat(m_engine.FilesCount() - 1, FileFormat::SU);
-        }
-        m_engine.SetMergeFilePath((m_folder / "out.su").string());
-        m_engine.StartConversion();
-        m_engine.SetMergeFilePath({});
-        ASSERT_EQ(m_engine.FileStatus(0), ConversionStatus::Success);
-        while (m_engine.FilesCount() > 0) {
-            m_engine.RemoveFile(0);
-        }
+        ASSERT_EQ(Merge(inputs, FileFormat::SU, m_folder / "out.su"), ConversionStatus::Success);
         std::istringstream lines(Segyio(script, m_folder / "out.su"));
         for (std::size_t i = 0; i < traces.size(); ++i) {
             std::string line;

@@ -98,21 +98,5 @@ TEST_F(Wav, SamplesScaledRoundedAndClipped) {
     }
 }
 
-TEST_F(Wav, EveryChannelItsOwnMonoFile) {
-    for (const std::string sample : {"10", "20"}) {
-        ASSERT_TRUE(m_engine.AddFile(
-            Input(sample + ".psn", PsnText({"Number of Samples: 1", "SPS: 50"}, {sample}))
-                .string()));
-    }
-    m_engine.SetFileOutputFormat(0, FileFormat::WAV);
-    m_engine.SetWAVBitCount(0, 16);
-    m_engine.SetMergeFilePath((m_folder / "out.wav").string());
-    m_engine.StartConversion();
-    EXPECT_EQ(ReadFile(m_folder / "out1.wav").substr(20),
-              Hex("0100 0100 32000000 64000000 0200 1000") + "data" + Hex("02000000 0A00"));
-    EXPECT_EQ(ReadFile(m_folder / "out2.wav").substr(40), Hex("02000000 1400"));
-    EXPECT_FALSE(std::filesystem::exists(m_folder / "out.wav"));
-}
-
 } // namespace
 } // namespace vibrex::test
