@@ -63,12 +63,17 @@ TEST_F(Gse2, WrittenBlocksColumnByColumn) {
 
 // A latitude out of range (SAC's "undefined") and an elevation not given are written as
 // unknown.
-TEST_F(Gse2, UnknownPositionWrittenAsUnknown) {
+TEST_F(Gse2, MissingPositionsAreUnknown) {
     const auto gse = Converted(PsnInput("in.psn", {1},
                                         {"Start Time: 2020/01/01 00:00:00", "SPS: 50",
                                          "Sensor Latitude: -12345", "Sensor Longitude: 12.5"}),
                                FileFormat::GSEINT, m_folder / "out.gse");
     EXPECT_EQ(ReadLines(gse).at(1), "STA2           -99.00000   12.50000 WGS-84       -.999 0.000");
+    // A STA2 line may end after the latitude.
+    const auto cut =
+        Input("cut.gse", Lines({kWid2, "STA2 XX         45.50000", "DAT2", "Al0VENl7", "CHK2 60"}));
+    const HeaderValues values = kGseCm6Codec.loadHeader(cut).at(0);
+    EXPECT_EQ(values[kSensorLatitude] + "|" + values[kSensorLongitude], "45.5|");
 }
 
 // Samples come back exactly, the widest steps included; fractions are rounded half to even;
