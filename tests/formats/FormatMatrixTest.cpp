@@ -134,11 +134,8 @@ protected:
                 header.push_back(std::string(HeaderPropertyLabel(property)) + values[property]);
             }
             const SampleList walk = RandomWalk(kSamples, 12, static_cast<unsigned>(c + 1));
-            std::vector<std::string> lines;
-            for (const std::int32_t sample : walk) {
-                lines.push_back(std::to_string(sample));
-            }
-            m_inputs.push_back(Input("c" + std::to_string(c + 1) + ".psn", PsnText(header, lines)));
+            m_inputs.push_back(
+                Input("c" + std::to_string(c + 1) + ".psn", PsnText(header, Texts(walk))));
             m_values.push_back(values);
             m_samples.push_back(walk);
         }

@@ -202,26 +202,19 @@ TEST_F(MiniSeed, RatesStoredExactlyOrRefused) {
     ExpectFailure("The start time \"yesterday\"");
 }
 
+// The widest steps come back exactly, a record boundary costs no extra record, and inversion
+// negates every sample but one that has no negative in 32 bits.
 TEST_F(MiniSeed, RoundTripsThroughTheEngine) {
     const std::vector<SampleList> sequences = {
         {kMin, kMax, 0, -1, kMin, kMin, kMax, 536870911, -536870912},
-        RandomWalk(5000, 32, 4),
         RandomWalk(3 * 721, 4, 7), // ends exactly on a record boundary
     };
     for (const SampleList& samples : sequences) {
         EXPECT_EQ(ReadSamples(WrittenMiniSeed("rt", samples)), samples);
     }
     EXPECT_EQ(std::filesystem::file_size(m_folder / "rt.mseed"), 3 * 512u);
-
-    // Inversion negates once, reading miniSEED and through a miniSEED to miniSEED conversion.
     const SampleList samples = RandomWalk(2000, 20, 8);
-    const SampleList negated = Negated(samples);
-    const auto file = WrittenMiniSeed("inv", samples);
-    EXPECT_EQ(ReadSamples(file, true), negated);
-    ASSERT_EQ(ConvertOne(file, FileFormat::miniSeed, m_folder / "inverted.mseed", true),
-              ConversionStatus::Success);
-    EXPECT_EQ(ReadSamples(m_folder / "inverted.mseed"), negated);
-
+    EXPECT_EQ(ReadSamples(WrittenMiniSeed("inv", samples), true), Negated(samples));
     ASSERT_TRUE(
         Add(WrittenMiniSeed("min", {5, kMin, 7}), FileFormat::PSNINT, m_folder / "min.out.psn"));
     ExpectFailure("-2147483648", true);
@@ -235,8 +228,7 @@ TEST_F(MiniSeed, ProgressStepsAsForPsn) {
     m_engine.SetShowUI(true);
     const auto progressOf = [&](const std::filesystem::path& input) {
         m_host.windowValues.clear();
-        EXPECT_EQ(ConvertOne(input, FileFormat::PSNINT, m_folder / "steps.out.psn"),
-                  ConversionStatus::Success);
+        Converted(input, FileFormat::PSNINT, m_folder / "steps.out.psn");
         return m_host.windowValues;
     };
     EXPECT_EQ(progressOf(mseed), progressOf(PsnInput("steps.psn", samples)));

@@ -146,7 +146,7 @@ TEST_F(MultichannelBinary, MergedChannelsKeepTheirOwnHeaders) {
         } else {
             EXPECT_EQ(values[kOffset], "25");
         }
-        ASSERT_EQ(ConvertOne(merged, format.format, m_folder / "again"), ConversionStatus::Success);
+        Converted(merged, format.format, m_folder / "again");
         EXPECT_EQ(ReadFile(m_folder / "again"), written);
     }
 }
@@ -155,9 +155,8 @@ TEST_F(MultichannelBinary, MergedChannelsKeepTheirOwnHeaders) {
 // the first fraction on, the integers before it included. SU holds SAC's floats bit for bit.
 TEST_F(MultichannelBinary, Seg2IntegersAndSuFloats) {
     const std::vector<std::string> wide = {"16777217", "-2147483648", "2147483647"};
-    ASSERT_EQ(ConvertOne(Channel("INTZ.psn", wide, "2020/01/01 00:00:00", "100"), FileFormat::SEG2,
-                         m_folder / "wide.seg2"),
-              ConversionStatus::Success);
+    Converted(Channel("INTZ.psn", wide, "2020/01/01 00:00:00", "100"), FileFormat::SEG2,
+              m_folder / "wide.seg2");
     EXPECT_EQ(Seg2FormatCode(ReadFile(m_folder / "wide.seg2")), 2);
     EXPECT_EQ(ChannelSamples(m_folder / "wide.seg2").at(0), wide);
 
@@ -165,12 +164,9 @@ TEST_F(MultichannelBinary, Seg2IntegersAndSuFloats) {
                                              "16777216", "123456.79", "-1.1754944e-38"};
     const std::vector<std::string> mixed = {"16777217", "-5", "0.5", "3"};
     const auto sac = m_folder / "floats.sac";
-    ASSERT_EQ(
-        ConvertOne(Channel("FLTZ.psn", floats, "2020/01/01 00:00:00", "100"), FileFormat::SAC, sac),
-        ConversionStatus::Success);
-    ASSERT_EQ(ConvertOne(sac, FileFormat::SU, m_folder / "floats.su"), ConversionStatus::Success);
-    ASSERT_EQ(ConvertOne(m_folder / "floats.su", FileFormat::SAC, m_folder / "back.sac"),
-              ConversionStatus::Success);
+    Converted(Channel("FLTZ.psn", floats, "2020/01/01 00:00:00", "100"), FileFormat::SAC, sac);
+    Converted(sac, FileFormat::SU, m_folder / "floats.su");
+    Converted(m_folder / "floats.su", FileFormat::SAC, m_folder / "back.sac");
     EXPECT_EQ(ReadFile(m_folder / "back.sac").substr(632), ReadFile(sac).substr(632));
     const auto sacSamples = ChannelSamples(sac).at(0);
     ASSERT_TRUE(Merge({Channel("MIXZ.psn", mixed, "2020/01/01 00:00:00", "100"), sac},
