@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <limits>
 #include <optional>
 #include <random>
 #include <sstream>
@@ -20,6 +21,8 @@
 namespace vibrex::test {
 
 using SampleList = std::vector<std::int32_t>;
+constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
+constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 
 // Bytes from pairs of hexadecimal digits; blanks between pairs are for the reader.
 inline std::string Hex(std::string_view hex) {

@@ -1,9 +1,7 @@
 #include "formats/ConversionTest.h"
 
 #include <gtest/gtest.h>
-#include <string>
 #include <tuple>
-#include <vector>
 
 // The two data-logger text formats: Geonode datalogs and Ondaro files.
 namespace vibrex::test {

@@ -7,8 +7,6 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
 // Every format of the catalogue that has a writer, against every other: a three-channel
 // recording written in it is detected as that format, by no other test, and loads back with the

@@ -1,16 +1,11 @@
 #include "engine/Codec.h"
 #include "formats/ConversionTest.h"
 
-#include <algorithm>
 #include <cctype>
 #include <gtest/gtest.h>
-#include <limits>
 
 namespace vibrex::test {
 namespace {
-
-constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
-constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 
 // A block of the five samples 12, -10, 16, 33, 9 (CM6 "Al0VENl7", checksum 60).
 const std::string kWid2 = "WID2 2005/08/31 02:33:49.850 RJOB  Z   RJOB CM6        5  200.000000 "

@@ -3,15 +3,11 @@
 #include "io/ByteOrder.h"
 #include "io/TimeText.h"
 
-#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
 
 namespace vibrex::test {
 namespace {
-
-constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
-constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 
 // One hand-made record with 32-bit integer data; every field can be spoiled on its own.
 struct RecordFields {

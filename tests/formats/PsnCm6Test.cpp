@@ -1,13 +1,9 @@
 #include "formats/ConversionTest.h"
 
 #include <gtest/gtest.h>
-#include <limits>
 
 namespace vibrex::test {
 namespace {
-
-constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
-constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 
 using PsnCm6 = ConversionTest;
 

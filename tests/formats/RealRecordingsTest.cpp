@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <regex>
-#include <sstream>
 
 // Real recordings from other programs, against MANIFEST.tsv: values read by independent means.
 namespace vibrex::test {

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <bit>
-#include <cstdint>
 #include <gtest/gtest.h>
 
 namespace vibrex::test {

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <memory>
-#include <sstream>
 
 // segyio, an independent reader of Seismic Unix files (Debian's python3-segyio, installed by
 // scripts/setup.sh --tests), reads every SU file Vibrex writes with our samples,

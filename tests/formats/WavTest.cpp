@@ -1,12 +1,9 @@
 #include "formats/ConversionTest.h"
 
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <string>
 #include <tuple>
-#include <vector>
 
 namespace vibrex::test {
 namespace {
