@@ -1,37 +1,29 @@
 #include "engine/Codec.h"
+#include "engine/FormatCatalogue.h"
 #include "formats/ConversionTest.h"
 #include "io/ByteOrder.h"
 #include "io/Numbers.h"
-#include "io/TimeText.h"
 
-#include <array>
 #include <bit>
-#include <cstdio>
 #include <functional>
 #include <gtest/gtest.h>
 #include <map>
 
-// SEG2, Seismic Unix and Seisan: the multichannel binary formats, read from real recordings,
-// written from merges, and read back.
+// SEG2, Seismic Unix and Seisan: the multichannel binary formats, written from merges and read
+// back, damaged, and as other writers lay them out.
 namespace vibrex::test {
 namespace {
 
-struct Multichannel {
-    FileFormat format;
-    std::string manifestName; // the format column of MANIFEST.tsv
-    const FormatCodec* codec;
-};
+const FileFormat kFormats[] = {FileFormat::SEG2, FileFormat::SU, FileFormat::Seisan};
 
-const Multichannel kFormats[] = {
-    {FileFormat::SEG2, "SEG-2", &kSeg2Codec},
-    {FileFormat::SU, "Seismic Unix", &kSuCodec},
-    {FileFormat::Seisan, "SEISAN", &kSeisanCodec},
-};
+const FormatCodec& CodecOf(FileFormat format) {
+    return FindFormat(format)->codec;
+}
 
 // The refusal of a file's header loader; empty when it loads.
-std::string Refusal(const Multichannel& format, const std::filesystem::path& path) {
+std::string Refusal(FileFormat format, const std::filesystem::path& path) {
     try {
-        format.codec->loadHeader(path);
+        CodecOf(format).loadHeader(path);
     } catch (const HeaderLoadError& error) {
         return error.what();
     }
@@ -120,21 +112,19 @@ TEST_F(MultichannelBinary, MergedChannelsKeepTheirOwnHeaders) {
         expected.push_back(Texts(samples[c]));
         inverted.push_back(Texts(Negated(samples[c])));
     }
-    for (const Multichannel& format : kFormats) {
-        SCOPED_TRACE(format.manifestName);
+    for (const FileFormat format : kFormats) {
+        SCOPED_TRACE(FindFormat(format)->displayName);
         const auto merged = m_folder / "merged";
-        ASSERT_TRUE(Merge(inputs, format.format, merged));
-        EXPECT_EQ(GuessFileFormat(merged), format.format);
+        ASSERT_TRUE(Merge(inputs, format, merged));
         EXPECT_EQ(ChannelSamples(merged), expected);
         EXPECT_EQ(ChannelSamples(merged, true), inverted);
-        const HeaderValues values = format.codec->loadHeader(merged).at(1);
+        const HeaderValues values = CodecOf(format).loadHeader(merged).at(1);
         EXPECT_EQ(values[kNumberOfSamples] + " " + values[kSps], "450 50");
         // Seisan keeps milliseconds, SU whole seconds.
         EXPECT_EQ(values[kStartTime],
-                  "2016/03/01 00:00:01." +
-                      std::string(format.format == FileFormat::SU ? "0000" : "5000"));
+                  "2016/03/01 00:00:01." + std::string(format == FileFormat::SU ? "0000" : "5000"));
         const std::string written = ReadFile(merged);
-        if (format.format == FileFormat::Seisan) {
+        if (format == FileFormat::Seisan) {
             EXPECT_EQ(values[kStationCode] + values[kComponentName] + values[kNetworkAffiliation],
                       "ABCHHNXX");
             // Every main header record holds 80 characters, the channel index three slots a
@@ -146,7 +136,7 @@ TEST_F(MultichannelBinary, MergedChannelsKeepTheirOwnHeaders) {
         } else {
             EXPECT_EQ(values[kOffset], "25");
         }
-        Converted(merged, format.format, m_folder / "again");
+        Converted(merged, format, m_folder / "again");
         EXPECT_EQ(ReadFile(m_folder / "again"), written);
     }
 }
@@ -248,18 +238,14 @@ TEST_F(MultichannelBinary, DamagedFilesAreRefusedWithTheirCause) {
         Channel("DMGN.psn", Texts(RandomWalk(450, 20, 8)), "2019/05/01 12:00:00", "100"),
         Channel("DMGZ.psn", Texts(RandomWalk(1000, 20, 9)), "2019/05/01 12:00:00", "100")};
     std::map<FileFormat, std::string> written;
-    for (const Multichannel& format : kFormats) {
-        ASSERT_TRUE(Merge(inputs, format.format, m_folder / "whole"));
-        written[format.format] = ReadFile(m_folder / "whole");
+    for (const FileFormat format : kFormats) {
+        ASSERT_TRUE(Merge(inputs, format, m_folder / "whole"));
+        written[format] = ReadFile(m_folder / "whole");
     }
-    const auto codecOf = [](FileFormat format) {
-        return *std::find_if(std::begin(kFormats), std::end(kFormats),
-                             [&](const Multichannel& entry) { return entry.format == format; });
-    };
     for (const Damage& damage : kDamages) {
         std::string bytes = written[damage.format];
         damage.damage(bytes);
-        const std::string refusal = Refusal(codecOf(damage.format), Input("damaged", bytes));
+        const std::string refusal = Refusal(damage.format, Input("damaged", bytes));
         EXPECT_TRUE(refusal.ends_with(damage.refusal) && refusal.empty() == damage.refusal.empty())
             << refusal << "\n"
             << damage.refusal;
