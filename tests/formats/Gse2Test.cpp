@@ -108,6 +108,9 @@ TEST_F(Gse2, BrokenFilesGiveTheirText) {
         {Lines({kWid2, "DAT2", "Al0VEN", "CHK2       60"}),
          "The data end after 4 of the 5 samples announced (4)."},
         {Lines({kWid2, "DAT2", "Al0VEN"}), "The file ends before its CHK2 line (3)."},
+        // A blank ends a line's data: what follows it is padding.
+        {Lines({kWid2, "DAT2", "Al0 VENl7", "CHK2 60"}),
+         "The data end after 2 of the 5 samples announced (4)."},
         {Lines({kWid2, "DAT2", data, "Al", "CHK2 60"}),
          "A CHK2 line should follow the 5 samples announced (4)."},
         {Lines({kWid2, "DAT2", "Al0V#Nl7", "CHK2 60"}),
@@ -129,16 +132,17 @@ TEST_F(Gse2, BrokenFilesGiveTheirText) {
         {block + Lines({"WID2"}), "The WID2 date and time"},
         // Accepted: a negative checksum, LF CR line ends, a WID2 line continued after a
         // backslash, blank padding, a STA2 line of placeholders, a STOP line after the block,
-        // the line names in lower case.
+        // the line names in lower case, the shortest CHK2 line.
         {Lines({kWid2, "STA2           -99.0000  -999.00000              -.999 -.999", "DAT2",
                 data + "      ", "CHK2      -60", "STOP"},
                "\n\r"),
          ""},
         {Lines({kWid2.substr(0, 79) + "\\", kWid2.substr(79), "DAT2", data, "CHK2 60"}), ""},
         {Lines({lowerWid2, "dat2", data, "chk2 60"}), ""},
-        {Lines({Wid2With(49, "       1"), "DAT2", "3", "CHK2 5"}), ""}, // the shortest CHK2 line
-        // CM6 text that begins with the letters CHK2 is data: 14, 25, 30, 39.
-        {Lines({Wid2With(49, "       4"), "DAT2", "CHK2", "CHK2      108"}), ""},
+        {Lines({Wid2With(49, "       1"), "DAT2", "3", "CHK2 5"}), ""},
+        // An empty line among the data, and CM6 text that begins with the letters CHK2, which
+        // is data: 14, 25, 30, 39.
+        {Lines({Wid2With(49, "       4"), "DAT2", "", "CHK2", "CHK2      108"}), ""},
     };
     for (const auto& [text, message] : cases) {
         ExpectFault("bad.gse", text, message);
