@@ -359,7 +359,7 @@ std::string Seg2Variant(const std::string& written, int code) {
 }
 
 // SEG2 in every data format but the 20-bit one (a real recording has it) reads as the same
-// channels with the same samples.
+// channels with the same samples. Microseconds out of range leave the start unknown.
 TEST_F(MultichannelBinary, Seg2VariantsReadAlike) {
     const SampleList samples = RandomWalk(400, 8, 15); // within 16 bits
     const std::string written = TwoChannels(samples, FileFormat::SEG2);
@@ -370,6 +370,9 @@ TEST_F(MultichannelBinary, Seg2VariantsReadAlike) {
         EXPECT_EQ(kSeg2Codec.loadHeader(path), headers);
         EXPECT_EQ(ChannelSamples(path), (std::vector{Texts(samples), Texts(samples)}));
     }
+    std::string late = written;
+    late.replace(late.rfind("924000"), 6, "-24000");
+    EXPECT_EQ(kSeg2Codec.loadHeader(Input("late.seg2", late)).at(0)[kStartTime], "");
 }
 
 // What SU cannot hold is refused before the run, and fails a run started anyway rather than be
