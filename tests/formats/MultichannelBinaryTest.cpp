@@ -376,7 +376,8 @@ TEST_F(MultichannelBinary, Seg2VariantsReadAlike) {
 }
 
 // What SU cannot hold is refused before the run, and fails a run started anyway rather than be
-// cut: it has no interval for 10 or 300 samples per second and takes 32767 samples a trace.
+// cut: it has no interval for 10 or 300 samples per second, one for 1000000 and 15.259...,
+// and takes 32767 samples a trace.
 TEST_F(MultichannelBinary, SuLimitsAreRefusedNotCut) {
     const std::vector<std::string> few = {"1", "2", "3"};
     for (const char* rate : {"10", "300"}) {
@@ -387,6 +388,11 @@ TEST_F(MultichannelBinary, SuLimitsAreRefusedNotCut) {
                                     "interval is a whole number of microseconds from 1 to 65535.";
         EXPECT_TRUE(m_engine.FileLimitProblem(0).ends_with(problem));
         ExpectFailure(problem);
+    }
+    for (const char* rate : {"1000000", "15.2590218967"}) { // 1 and 65535 microseconds
+        ASSERT_TRUE(Add(Channel("BNDZ.psn", few, "2020/01/01 00:00:00", rate), FileFormat::SU,
+                        m_folder / "bound.su"));
+        EXPECT_EQ(m_engine.FileLimitProblem(0), "") << rate;
     }
     ASSERT_TRUE(
         Add(Channel("LONZ.psn", Texts(RandomWalk(40000, 16, 10)), "2020/01/01 00:00:00", "1000"),
