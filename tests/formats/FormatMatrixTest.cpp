@@ -67,25 +67,16 @@ constexpr ChannelValue kChannelValues[] = {
     {kSensorIncident, {"0", "90", "90"}},
 };
 
-// A format an earlier, more specific test takes, though a later one accepts it too.
-struct Overlap {
-    FileFormat format;
-    FileFormat alsoAcceptedAs;
-};
-constexpr Overlap kKnownOverlaps[] = {{FileFormat::PSNCM6, FileFormat::PSNINT}};
-
-// The formats a file of `format` may be taken for, in detection order; none for WAV.
+// The formats a file of `format` may be taken for, in detection order; none for WAV. A PSN CM6
+// file is a PSN ASCII file too, which the more specific test, coming first, takes.
 std::vector<FileFormat> ExpectedMatches(FileFormat format) {
-    std::vector<FileFormat> matches;
-    if (format != FileFormat::WAV) {
-        matches.push_back(format);
+    if (format == FileFormat::WAV) {
+        return {};
     }
-    for (const Overlap& overlap : kKnownOverlaps) {
-        if (overlap.format == format) {
-            matches.push_back(overlap.alsoAcceptedAs);
-        }
+    if (format == FileFormat::PSNCM6) {
+        return {format, FileFormat::PSNINT};
     }
-    return matches;
+    return {format};
 }
 
 // Every format of the catalogue: each writes, WAV included.
@@ -212,7 +203,7 @@ protected:
     }
 
     // Every detector runs over every output of the format: only the format's own test (and
-    // those of the known overlaps, which come later in detection order) may accept it. It loads
+    // that of a known overlap, later in detection order) may accept it. It loads
     // back with the recording: its header values and every sample, counted as written.
     void ExpectWrittenAndReadBack(const FormatEntry& entry) {
         const auto files = WriteAs(entry);
