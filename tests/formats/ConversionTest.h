@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <random>
 #include <sstream>
@@ -78,6 +80,16 @@ inline std::vector<std::string> Texts(const SampleList& samples) {
         texts.push_back(std::to_string(sample));
     }
     return texts;
+}
+
+// What a shell command writes to its standard output; an independent reader's view of a file.
+inline std::string CommandOutput(const std::string& command) {
+    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+    std::string output;
+    for (int c; pipe && (c = std::fgetc(pipe.get())) != EOF;) {
+        output += static_cast<char>(c);
+    }
+    return output;
 }
 
 // The samples of a PSN ASCII file that Vibrex wrote.

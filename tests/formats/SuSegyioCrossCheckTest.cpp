@@ -1,9 +1,7 @@
 #include "formats/ConversionTest.h"
 #include "io/Numbers.h"
 
-#include <cstdio>
 #include <gtest/gtest.h>
-#include <memory>
 
 // segyio, an independent reader of Seismic Unix files (Debian's python3-segyio, installed by
 // scripts/setup.sh --tests), reads every SU file Vibrex writes with our samples,
@@ -31,14 +29,7 @@ bool SegyioIsThere() {
 }
 
 std::string Segyio(const std::filesystem::path& script, const std::filesystem::path& su) {
-    const std::string command = std::string(kPython) + " " + script.string() + " " + su.string();
-    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    std::string output;
-    char buffer[4096];
-    while (pipe && std::fgets(buffer, sizeof buffer, pipe.get()) != nullptr) {
-        output += buffer;
-    }
-    return output;
+    return CommandOutput(std::string(kPython) + " " + script.string() + " " + su.string());
 }
 
 struct Trace {

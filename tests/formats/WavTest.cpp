@@ -1,6 +1,5 @@
 #include "formats/ConversionTest.h"
 
-#include <cstdio>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <tuple>
@@ -15,15 +14,7 @@ std::string Soxi(const std::filesystem::path& file) {
     for (const char* option : {"-r", "-c", "-b", "-s"}) {
         command += std::string("soxi ") + option + " '" + file.string() + "' 2>/dev/null;";
     }
-    std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    for (int c; pipe != nullptr && (c = std::fgetc(pipe)) != EOF;) {
-        output += static_cast<char>(c);
-    }
-    if (pipe != nullptr) {
-        pclose(pipe);
-    }
-    return output;
+    return CommandOutput(command);
 }
 
 class Wav : public ConversionTest {
