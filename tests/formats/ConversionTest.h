@@ -1,6 +1,8 @@
 #pragma once
 
 #include "engine/ClsConverter.h"
+#include "engine/Codec.h"
+#include "engine/FormatCatalogue.h"
 #include "io/TimeText.h"
 #include "support/TestSupport.h"
 
@@ -80,6 +82,16 @@ inline std::vector<std::string> Texts(const SampleList& samples) {
         texts.push_back(std::to_string(sample));
     }
     return texts;
+}
+
+// The refusal of the format's header loader; empty when it loads the file.
+inline std::string Refusal(FileFormat format, const std::filesystem::path& path) {
+    try {
+        FindFormat(format)->codec.loadHeader(path);
+    } catch (const HeaderLoadError& error) {
+        return error.what();
+    }
+    return "";
 }
 
 // What a shell command writes to its standard output; an independent reader's view of a file.

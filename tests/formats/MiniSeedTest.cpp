@@ -69,13 +69,7 @@ Spoil EveryRecord(const std::function<void(RecordFields&)>& spoil) {
 
 // The loader's message for a refused file; empty when it loads.
 std::string Refusal(const std::filesystem::path& path) {
-    try {
-        kMiniSeedCodec.loadHeader(path);
-    } catch (const HeaderLoadError& error) {
-        EXPECT_EQ(error.Source(), "LoadHeader_miniSeed");
-        return error.what();
-    }
-    return "";
+    return test::Refusal(FileFormat::miniSeed, path);
 }
 
 using MiniSeed = ConversionTest;

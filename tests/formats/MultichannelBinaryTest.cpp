@@ -20,16 +20,6 @@ const FormatCodec& CodecOf(FileFormat format) {
     return FindFormat(format)->codec;
 }
 
-// The refusal of a file's header loader; empty when it loads.
-std::string Refusal(FileFormat format, const std::filesystem::path& path) {
-    try {
-        CodecOf(format).loadHeader(path);
-    } catch (const HeaderLoadError& error) {
-        return error.what();
-    }
-    return "";
-}
-
 class MultichannelBinary : public ConversionTest {
 protected:
     // Merges the inputs into one file of the format; false when the merge did not succeed.

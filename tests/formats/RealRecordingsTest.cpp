@@ -49,17 +49,6 @@ std::string ExpectedStart(const std::vector<std::string>& row) {
     return row[11];
 }
 
-// The miniSEED loader's refusal; empty when it loads.
-std::string MiniSeedRefusal(const fs::path& path) {
-    try {
-        kMiniSeedCodec.loadHeader(path);
-    } catch (const HeaderLoadError& error) {
-        EXPECT_EQ(error.Source(), "LoadHeader_miniSeed");
-        return error.what();
-    }
-    return "";
-}
-
 using RealRecordings = ConversionTest;
 
 // POSITIVE files load with the recorded channels, codes, count, rate and start, and convert with
@@ -83,7 +72,7 @@ TEST_F(RealRecordings, LoadAndConvertAsTheManifestSays) {
             if (row[1] == "miniSEED") {
                 const std::string& loader = row[20];
                 const auto forced = loader.find("forced: ");
-                EXPECT_EQ(MiniSeedRefusal(path),
+                EXPECT_EQ(Refusal(FileFormat::miniSeed, path),
                           forced == std::string::npos ? loader : loader.substr(forced + 8));
             }
             continue;
