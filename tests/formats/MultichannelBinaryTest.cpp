@@ -123,6 +123,8 @@ TEST_F(MultichannelBinary, MergedChannelsKeepTheirOwnHeaders) {
                 EXPECT_EQ(WordAt(written, record * 88), 80u) << "record " << record;
             }
             EXPECT_EQ(written.substr(kSeisanChannel1 + 51, 25), " 45.5000 -120.2500  1234 ");
+            // From the earliest start to the latest end, 12.377 s later, in columns 61 to 69.
+            EXPECT_EQ(written.substr(4 + 60, 9), "   12.377");
         } else {
             EXPECT_EQ(values[kOffset], "25");
         }
