@@ -197,12 +197,8 @@ TEST_F(Saf, ChannelsThatDoNotFitAreRefused) {
 // where; nothing is left behind.
 TEST_F(Saf, DamagedFilesNameTheirCause) {
     const std::vector<std::string> rows = {"1 2 3", "4 5 6"};
-    const std::vector<std::string> header = kPlainHeader;
-    const auto without = [&](std::size_t line) {
-        auto lines = header;
-        lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(line));
-        return lines;
-    };
+    const std::vector<std::string>& header = kPlainHeader;
+    const std::vector<std::string> withoutCount(header.begin(), header.end() - 1);
     const auto withCount = [&](const std::string& count) {
         auto lines = header;
         lines.back() = "NDAT = " + count;
@@ -211,7 +207,7 @@ TEST_F(Saf, DamagedFilesNameTheirCause) {
     const std::tuple<std::string, Stage, std::string> cases[] = {
         {kIdentification + "\r\nNDAT = 2\r\n1 2 3\r\n4 5 6\r\n", Stage::Added,
          "No \"####----\" separator line ends the header (4)."},
-        {SafText(without(3), rows), Stage::Added, "The header has no NDAT line (5)."},
+        {SafText(withoutCount, rows), Stage::Added, "The header has no NDAT line (5)."},
         {SafText(withCount("many"), rows), Stage::Added, "NDAT is not a number of samples (5)."},
         {SafText(withCount("2.5"), rows), Stage::Added, "NDAT is not a number of samples (5)."},
         {SafText(withCount("0"), rows), Stage::Added, "File corrupted: unreadable samples count."},
