@@ -118,10 +118,12 @@ TEST_F(MultichannelBinary, MergedChannelsKeepTheirOwnHeaders) {
             EXPECT_EQ(values[kStationCode] + values[kComponentName] + values[kNetworkAffiliation],
                       "ABCHHNXX");
             // Every main header record holds 80 characters, the channel index three slots a
-            // line; latitude, longitude and elevation sit in columns 52, 61 and 71.
+            // line. A channel header has its start in columns 10 to 35 (the network's letters
+            // in 17 and 20), latitude, longitude and elevation in columns 52, 61 and 71.
             for (std::size_t record = 0; record < 12; ++record) {
                 EXPECT_EQ(WordAt(written, record * 88), 80u) << "record " << record;
             }
+            EXPECT_EQ(written.substr(kSeisanChannel1 + 9, 27), "116  60X 2X29 23 59 58.123 ");
             EXPECT_EQ(written.substr(kSeisanChannel1 + 51, 25), " 45.5000 -120.2500  1234 ");
             // From the earliest start to the latest end, 12.377 s later, in columns 61 to 69.
             EXPECT_EQ(written.substr(4 + 60, 9), "   12.377");

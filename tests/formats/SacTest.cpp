@@ -151,6 +151,9 @@ TEST_F(Sac, RoundTripsKeepEveryBit) {
     EXPECT_EQ(Words(ReadFile(out).substr(632)), Bits(kAwkwardSamples));
     EXPECT_EQ(LoadSac(out), values);
     EXPECT_TRUE(WorkFolderIsEmpty());
+    // Samples are copied 16384 at a time; one more makes a second chunk.
+    const std::vector<float> many(16385, 7.0f);
+    EXPECT_EQ(ReadSamples(Input("many.sac", SacFile(many))).size(), many.size());
 
     // Each of SAC's five file types tells a big-endian file from a little-endian one.
     for (const std::int32_t type : {1, 2, 3, 4, 51}) {
