@@ -3,14 +3,10 @@
 #include "formats/ConversionTest.h"
 
 #include <gtest/gtest.h>
-#include <limits>
 #include <stdexcept>
 
 namespace vibrex::test {
 namespace {
-
-constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
-constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 
 std::string Cm6Of(std::int64_t difference) {
     char text[kLongestCm6Value];

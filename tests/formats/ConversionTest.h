@@ -1,13 +1,18 @@
 #pragma once
 
 #include "engine/ClsConverter.h"
+#include "engine/Codec.h"
+#include "engine/FormatCatalogue.h"
 #include "io/TimeText.h"
 #include "support/TestSupport.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <limits>
+#include <memory>
 #include <optional>
 #include <random>
 #include <sstream>
@@ -20,6 +25,8 @@
 namespace vibrex::test {
 
 using SampleList = std::vector<std::int32_t>;
+constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
+constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 
 // Bytes from pairs of hexadecimal digits; blanks between pairs are for the reader.
 inline std::string Hex(std::string_view hex) {
@@ -77,29 +84,24 @@ inline std::vector<std::string> Texts(const SampleList& samples) {
     return texts;
 }
 
-// A MANIFEST.tsv time, "2013-01-07T10:30:41.000000", as a time.
-inline std::optional<PreciseTime> ManifestTime(std::string text) {
-    std::replace(text.begin(), text.end(), '-', '/');
-    std::replace(text.begin(), text.end(), 'T', ' ');
-    return ParseTimeText(text);
+// The refusal of the format's header loader; empty when it loads the file.
+inline std::string Refusal(FileFormat format, const std::filesystem::path& path) {
+    try {
+        FindFormat(format)->codec.loadHeader(path);
+    } catch (const HeaderLoadError& error) {
+        return error.what();
+    }
+    return "";
 }
 
-// A channel's sample lines against its MANIFEST.tsv row: the count, the first five and the
-// last. Whole numbers must match exactly, others in single precision, as the manifest gives
-// them.
-inline void ExpectManifestSamples(const std::vector<std::string>& lines,
-                                  const std::vector<std::string>& row) {
-    ASSERT_EQ(std::to_string(lines.size()), row[9]);
-    std::stringstream expected(row[12] + " " + row[13]);
-    for (const std::size_t i : {0ul, 1ul, 2ul, 3ul, 4ul, lines.size() - 1}) {
-        std::string text;
-        expected >> text;
-        if ((lines[i] + text).find_first_of(".eE") == std::string::npos) {
-            EXPECT_EQ(lines[i], text) << "sample " << i;
-        } else {
-            EXPECT_EQ(std::stof(lines[i]), std::stof(text)) << "sample " << i;
-        }
+// What a shell command writes to its standard output; an independent reader's view of a file.
+inline std::string CommandOutput(const std::string& command) {
+    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+    std::string output;
+    for (int c; pipe && (c = std::fgetc(pipe.get())) != EOF;) {
+        output += static_cast<char>(c);
     }
+    return output;
 }
 
 // The samples of a PSN ASCII file that Vibrex wrote.
@@ -152,6 +154,14 @@ protected:
     ConversionStatus ConvertOne(const std::filesystem::path& input, FileFormat outputFormat,
                                 const std::filesystem::path& output, bool inversion = false) {
         return Add(input, outputFormat, output) ? Convert(inversion) : ConversionStatus::Idle;
+    }
+
+    // Converts `input` into `output`, which must succeed; `output`.
+    std::filesystem::path Converted(const std::filesystem::path& input, FileFormat outputFormat,
+                                    const std::filesystem::path& output, bool inversion = false) {
+        EXPECT_EQ(ConvertOne(input, outputFormat, output, inversion), ConversionStatus::Success)
+            << input << ": " << m_engine.FileErrorText(0);
+        return output;
     }
 
     // Merges `inputs`, in order, into `output`; the status of the first file, or Idle when the
@@ -242,29 +252,21 @@ protected:
                            "Network Affiliation: XX"};
         }
         headerLines.push_back("Number of Samples: " + std::to_string(samples.size()));
-        std::vector<std::string> lines;
-        for (const std::int32_t sample : samples) {
-            lines.push_back(std::to_string(sample));
-        }
-        return Input(name, PsnText(headerLines, lines));
+        return Input(name, PsnText(headerLines, Texts(samples)));
     }
 
     // The samples written by Vibrex as miniSEED, through a PSN ASCII input.
     std::filesystem::path WrittenMiniSeed(const std::string& name, const SampleList& samples,
                                           std::vector<std::string> headerLines = {}) {
-        const auto output = m_folder / (name + ".mseed");
-        EXPECT_EQ(ConvertOne(PsnInput(name + ".psn", samples, std::move(headerLines)),
-                             FileFormat::miniSeed, output),
-                  ConversionStatus::Success);
-        return output;
+        return Converted(PsnInput(name + ".psn", samples, std::move(headerLines)),
+                         FileFormat::miniSeed, m_folder / (name + ".mseed"));
     }
 
     // A file's samples as Vibrex reads them, through a PSN ASCII output.
-    SampleList ReadMiniSeed(const std::filesystem::path& input, bool inversion = false) {
-        const auto output = m_folder / (input.filename().string() + ".read.psn");
-        EXPECT_EQ(ConvertOne(input, FileFormat::PSNINT, output, inversion),
-                  ConversionStatus::Success);
-        return PsnSamples(output);
+    SampleList ReadSamples(const std::filesystem::path& input, bool inversion = false) {
+        return PsnSamples(Converted(input, FileFormat::PSNINT,
+                                    m_folder / (input.filename().string() + ".read.psn"),
+                                    inversion));
     }
 
     TempFolder m_folder;

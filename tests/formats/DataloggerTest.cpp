@@ -1,10 +1,7 @@
-#include "engine/Codec.h"
 #include "formats/ConversionTest.h"
 
 #include <gtest/gtest.h>
-#include <string>
 #include <tuple>
-#include <vector>
 
 // The two data-logger text formats: Geonode datalogs and Ondaro files.
 namespace vibrex::test {
@@ -40,13 +37,14 @@ const std::vector<std::string> kOndaro = {"TIPO=ONDARO2",
 
 using Datalogger = ConversionTest;
 
-// Datalogs as loggers write them read: no header, "index,value" or "time value" lines, blank
+// Datalogs as loggers write them read: no header, "index,value", "time value" or tab-separated
+// lines, blank
 // lines; the "! Key: value" lines the intermediate file knows give header values, but the count
 // is always that of the sample lines.
 TEST_F(Datalogger, GeonodeDatalogsAsLoggersWriteThem) {
     const std::tuple<std::string, std::vector<std::string>, std::string, std::string> cases[] = {
-        {Lines({"! STRATAREC log", "0,-100", "1,-63", "", "2, 5"}, "\n"),
-         {"-100", "-63", "5"},
+        {Lines({"! STRATAREC log", "0,-100", "1,-63", "", "2, 5", "3\t9"}, "\n"),
+         {"-100", "-63", "5", "9"},
          "",
          ""},
         {CrLf({"! GEONODE datalog", "! Start Time: 2021/03/04 05:06:07.250", "! SPS: 100",
@@ -57,7 +55,7 @@ TEST_F(Datalogger, GeonodeDatalogsAsLoggersWriteThem) {
     };
     for (const auto& [text, samples, start, sps] : cases) {
         ASSERT_TRUE(Add(Input("log.dat", text), FileFormat::PSNINT, m_folder / "out.psn"));
-        EXPECT_EQ(m_engine.HeaderProperty(0, 0, kNumberOfSamples), "3");
+        EXPECT_EQ(m_engine.HeaderProperty(0, 0, kNumberOfSamples), std::to_string(samples.size()));
         EXPECT_EQ(m_engine.HeaderProperty(0, 0, kStartTime), start);
         EXPECT_EQ(m_engine.HeaderProperty(0, 0, kSps), sps);
         ASSERT_EQ(Convert(), ConversionStatus::Success) << LastMessage();
@@ -67,25 +65,16 @@ TEST_F(Datalogger, GeonodeDatalogsAsLoggersWriteThem) {
 
 // PSN -> Geonode -> PSN: the datalog holds the marker and the samples as they were written, and
 // reading it back with inversion negates each in its own kind of number.
-TEST_F(Datalogger, GeonodeRoundTripFromPsn) {
+TEST_F(Datalogger, GeonodeWrittenExactlyAndReadInverted) {
     const auto input = Input("in.psn", PsnText({"Number of Samples: 4", "SPS: 100"},
                                                {"1", "-2.5", "3e2", "2147483647"}));
-    ASSERT_EQ(ConvertOne(input, FileFormat::Geonode, m_folder / "log.dat"),
-              ConversionStatus::Success);
-    EXPECT_EQ(ReadFile(m_folder / "log.dat"),
-              CrLf({"! GEONODE datalog", "1", "-2.5", "3e2", "2147483647"}));
-    ASSERT_EQ(ConvertOne(m_folder / "log.dat", FileFormat::PSNINT, m_folder / "back.psn"),
-              ConversionStatus::Success);
-    EXPECT_EQ(DataLines(m_folder / "back.psn"),
-              (std::vector<std::string>{"1", "-2.5", "3e2", "2147483647"}));
-    ASSERT_EQ(ConvertOne(m_folder / "log.dat", FileFormat::PSNINT, m_folder / "back.psn", true),
-              ConversionStatus::Success);
-    EXPECT_EQ(DataLines(m_folder / "back.psn"),
+    const auto log = Converted(input, FileFormat::Geonode, m_folder / "log.dat");
+    EXPECT_EQ(ReadFile(log), CrLf({"! GEONODE datalog", "1", "-2.5", "3e2", "2147483647"}));
+    EXPECT_EQ(DataLines(Converted(log, FileFormat::PSNINT, m_folder / "back.psn", true)),
               (std::vector<std::string>{"-1", "2.5", "-300", "-2147483647"}));
 }
 
-// The Ondaro file written from two recordings of their own rate and length, exactly; it loads
-// back with the values it carries.
+// The Ondaro file written from two recordings of their own rate and length, exactly.
 TEST_F(Datalogger, OndaroWrittenExactly) {
     const auto first = Input(
         "a.psn", PsnText({"Start Time: 2021/03/04 05:06:07.250", "Number of Samples: 3", "SPS: 100",
@@ -99,34 +88,6 @@ TEST_F(Datalogger, OndaroWrittenExactly) {
               ConversionStatus::Success)
         << LastMessage();
     EXPECT_EQ(ReadFile(m_folder / "pair.ond"), CrLf(kOndaro));
-    const auto channels = kOndaroCodec.loadHeader(m_folder / "pair.ond");
-    ASSERT_EQ(channels.size(), 2u);
-    EXPECT_EQ(channels[1][kStartTime] + "|" + channels[1][kNumberOfSamples] + "|" +
-                  channels[1][kSps] + "|" + channels[1][kDatalogger] + "|" + channels[1][kChGain],
-              "2021/03/04 05:06:08|2|50|Unit 8|0.5");
-}
-
-// SAC -> Ondaro -> SAC: every bit of the float samples and the values both carry survive.
-TEST_F(Datalogger, OndaroRoundTripFromSac) {
-    const std::vector<std::string> samples = {"0.1",      "1e-45",     "-3.4028235e+38",
-                                              "16777216", "123456.79", "-7"};
-    const auto input =
-        Input("in.psn", PsnText({"Start Time: 2015/03/01 12:30:45.250", "Number of Samples: 6",
-                                 "SPS: 100", "Datalogger: DL1", "Station Code: AB"},
-                                samples));
-    ASSERT_EQ(ConvertOne(input, FileFormat::SAC, m_folder / "in.sac"), ConversionStatus::Success);
-    ASSERT_EQ(ConvertOne(m_folder / "in.sac", FileFormat::Ondaro, m_folder / "mid.ond"),
-              ConversionStatus::Success);
-    ASSERT_EQ(ConvertOne(m_folder / "mid.ond", FileFormat::SAC, m_folder / "out.sac"),
-              ConversionStatus::Success);
-    EXPECT_EQ(ReadFile(m_folder / "out.sac").substr(632),
-              ReadFile(m_folder / "in.sac").substr(632));
-    const auto before = kSacCodec.loadHeader(m_folder / "in.sac").at(0);
-    const auto after = kSacCodec.loadHeader(m_folder / "out.sac").at(0);
-    for (const int property : {kStartTime, kNumberOfSamples, kSps, kDatalogger}) {
-        EXPECT_EQ(after[property], before[property]) << property;
-    }
-    EXPECT_EQ(after[kStationCode], "");
 }
 
 // Lenient reading: keys in any case with blanks around "=", unknown keys and free text ignored,

@@ -7,8 +7,6 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
-#include <string>
-#include <vector>
 
 // Every format of the catalogue that has a writer, against every other: a three-channel
 // recording written in it is detected as that format, by no other test, and loads back with the
@@ -69,25 +67,16 @@ constexpr ChannelValue kChannelValues[] = {
     {kSensorIncident, {"0", "90", "90"}},
 };
 
-// A format an earlier, more specific test takes, though a later one accepts it too.
-struct Overlap {
-    FileFormat format;
-    FileFormat alsoAcceptedAs;
-};
-constexpr Overlap kKnownOverlaps[] = {{FileFormat::PSNCM6, FileFormat::PSNINT}};
-
-// The formats a file of `format` may be taken for, in detection order; none for WAV.
+// The formats a file of `format` may be taken for, in detection order; none for WAV. A PSN CM6
+// file is a PSN ASCII file too, which the more specific test, coming first, takes.
 std::vector<FileFormat> ExpectedMatches(FileFormat format) {
-    std::vector<FileFormat> matches;
-    if (format != FileFormat::WAV) {
-        matches.push_back(format);
+    if (format == FileFormat::WAV) {
+        return {};
     }
-    for (const Overlap& overlap : kKnownOverlaps) {
-        if (overlap.format == format) {
-            matches.push_back(overlap.alsoAcceptedAs);
-        }
+    if (format == FileFormat::PSNCM6) {
+        return {format, FileFormat::PSNINT};
     }
-    return matches;
+    return {format};
 }
 
 // Every format of the catalogue: each writes, WAV included.
@@ -134,11 +123,8 @@ protected:
                 header.push_back(std::string(HeaderPropertyLabel(property)) + values[property]);
             }
             const SampleList walk = RandomWalk(kSamples, 12, static_cast<unsigned>(c + 1));
-            std::vector<std::string> lines;
-            for (const std::int32_t sample : walk) {
-                lines.push_back(std::to_string(sample));
-            }
-            m_inputs.push_back(Input("c" + std::to_string(c + 1) + ".psn", PsnText(header, lines)));
+            m_inputs.push_back(
+                Input("c" + std::to_string(c + 1) + ".psn", PsnText(header, Texts(walk))));
             m_values.push_back(values);
             m_samples.push_back(walk);
         }
@@ -217,7 +203,7 @@ protected:
     }
 
     // Every detector runs over every output of the format: only the format's own test (and
-    // those of the known overlaps, which come later in detection order) may accept it. It loads
+    // that of a known overlap, later in detection order) may accept it. It loads
     // back with the recording: its header values and every sample, counted as written.
     void ExpectWrittenAndReadBack(const FormatEntry& entry) {
         const auto files = WriteAs(entry);

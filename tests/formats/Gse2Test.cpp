@@ -1,18 +1,11 @@
 #include "engine/Codec.h"
 #include "formats/ConversionTest.h"
-#include "io/Numbers.h"
-#include "io/TimeText.h"
 
-#include <algorithm>
 #include <cctype>
 #include <gtest/gtest.h>
-#include <limits>
 
 namespace vibrex::test {
 namespace {
-
-constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
-constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 
 // A block of the five samples 12, -10, 16, 33, 9 (CM6 "Al0VENl7", checksum 60).
 const std::string kWid2 = "WID2 2005/08/31 02:33:49.850 RJOB  Z   RJOB CM6        5  200.000000 "
@@ -25,51 +18,6 @@ std::string Wid2With(std::size_t first, const std::string& text) {
 }
 
 using Gse2 = ConversionTest;
-
-// POSITIVE files are detected, load with the recorded header and samples (their checksums
-// verified on the way) and come back unchanged through miniSEED, GSECM6 and GSEINT; the
-// NEGATIVE one is not detected.
-TEST_F(Gse2, RealFilesBehaveAsTheManifestSays) {
-    const auto folder = TestDataFolder();
-    if (folder.empty()) {
-        GTEST_SKIP() << "no test data folder";
-    }
-    int positives = 0, negatives = 0;
-    for (const auto& row : ManifestRows(folder)) {
-        if (row.size() < 22 || row[1] != "GSE2.0") {
-            continue;
-        }
-        SCOPED_TRACE(row[0]);
-        const auto path = folder / row[0];
-        EXPECT_EQ(static_cast<int>(ClsConverter::GuessFileFormat(path)), std::stoi(row[19]));
-        if (row[21].starts_with("NEGATIVE")) {
-            ++negatives;
-            EXPECT_FALSE(m_engine.AddFile(path.string()));
-            continue;
-        }
-        ++positives;
-        ASSERT_TRUE(Add(path, FileFormat::miniSeed, m_folder / "real.mseed"));
-        ASSERT_EQ(m_engine.FileChannelsCount(0), std::stoi(row[4]));
-        const int channel = std::stoi(row[18]) - 1;
-        const auto property = [&](int index) { return m_engine.HeaderProperty(0, channel, index); };
-        EXPECT_EQ(property(kStationCode) + "|" + property(kComponentName) + "|" +
-                      property(kNumberOfSamples),
-                  row[5] + "|" + row[8] + "|" + row[9]);
-        EXPECT_EQ(ParseNumber(property(kSps)), ParseNumber(row[10]));
-        EXPECT_EQ(ParseTimeText(property(kStartTime)), ManifestTime(row[11]));
-
-        ASSERT_EQ(Convert(), ConversionStatus::Success);
-        const SampleList samples = ReadMiniSeed(m_folder / "real.mseed");
-        ExpectManifestSamples(Texts(samples), row);
-        for (const FileFormat format : {FileFormat::GSECM6, FileFormat::GSEINT}) {
-            ASSERT_EQ(ConvertOne(m_folder / "real.mseed", format, m_folder / "real.gse"),
-                      ConversionStatus::Success);
-            EXPECT_EQ(ReadMiniSeed(m_folder / "real.gse"), samples);
-        }
-    }
-    EXPECT_EQ(positives, 3);
-    EXPECT_EQ(negatives, 1);
-}
 
 // Every column checked by hand: the time rounded to the millisecond carries into 1 March of
 // the leap year; codes cut to their widths; calibration with four decimals in e10 form;
@@ -86,13 +34,9 @@ TEST_F(Gse2, WrittenBlocksColumnByColumn) {
                              "9.4900e-02   2.000 STS-2   90.0 90.0";
     const std::string sta2 = "STA2 XX         45.50000 -120.25000 WGS-84       1.234 0.000";
     ASSERT_EQ(wid2.size(), 105u);
-    ASSERT_EQ(ConvertOne(input, FileFormat::GSECM6, m_folder / "out.gse"),
-              ConversionStatus::Success);
-    EXPECT_EQ(ReadLines(m_folder / "out.gse"),
+    EXPECT_EQ(ReadLines(Converted(input, FileFormat::GSECM6, m_folder / "out.gse")),
               (std::vector<std::string>{wid2, sta2, "DAT2", "Al0VENl7", "CHK2       60"}));
-    ASSERT_EQ(ConvertOne(input, FileFormat::GSEINT, m_folder / "out.gse"),
-              ConversionStatus::Success);
-    EXPECT_EQ(ReadLines(m_folder / "out.gse"),
+    EXPECT_EQ(ReadLines(Converted(input, FileFormat::GSEINT, m_folder / "out.gse")),
               (std::vector<std::string>{std::string(wid2).replace(44, 3, "INT"), sta2, "DAT2",
                                         "12 -10 16 33 9", "CHK2       60"}));
 
@@ -112,61 +56,40 @@ TEST_F(Gse2, WrittenBlocksColumnByColumn) {
     }
 }
 
-// A merge writes one block per channel; converted to a single-channel format, each block gives
-// its own file.
-TEST_F(Gse2, MergeWritesOneBlockPerChannel) {
-    const SampleList north = RandomWalk(500, 20, 1), east = RandomWalk(700, 20, 2);
-    ASSERT_EQ(Merge({PsnInput("n.psn", north),
-                     PsnInput("e.psn", east,
-                              {"Start Time: 2020/01/01 00:00:00", "SPS: 50", "Station Code: EEE",
-                               "Sensor Latitude: -12345", "Sensor Longitude: 12.5"})},
-                    FileFormat::GSECM6, m_folder / "both.gse"),
-              ConversionStatus::Success)
-        << LastMessage();
-
-    ASSERT_TRUE(Add(m_folder / "both.gse", FileFormat::PSNINT, m_folder / "one.psn"));
-    ASSERT_EQ(m_engine.FileChannelsCount(0), 2);
-    EXPECT_EQ(m_engine.HeaderProperty(0, 0, kStationCode), "STAT");
-    EXPECT_EQ(m_engine.HeaderProperty(0, 1, kStationCode), "EEE");
-    // A latitude out of range (SAC's "undefined") is written as unknown.
-    const auto lines = ReadLines(m_folder / "both.gse");
-    EXPECT_EQ(*std::find_if(lines.rbegin(), lines.rend(),
-                            [](const std::string& line) { return line.starts_with("STA2"); }),
-              "STA2           -99.00000   12.50000 WGS-84       -.999 0.000");
-    ASSERT_EQ(Convert(), ConversionStatus::Success);
-    EXPECT_EQ(PsnSamples(m_folder / "one1.psn"), north);
-    EXPECT_EQ(PsnSamples(m_folder / "one2.psn"), east);
+// A latitude out of range (SAC's "undefined") and an elevation not given are written as
+// unknown.
+TEST_F(Gse2, MissingPositionsAreUnknown) {
+    const auto gse = Converted(PsnInput("in.psn", {1},
+                                        {"Start Time: 2020/01/01 00:00:00", "SPS: 50",
+                                         "Sensor Latitude: -12345", "Sensor Longitude: 12.5"}),
+                               FileFormat::GSEINT, m_folder / "out.gse");
+    EXPECT_EQ(ReadLines(gse).at(1), "STA2           -99.00000   12.50000 WGS-84       -.999 0.000");
+    // A STA2 line may end after the latitude.
+    const auto cut =
+        Input("cut.gse", Lines({kWid2, "STA2 XX         45.50000", "DAT2", "Al0VENl7", "CHK2 60"}));
+    const HeaderValues values = kGseCm6Codec.loadHeader(cut).at(0);
+    EXPECT_EQ(values[kSensorLatitude] + "|" + values[kSensorLongitude], "45.5|");
 }
 
+// Samples come back exactly, the widest steps included; fractions are rounded half to even;
+// inversion negates each.
 TEST_F(Gse2, RoundTripsSampleForSample) {
     SampleList extremes = {kMax, kMin, kMax, 0, kMin, kMin, -1, kMax};
     extremes.insert(extremes.end(), 1000, 0);
     extremes.insert(extremes.end(), {kMin, kMax, kMin});
     for (const SampleList& samples : {extremes, RandomWalk(5000, 32, 3)}) {
         for (const FileFormat format : {FileFormat::GSECM6, FileFormat::GSEINT}) {
-            ASSERT_EQ(ConvertOne(WrittenMiniSeed("rt", samples), format, m_folder / "rt.gse"),
-                      ConversionStatus::Success);
-            ASSERT_EQ(
-                ConvertOne(m_folder / "rt.gse", FileFormat::miniSeed, m_folder / "back.mseed"),
-                ConversionStatus::Success);
-            EXPECT_EQ(ReadMiniSeed(m_folder / "back.mseed"), samples);
+            EXPECT_EQ(
+                ReadSamples(Converted(PsnInput("rt.psn", samples), format, m_folder / "rt.gse")),
+                samples);
         }
     }
-    // Whole numbers only: SAC's fractions are rounded half to even.
-    const auto sac = m_folder / "in.sac";
-    ASSERT_EQ(
-        ConvertOne(Input("f.psn", PsnText({"Start Time: 2020/01/01 00:00:00", "SPS: 10",
-                                           "Number of Samples: 6"},
-                                          {"0.5", "1.5", "2.5", "-1.5", "1234567.5", "3.25"})),
-                   FileFormat::SAC, sac),
-        ConversionStatus::Success)
-        << m_engine.FileErrorText(0);
-    ASSERT_EQ(ConvertOne(sac, FileFormat::GSEINT, m_folder / "f.gse"), ConversionStatus::Success);
-    EXPECT_EQ(ReadMiniSeed(m_folder / "f.gse"), (SampleList{0, 2, 2, -2, 1234568, 3}));
-    ASSERT_EQ(ConvertOne(m_folder / "f.gse", FileFormat::SAC, sac), ConversionStatus::Success);
-    EXPECT_EQ(ReadMiniSeed(sac), (SampleList{0, 2, 2, -2, 1234568, 3}));
-
-    EXPECT_EQ(ReadMiniSeed(Input("five.gse", Lines({kWid2, "DAT2", "Al0VENl7", "CHK2 60"})), true),
+    const auto fractions = Input(
+        "f.psn", PsnText({"Start Time: 2020/01/01 00:00:00", "SPS: 10", "Number of Samples: 6"},
+                         {"0.5", "1.5", "2.5", "-1.5", "1234567.5", "3.25"}));
+    EXPECT_EQ(ReadSamples(Converted(fractions, FileFormat::GSEINT, m_folder / "f.gse")),
+              (SampleList{0, 2, 2, -2, 1234568, 3}));
+    EXPECT_EQ(ReadSamples(Input("five.gse", Lines({kWid2, "DAT2", "Al0VENl7", "CHK2 60"})), true),
               (SampleList{-12, 10, -16, -33, -9}));
 }
 
@@ -185,6 +108,9 @@ TEST_F(Gse2, BrokenFilesGiveTheirText) {
         {Lines({kWid2, "DAT2", "Al0VEN", "CHK2       60"}),
          "The data end after 4 of the 5 samples announced (4)."},
         {Lines({kWid2, "DAT2", "Al0VEN"}), "The file ends before its CHK2 line (3)."},
+        // A blank ends a line's data: what follows it is padding.
+        {Lines({kWid2, "DAT2", "Al0 VENl7", "CHK2 60"}),
+         "The data end after 2 of the 5 samples announced (4)."},
         {Lines({kWid2, "DAT2", data, "Al", "CHK2 60"}),
          "A CHK2 line should follow the 5 samples announced (4)."},
         {Lines({kWid2, "DAT2", "Al0V#Nl7", "CHK2 60"}),
@@ -206,20 +132,22 @@ TEST_F(Gse2, BrokenFilesGiveTheirText) {
         {block + Lines({"WID2"}), "The WID2 date and time"},
         // Accepted: a negative checksum, LF CR line ends, a WID2 line continued after a
         // backslash, blank padding, a STA2 line of placeholders, a STOP line after the block,
-        // the line names in lower case.
+        // the line names in lower case, the shortest CHK2 line.
         {Lines({kWid2, "STA2           -99.0000  -999.00000              -.999 -.999", "DAT2",
                 data + "      ", "CHK2      -60", "STOP"},
                "\n\r"),
          ""},
         {Lines({kWid2.substr(0, 79) + "\\", kWid2.substr(79), "DAT2", data, "CHK2 60"}), ""},
         {Lines({lowerWid2, "dat2", data, "chk2 60"}), ""},
-        // CM6 text that begins with the letters CHK2 is data: 14, 25, 30, 39.
-        {Lines({Wid2With(49, "       4"), "DAT2", "CHK2", "CHK2      108"}), ""},
+        {Lines({Wid2With(49, "       1"), "DAT2", "3", "CHK2 5"}), ""},
+        // An empty line among the data, and CM6 text that begins with the letters CHK2, which
+        // is data: 14, 25, 30, 39.
+        {Lines({Wid2With(49, "       4"), "DAT2", "", "CHK2", "CHK2      108"}), ""},
     };
     for (const auto& [text, message] : cases) {
         ExpectFault("bad.gse", text, message);
     }
-    EXPECT_EQ(ReadMiniSeed(m_folder / "bad.gse"), (SampleList{14, 25, 30, 39}));
+    EXPECT_EQ(ReadSamples(m_folder / "bad.gse"), (SampleList{14, 25, 30, 39}));
 }
 
 } // namespace

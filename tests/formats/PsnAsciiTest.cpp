@@ -14,15 +14,13 @@ TEST_F(Psn, SamplesCopyTextuallyOrInvertedOnce) {
                                               "0.000001", "-2147483648", "99999999999", "2.5e-7"};
     const auto input =
         Input("in.psn", PsnText({"Number of Samples: 8", "SPS: 20.5", "Comment: a, b"}, samples));
-    ASSERT_EQ(ConvertOne(input, FileFormat::PSNINT, m_folder / "out.psn"),
-              ConversionStatus::Success);
+    Converted(input, FileFormat::PSNINT, m_folder / "out.psn");
     EXPECT_EQ(DataLines(m_folder / "out.psn"), samples);
     const auto lines = ReadLines(m_folder / "out.psn");
     EXPECT_EQ((std::vector{lines[3], lines[6], lines[34]}),
               (std::vector<std::string>{"SPS: 20.5", "Comment: a, b", "File Format: PSNINT"}));
 
-    ASSERT_EQ(ConvertOne(input, FileFormat::PSNINT, m_folder / "inverted.psn", true),
-              ConversionStatus::Success);
+    Converted(input, FileFormat::PSNINT, m_folder / "inverted.psn", true);
     EXPECT_EQ(DataLines(m_folder / "inverted.psn"),
               (std::vector<std::string>{"-12", "3.5", "0", "-1000", "-1e-06", "2147483648",
                                         "-99999999999", "-2.5e-07"}));
@@ -35,8 +33,7 @@ TEST_F(Psn, DataLineSpellingsAndLineEnds) {
         {"! PSN ASCII Event File Format 2.0\r\nNumber of Samples: 2\r\n4\r\n", {}},
     };
     for (const auto& [text, samples] : cases) {
-        ASSERT_EQ(ConvertOne(Input("in.psn", text), FileFormat::PSNINT, m_folder / "out.psn"),
-                  ConversionStatus::Success);
+        Converted(Input("in.psn", text), FileFormat::PSNINT, m_folder / "out.psn");
         EXPECT_EQ(DataLines(m_folder / "out.psn"), samples);
     }
 }

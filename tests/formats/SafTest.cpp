@@ -3,9 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <map>
-#include <string>
 #include <tuple>
-#include <vector>
 
 namespace vibrex::test {
 namespace {
@@ -77,15 +75,16 @@ TEST_F(Saf, LenientHeaderReading) {
           {{2, kSensorMeasurementUnit}, "m/s"},
           {{0, kStartTime}, "20May2019_131046"}}},
         {{"NDAT = 2", "VOLTAGE GAIN = 0.00080566", "Recording channels :  1  2  3",
-          "NORTH_ROT = 30", "CH0_ID = S Z", "CH2_ID = E", "# STA_CODE = OLD", "SENSOR_TYPE = Vel",
-          "# CH1_NORTH_ROT = 31", "# SENSOR_ID = S-7", "# CH2_CH_GAIN = 4", "# CH_GAIN = 2",
-          "# SENSOR_DAMPING = 0.7"},
+          "NORTH_ROT = 30", "CH0_ID = S Z", "CH2_ID = E", "CH3_ID = W", "# STA_CODE = OLD",
+          "SENSOR_TYPE = Vel", "# CH1_NORTH_ROT = 31", "# SENSOR_ID = S-7", "# CH2_CH_GAIN = 4",
+          "# CH_GAIN = 2", "# SENSOR_DAMPING = 0.7"},
          "####--------------------",
          {{{0, kSensorOrientation}, ""},
           {{1, kSensorOrientation}, "31"},
           {{2, kSensorOrientation}, "30"},
           {{0, kComponentName}, "S Z"},
           {{1, kComponentName}, ""},
+          {{2, kComponentName}, "E"},
           {{0, kStationCode}, ""},
           {{2, kSensorType}, "Vel"},
           {{1, kSensorId}, "S-7"},
@@ -107,8 +106,8 @@ TEST_F(Saf, LenientHeaderReading) {
 
 // The file written from three channels, exactly: the values SAF has keywords for, the others as
 // comments, a channel's own value where it differs; a channel without a component is labelled
-// by its column. It loads back with every value SAF carries.
-TEST_F(Saf, WrittenFileExactlyAndLoadedBack) {
+// by its column.
+TEST_F(Saf, WrittenFileExactly) {
     const std::vector<std::string> common = {"Start Time: 2021/03/04 05:06:07.25",
                                              "SPS: 100",
                                              "Station Code: SITE",
@@ -150,17 +149,6 @@ TEST_F(Saf, WrittenFileExactlyAndLoadedBack) {
               "1 10 100\r\n"
               "-2 -20 200.5\r\n"
               "3 30 -3e2\r\n");
-    const auto loaded = kSafCodec.loadHeader(m_folder / "out.saf");
-    for (std::size_t c = 0; c < inputs.size(); ++c) {
-        ASSERT_TRUE(Add(inputs[c], FileFormat::SAF, m_folder / "unused.saf"));
-        for (int property = 0; property < kHeaderPropertiesCount; ++property) {
-            if (IsHeaderPropertyAvailable(FileFormat::SAF, property) && property != kStartTime) {
-                EXPECT_EQ(loaded[c][property], m_engine.HeaderProperty(0, 0, property))
-                    << "channel " << c << ", property " << property;
-            }
-        }
-        EXPECT_EQ(loaded[c][kStartTime], "2021/03/04 05:06:07.2500");
-    }
 }
 
 // An orientation that is not a number of degrees (a letter, as GSE2.0 gives it) is no NORTH_ROT
@@ -209,12 +197,8 @@ TEST_F(Saf, ChannelsThatDoNotFitAreRefused) {
 // where; nothing is left behind.
 TEST_F(Saf, DamagedFilesNameTheirCause) {
     const std::vector<std::string> rows = {"1 2 3", "4 5 6"};
-    const std::vector<std::string> header = kPlainHeader;
-    const auto without = [&](std::size_t line) {
-        auto lines = header;
-        lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(line));
-        return lines;
-    };
+    const std::vector<std::string>& header = kPlainHeader;
+    const std::vector<std::string> withoutCount(header.begin(), header.end() - 1);
     const auto withCount = [&](const std::string& count) {
         auto lines = header;
         lines.back() = "NDAT = " + count;
@@ -223,7 +207,7 @@ TEST_F(Saf, DamagedFilesNameTheirCause) {
     const std::tuple<std::string, Stage, std::string> cases[] = {
         {kIdentification + "\r\nNDAT = 2\r\n1 2 3\r\n4 5 6\r\n", Stage::Added,
          "No \"####----\" separator line ends the header (4)."},
-        {SafText(without(3), rows), Stage::Added, "The header has no NDAT line (5)."},
+        {SafText(withoutCount, rows), Stage::Added, "The header has no NDAT line (5)."},
         {SafText(withCount("many"), rows), Stage::Added, "NDAT is not a number of samples (5)."},
         {SafText(withCount("2.5"), rows), Stage::Added, "NDAT is not a number of samples (5)."},
         {SafText(withCount("0"), rows), Stage::Added, "File corrupted: unreadable samples count."},

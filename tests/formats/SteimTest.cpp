@@ -3,20 +3,13 @@
 #include "formats/ConversionTest.h"
 #include "io/ByteOrder.h"
 
-#include <algorithm>
 #include <array>
-#include <cstdint>
 #include <gtest/gtest.h>
-#include <limits>
 #include <stdexcept>
-#include <vector>
 
-namespace vibrex {
+namespace vibrex::test {
 namespace {
 
-using Samples = test::SampleList;
-using test::Hex;
-using test::RandomWalk;
 using DataArea = std::array<unsigned char, kSteimDataBytes>;
 
 struct Record {
@@ -24,13 +17,11 @@ struct Record {
     int count = 0;
 };
 
-constexpr std::int32_t kMin = std::numeric_limits<std::int32_t>::min();
-constexpr std::int32_t kMax = std::numeric_limits<std::int32_t>::max();
 constexpr int kEncodings[] = {kEncodingInt32, kEncodingSteim1, kEncodingSteim2};
 
 // Streams samples through the encoder the way the miniSEED writer does: fill up to 735, encode,
 // go on filling at the returned index; at the end, pad with the last sample until all is packed.
-std::vector<Record> Pack(const Samples& samples, int encoding, int wordOrder) {
+std::vector<Record> Pack(const SampleList& samples, int encoding, int wordOrder) {
     std::array<std::int32_t, kSteimBufferSamples> buffer{};
     std::vector<Record> records;
     const auto encode = [&] {
@@ -61,8 +52,8 @@ std::vector<Record> Pack(const Samples& samples, int encoding, int wordOrder) {
 
 // Decodes every record, checking each Steim record's last sample against its frame 0 (the
 // integrity check of independent readers).
-Samples Unpack(const std::vector<Record>& records, int encoding, int wordOrder) {
-    Samples all;
+SampleList Unpack(const std::vector<Record>& records, int encoding, int wordOrder) {
+    SampleList all;
     std::array<std::int32_t, kSteimBufferSamples> buffer;
     for (const Record& record : records) {
         const int decoded = decode_steim(record.data.data(), buffer.data(), encoding, wordOrder);
@@ -77,7 +68,7 @@ Samples Unpack(const std::vector<Record>& records, int encoding, int wordOrder) 
     return all;
 }
 
-void ExpectRoundTrip(const Samples& samples) {
+void ExpectRoundTrip(const SampleList& samples) {
     for (const int encoding : kEncodings) {
         for (const int wordOrder : {0, 1}) {
             SCOPED_TRACE(testing::Message() << "encoding " << encoding << ", word order "
@@ -88,8 +79,8 @@ void ExpectRoundTrip(const Samples& samples) {
 }
 
 // Runs of steps at the edge of every field width, so every word shape is used at its limits.
-Samples EveryFieldWidth() {
-    Samples samples{0};
+SampleList EveryFieldWidth() {
+    SampleList samples{0};
     for (const int width : {4, 5, 6, 8, 10, 15, 16, 30, 32}) {
         const std::int64_t high = (std::int64_t{1} << (width - 1)) - 1;
         for (int run = 0; run < 9; ++run) {
@@ -108,7 +99,7 @@ TEST(Steim, RoundTripsAwkwardSequences) {
     // Jumps beyond 30 bits end a Steim-2 record early; wrapped sums must still come out exact.
     ExpectRoundTrip({kMin, kMax, kMin, 0, kMax, -1, kMin, kMin, kMax, kMax, 536870911, -536870912,
                      536870912, -536870913, 0, 1 << 29});
-    ExpectRoundTrip(Samples(2000, kMin));
+    ExpectRoundTrip(SampleList(2000, kMin));
     for (const std::size_t length :
          {1, 2, 7, 111, 112, 113, 411, 412, 413, 720, 721, 722, 734, 735, 1442, 1469}) {
         ExpectRoundTrip(RandomWalk(length, 4, static_cast<unsigned>(length)));
@@ -119,12 +110,12 @@ TEST(Steim, RoundTripsAwkwardSequences) {
 // words with 7 each, 8 bits Steim-1's with 4, steps of 30 bits a Steim-2 word each. A first
 // sample far from 0 costs no room, as decoders ignore the first difference.
 TEST(Steim, FillsSevenFramesExactly) {
-    Samples farFromZero{1000000000}, wide{0};
+    SampleList farFromZero{1000000000}, wide{0};
     for (int i = 1; i < 721; ++i) {
         farFromZero.push_back(farFromZero.back() + (i % 2 == 0 ? 7 : -8));
         wide.push_back(wide.back() + (i % 2 == 0 ? 1 << 28 : -(1 << 28)));
     }
-    const std::tuple<Samples, int, int> cases[] = {
+    const std::tuple<SampleList, int, int> cases[] = {
         {RandomWalk(2 * 721, 4, 7), kEncodingSteim2, 721},
         {RandomWalk(2 * 412, 8, 8), kEncodingSteim1, 412},
         {RandomWalk(224, 31, 9), kEncodingInt32, 112},
@@ -138,14 +129,14 @@ TEST(Steim, FillsSevenFramesExactly) {
     }
 }
 
-Samples Decoded(const std::string& bytes, int encoding, int wordOrder) {
+SampleList Decoded(const std::string& bytes, int encoding, int wordOrder) {
     DataArea data{};
     std::copy(bytes.begin(), bytes.end(), data.begin());
     std::array<std::int32_t, kSteimBufferSamples> buffer;
     buffer.fill(-1);
     const int count = decode_steim(data.data(), buffer.data(), encoding, wordOrder);
     EXPECT_TRUE(std::all_of(buffer.begin() + count, buffer.end(), [](auto s) { return s == 0; }));
-    return Samples(buffer.begin(), buffer.begin() + count);
+    return SampleList(buffer.begin(), buffer.begin() + count);
 }
 
 // Frame 0 names the first and the last sample in W1 and W2. Steim-2: W3 = 5x6 (0, 2, -3, 0, 11),
@@ -159,19 +150,20 @@ TEST(Steim, DecodesHandMadeFrames) {
         {"0000B001 0A000000 FD030000 0002FD00 0B00E803 01000000", kEncodingSteim1, 0},
     };
     for (const auto& [hex, encoding, wordOrder] : frames) {
-        EXPECT_EQ(Decoded(Hex(hex), encoding, wordOrder), (Samples{10, 12, 9, 9, 20, 1020, 1021}))
+        EXPECT_EQ(Decoded(Hex(hex), encoding, wordOrder),
+                  (SampleList{10, 12, 9, 9, 20, 1020, 1021}))
             << hex;
     }
-    const Samples int32 = Decoded(Hex("FFFFFFFE 80000000"), kEncodingInt32, 1);
+    const SampleList int32 = Decoded(Hex("FFFFFFFE 80000000"), kEncodingInt32, 1);
     ASSERT_EQ(int32.size(), 112u);
     EXPECT_EQ(int32[0], -2);
     EXPECT_EQ(int32[1], kMin);
     // W3 = 4x8, W4 = code 2 with sub-code 0, which is illegal and ends the decoding, W5 = 4x8.
     EXPECT_EQ(
         Decoded(Hex("01900000 00000005 00000000 00010101 00000001 01010101"), kEncodingSteim2, 1),
-        (Samples{5, 6, 7, 8}));
+        (SampleList{5, 6, 7, 8}));
     EXPECT_TRUE(Decoded("", 12, 1).empty()); // an unknown encoding
 }
 
 } // namespace
-} // namespace vibrex
+} // namespace vibrex::test

@@ -1,10 +1,7 @@
 #include "formats/ConversionTest.h"
 #include "io/Numbers.h"
 
-#include <cstdio>
 #include <gtest/gtest.h>
-#include <memory>
-#include <sstream>
 
 // segyio, an independent reader of Seismic Unix files (Debian's python3-segyio, installed by
 // scripts/setup.sh --tests), reads every SU file Vibrex writes with our samples,
@@ -32,14 +29,7 @@ bool SegyioIsThere() {
 }
 
 std::string Segyio(const std::filesystem::path& script, const std::filesystem::path& su) {
-    const std::string command = std::string(kPython) + " " + script.string() + " " + su.string();
-    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    std::string output;
-    char buffer[4096];
-    while (pipe && std::fgets(buffer, sizeof buffer, pipe.get()) != nullptr) {
-        output += buffer;
-    }
-    return output;
+    return CommandOutput(std::string(kPython) + " " + script.string() + " " + su.string());
 }
 
 struct Trace {
@@ -80,17 +70,7 @@ TEST_F(SuSegyioCrossCheck, SegyioReadsWhatWeWrite) {
                                "Number of Samples: " + std::to_string(trace.samples.size())},
                               trace.samples)));
         }
-        for (const auto& input : inputs) {
-            ASSERT_TRUE(m_engine.AddFile(input.string()));
-            m_engine.SetFileOutputFormat(m_engine.FilesCount() - 1, FileFormat::SU);
-        }
-        m_engine.SetMergeFilePath((m_folder / "out.su").string());
-        m_engine.StartConversion();
-        m_engine.SetMergeFilePath({});
-        ASSERT_EQ(m_engine.FileStatus(0), ConversionStatus::Success);
-        while (m_engine.FilesCount() > 0) {
-            m_engine.RemoveFile(0);
-        }
+        ASSERT_EQ(Merge(inputs, FileFormat::SU, m_folder / "out.su"), ConversionStatus::Success);
         std::istringstream lines(Segyio(script, m_folder / "out.su"));
         for (std::size_t i = 0; i < traces.size(); ++i) {
             std::string line;

@@ -119,7 +119,7 @@ TEST_F(LibmseedCrossCheck, EveryFileLibmseedPacksReadsInVibrex) {
             const SampleList samples(longest.begin(), longest.begin() + length);
             WriteFile(m_folder / "libmseed.mseed",
                       PackWithLibmseed(samples, encoding, blockette1001));
-            EXPECT_EQ(ReadMiniSeed(m_folder / "libmseed.mseed"), samples);
+            EXPECT_EQ(ReadSamples(m_folder / "libmseed.mseed"), samples);
             EXPECT_EQ(m_engine.HeaderProperty(0, 0, kStartTime), "2020/04/09 12:00:00.5000");
         }
     }
@@ -138,7 +138,7 @@ TEST_F(LibmseedCrossCheck, OurSteim2IsNoLargerThanLibmseeds) {
                                     RandomWalk(30000, 16, 5), RandomWalk(30000, 29, 6),
                                     Sine(30000, 1000),        Sine(30000, 5e6)};
     if (const auto folder = TestDataFolder(); !folder.empty()) {
-        sets.push_back(ReadMiniSeed(folder / "mseed" / "CH.BALST..LHE.D.2025.314"));
+        sets.push_back(ReadSamples(folder / "mseed" / "CH.BALST..LHE.D.2025.314"));
     }
     for (const SampleList& samples : sets) {
         const auto ours = std::filesystem::file_size(WrittenMiniSeed("ours", samples));
