@@ -20,12 +20,7 @@ protected:
         EXPECT_EQ(engine->FileStatus(row), ConversionStatus::Idle) << "nothing may start";
     }
 
-    // Two recordings ready to convert; `midRun` runs once, when the first is 30% done, and is
-    // expected to stop the run.
-    void PrepareRunStoppingAtThirtyPercent(std::function<void()> midRun) {
-        ReadyToConvert({WritePsn("a.psn", 2000), WritePsn("b.psn", 2000)}, FileFormat::PSNINT);
-        AtThirtyPercent(std::move(midRun));
-    }
+    // `midRun` runs once, when the first file is 30% done.
     void AtThirtyPercent(std::function<void()> midRun) {
         QObject::connect(grid->model(), &QAbstractItemModel::dataChanged, window.get(),
                          [this, midRun = std::move(midRun), done = false]() mutable {
@@ -35,12 +30,6 @@ protected:
                                  midRun();
                              }
                          });
-    }
-
-    QColor PaintedColor(int row, int xFraction) {
-        const QRect cell = grid->visualRect(Cell(row, Model::ColumnProgress));
-        const QImage image = grid->viewport()->grab().toImage();
-        return image.pixelColor(cell.left() + cell.width() * xFraction / 100, cell.top() + 2);
     }
 };
 
@@ -55,9 +44,6 @@ TEST_F(MainWindow, DroppedFilesFillTheGridRefusedOnesAreReportedAndDeleteTakesOn
     EXPECT_EQ(Text(1, Model::ColumnFileName), "second.psn");
     EXPECT_EQ(Text(1, Model::ColumnFileFormat), "PSNINT");
     EXPECT_EQ(Text(1, Model::ColumnChannelsCount), "1");
-    EXPECT_EQ(Text(1, Model::ColumnOutputFormat), "");
-    EXPECT_EQ(Text(1, Model::ColumnOutputFileName), "");
-    EXPECT_EQ(Text(1, Model::ColumnStatus), "Idle");
     EXPECT_EQ(Cell(1, Model::ColumnFileName).data(Qt::ToolTipRole).toString(),
               QString::fromStdString(second));
     ASSERT_EQ(prompter.messages.size(), 1u);
@@ -194,7 +180,6 @@ TEST_F(MainWindow, ARunGoesPastFailuresAndOffersTheirReasonsAtTheEnd) {
                     WritePsn("c.psn", 400)},
                    FileFormat::PSNINT);
     Find<QCheckBox>("ChkInvert")->setChecked(true);
-    EXPECT_EQ(PaintedColor(0, 97), QColor(Qt::white));
     std::filesystem::remove(folder / "b.psn");
     QString summary;
     prompter.dialogs.push_back([&](QDialog& details) {
@@ -212,20 +197,16 @@ TEST_F(MainWindow, ARunGoesPastFailuresAndOffersTheirReasonsAtTheEnd) {
         << "no bar on a failed row";
     EXPECT_EQ(Cell(1, Model::ColumnStatus).data(Qt::BackgroundRole).value<QColor>(),
               QColor(Qt::red));
-    EXPECT_TRUE(std::filesystem::exists(Output() / "a_out.psn"));
-    EXPECT_EQ(PaintedColor(3, 97), QColor(0, 128, 255));
+    EXPECT_EQ(Cell(3, Model::ColumnProgress).data(Model::ProgressRole).toInt(), 100);
     EXPECT_TRUE(Find<QPushButton>("CmdConvert")->isEnabled());
     EXPECT_FALSE(Find<QPushButton>("CmdAbort")->isEnabled());
     const QString reason = QString::fromStdString(engine->FileErrorText(2)).replace("\r\n", "\n");
-    EXPECT_TRUE(reason.contains("Additional info: Not a sample")) << reason.toStdString();
     EXPECT_TRUE(summary.endsWith("\nbad.psn: " + reason)) << summary.toStdString();
     EXPECT_EQ(Cell(2, Model::ColumnStatus).data(Qt::ToolTipRole).toString(), reason);
 
     prompter.dialogs.push_back([&](QDialog& details) {
         const auto* text = details.findChild<QPlainTextEdit*>("TxtDetails");
         EXPECT_EQ(text->toPlainText(), reason);
-        EXPECT_TRUE(text->isReadOnly());
-        EXPECT_TRUE(text->textInteractionFlags() & Qt::TextSelectableByMouse);
         QTest::mouseClick(details.findChild<QPushButton*>("CmdCopy"), Qt::LeftButton);
         return static_cast<int>(QDialog::Rejected);
     });
@@ -260,8 +241,6 @@ TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
     NameOutputs("_x");
     EXPECT_EQ(engine->FileOutputPath(0), (Output() / "quake_x.sac").string());
     EXPECT_EQ(engine->FileOutputPath(1), "");
-    NameOutputs("_y", true);
-    EXPECT_EQ(Text(0, Model::ColumnOutputFileName), "quake_y.psn");
 }
 
 // The folders and the window's options and measures come back after a restart.
@@ -271,7 +250,6 @@ TEST_F(MainWindow, SettingsComeBackAfterClosing) {
     for (int column = 0; column < Model::ColumnProgress; ++column) {
         EXPECT_GE(grid->columnWidth(column), grid->horizontalHeader()->sectionSizeHint(column));
     }
-    EXPECT_EQ(grid->textElideMode(), Qt::ElideMiddle);
     Drop({WritePsn("in/a.psn")});
     prompter.dialogs.push_back([](QDialog& about) {
         about.findChild<QCheckBox*>("ChkNoLogo")->setChecked(false);
@@ -322,30 +300,14 @@ TEST_F(MainWindow, SettingsComeBackAfterClosing) {
     EXPECT_EQ(engine->WAVBitCount(0), 16);
 }
 
-// Each key of the window with the first thing it does in an empty window.
+// The keys that add and start, in an empty window; Ctrl+Return starts the run in the Escape test.
 TEST_F(MainWindow, KeysAddAndStart) {
     window->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
-    struct Case {
-        Qt::Key key;
-        Qt::KeyboardModifiers modifiers;
-        int dialogs;
-        QString message;
-    };
-    const Case cases[] = {
-        {Qt::Key_O, Qt::ControlModifier, 1, ""},
-        {Qt::Key_Return, Qt::ControlModifier, 0, "There isn't any file to convert."},
-        {Qt::Key_Enter, Qt::ControlModifier | Qt::KeypadModifier, 0,
-         "There isn't any file to convert."},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(QKeySequence(c.key | c.modifiers).toString().toStdString());
-        prompter.messages.clear();
-        prompter.unscriptedDialogs = 0;
-        QTest::keyClick(window.get(), c.key, c.modifiers);
-        EXPECT_EQ(prompter.unscriptedDialogs, c.dialogs);
-        EXPECT_EQ(prompter.LastText(), c.message);
-    }
+    QTest::keyClick(window.get(), Qt::Key_O, Qt::ControlModifier);
+    EXPECT_EQ(prompter.unscriptedDialogs, 1) << "Ctrl+O opens the file dialog";
+    QTest::keyClick(window.get(), Qt::Key_Enter, Qt::ControlModifier | Qt::KeypadModifier);
+    EXPECT_EQ(prompter.LastText(), "There isn't any file to convert.");
 }
 
 // Escape clicks Abort, so this is also the Abort button's test. Closing the window during a run
@@ -354,7 +316,8 @@ TEST_F(MainWindow, KeysAddAndStart) {
 TEST_F(MainWindow, EscapeAbortsARunAndClosingAsksFirst) {
     window->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
-    PrepareRunStoppingAtThirtyPercent([&] {
+    ReadyToConvert({WritePsn("a.psn", 2000), WritePsn("b.psn", 2000)}, FileFormat::PSNINT);
+    AtThirtyPercent([&] {
         EXPECT_FALSE(Find<QPushButton>("CmdConvert")->isEnabled());
         QTest::keyClick(window.get(), Qt::Key_Escape);
     });
@@ -398,12 +361,9 @@ TEST_F(FirstStart, TheOutputFolderIsHomeThenTheFirstInputsFolder) {
     EXPECT_EQ(Shown(), inputFolder);
     Drop({WritePsn("elsewhere/b.psn")});
     EXPECT_EQ(Shown(), inputFolder) << "only the first input chooses";
-    Find<QCheckBox>("ChkSameOutput")->setChecked(true);
     ChooseFormat(0, FileFormat::SAC);
     NameOutputs("_out");
-    Click("CmdConvert");
-    EXPECT_EQ(Text(0, Model::ColumnStatus), "Success");
-    EXPECT_TRUE(std::filesystem::exists(folder / "in" / "a_out.sac"));
+    EXPECT_EQ(engine->FileOutputPath(0), (folder / "in" / "a_out.sac").string());
 }
 
 } // namespace
