@@ -95,10 +95,12 @@ Keywords ParseStrings(const std::vector<unsigned char>& bytes, ByteOrder order, 
         std::string text;
         for (std::size_t i = at + 2; i < end && bytes[i] != static_cast<unsigned char>(stringEnd);
              ++i) {
-            const char c = static_cast<char>(bytes[i]);
-            text += c == '\t' || c == '\n' || c == '\r' ? ' ' : c;
-            if (bytes[i] < 0x20 || bytes[i] > 0x7E) {
-                text.pop_back();
+            // A tab or line end parts words as a blank does; other control bytes are dropped.
+            const unsigned char byte = bytes[i];
+            if (byte == '\t' || byte == '\n' || byte == '\r') {
+                text += ' ';
+            } else if (byte >= 0x20 && byte <= 0x7E) {
+                text += static_cast<char>(byte);
             }
         }
         const std::string_view trimmed = TrimBlanks(text);

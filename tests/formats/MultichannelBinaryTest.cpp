@@ -364,6 +364,9 @@ TEST_F(MultichannelBinary, Seg2VariantsReadAlike) {
         EXPECT_EQ(kSeg2Codec.loadHeader(path), headers);
         EXPECT_EQ(ChannelSamples(path), (std::vector{Texts(samples), Texts(samples)}));
     }
+    std::string tabbed = written; // a tab parts keyword and value as a blank does
+    tabbed.replace(tabbed.find("CHANNEL_NUMBER 1"), 16, "CHANNEL_NUMBER\t1");
+    EXPECT_EQ(kSeg2Codec.loadHeader(Input("tabbed.seg2", tabbed)), headers);
     std::string late = written;
     late.replace(late.rfind("924000"), 6, "-24000");
     EXPECT_EQ(kSeg2Codec.loadHeader(Input("late.seg2", late)).at(0)[kStartTime], "");
