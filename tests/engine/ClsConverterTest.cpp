@@ -4,6 +4,7 @@
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
+#include <tuple>
 
 namespace vibrex {
 namespace {
@@ -93,16 +94,25 @@ TEST_F(EngineTest, SettersIgnoreBadValuesAndIndices) {
     engine.SetFileOutputFormat(0, static_cast<FileFormat>(14));
     EXPECT_EQ(engine.FileOutputFormat(0), FileFormat::SAC);
 
-    engine.SetWAVFactor(0, 500);
-    EXPECT_EQ(engine.WAVFactor(0), 0);
+    // WAV settings exist while the output is WAV, and are kept while it is something else.
+    const auto wav = [&] {
+        return std::tuple(engine.WAVFactor(0), engine.WAVBitCount(0), engine.WAVSamplingRate(0));
+    };
+    const auto setWav = [&] {
+        engine.SetWAVFactor(0, 500);
+        engine.SetWAVBitCount(0, 16);
+        engine.SetWAVSamplingRate(0, 8000);
+    };
+    setWav();
+    EXPECT_EQ(wav(), std::tuple(0, 0, 0));
     engine.SetFileOutputFormat(0, FileFormat::WAV);
-    EXPECT_EQ(engine.WAVFactor(0), 1);
-    EXPECT_EQ(engine.WAVBitCount(0), 32);
-    engine.SetWAVFactor(0, 500);
+    EXPECT_EQ(wav(), std::tuple(1, 32, 0));
+    setWav();
     engine.SetFileOutputFormat(0, FileFormat::SAC);
     EXPECT_FALSE(engine.WAVAvailable(0));
+    EXPECT_EQ(wav(), std::tuple(0, 0, 0));
     engine.SetFileOutputFormat(0, FileFormat::WAV);
-    EXPECT_EQ(engine.WAVFactor(0), 500);
+    EXPECT_EQ(wav(), std::tuple(500, 16, 8000));
 
     for (int bad : {-1, 1}) {
         engine.RemoveFile(bad);

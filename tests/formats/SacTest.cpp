@@ -206,6 +206,8 @@ TEST_F(Sac, FailuresNameTheirCause) {
          "SAC needs a sampling rate; the channel has none."},
         {PsnText({"SPS: inf", "Number of Samples: 1"}, {"1"}),
          "SAC needs a sampling rate; the channel has \"inf\"."},
+        {PsnText({"SPS: 0", "Number of Samples: 1"}, {"1"}),
+         "SAC needs a sampling rate; the channel has \"0\"."},
     };
     for (const auto& [bytes, detail] : cases) {
         ASSERT_TRUE(Add(Input("in", bytes), FileFormat::SAC, m_folder / "out.sac"));
