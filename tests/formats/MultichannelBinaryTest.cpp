@@ -53,17 +53,19 @@ protected:
         return ReadFile(m_folder / "two");
     }
 
-    // A PSN input of the samples, with its own start, rate and station.
+    // A PSN input of the samples, with its own start, rate and station: "ABCN.psn" is station
+    // ABC, component HHN.
     std::filesystem::path Channel(const std::string& name, const std::vector<std::string>& samples,
                                   const std::string& start, const std::string& rate) {
-        return Input(
-            name,
-            PsnText({"Start Time: " + start, "SPS: " + rate,
-                     "Number of Samples: " + std::to_string(samples.size()),
-                     "Station Code: " + name.substr(0, 3), "Component Name: HH" + name.substr(3, 1),
-                     "Network Affiliation: XX", "Offset: 25", "Sensor Latitude: 45.5",
-                     "Sensor Longitude: -120.25", "Sensor Elevation: 1234"},
-                    samples));
+        const std::size_t letter = name.find('.') - 1;
+        return Input(name,
+                     PsnText({"Start Time: " + start, "SPS: " + rate,
+                              "Number of Samples: " + std::to_string(samples.size()),
+                              "Station Code: " + name.substr(0, letter),
+                              "Component Name: HH" + name.substr(letter, 1),
+                              "Network Affiliation: XX", "Offset: 25", "Sensor Latitude: 45.5",
+                              "Sensor Longitude: -120.25", "Sensor Elevation: 12"},
+                             samples));
     }
 };
 
@@ -97,7 +99,7 @@ TEST_F(MultichannelBinary, MergedChannelsKeepTheirOwnHeaders) {
     std::vector<std::filesystem::path> inputs;
     std::vector<std::vector<std::string>> expected, inverted;
     for (std::size_t c = 0; c < std::size(samples); ++c) {
-        inputs.push_back(Channel("ABC" + std::string(1, "ENZ1"[c]) + ".psn", Texts(samples[c]),
+        inputs.push_back(Channel("ABCDE" + std::string(1, "ENZ1"[c]) + ".psn", Texts(samples[c]),
                                  starts[c], rates[c]));
         expected.push_back(Texts(samples[c]));
         inverted.push_back(Texts(Negated(samples[c])));
@@ -116,15 +118,18 @@ TEST_F(MultichannelBinary, MergedChannelsKeepTheirOwnHeaders) {
         const std::string written = ReadFile(merged);
         if (format == FileFormat::Seisan) {
             EXPECT_EQ(values[kStationCode] + values[kComponentName] + values[kNetworkAffiliation],
-                      "ABCHHNXX");
+                      "ABCDEHHNXX");
             // Every main header record holds 80 characters, the channel index three slots a
             // line. A channel header has its start in columns 10 to 35 (the network's letters
             // in 17 and 20), latitude, longitude and elevation in columns 52, 61 and 71.
             for (std::size_t record = 0; record < 12; ++record) {
                 EXPECT_EQ(WordAt(written, record * 88), 80u) << "record " << record;
             }
+            // The index's first slot: station, component band, orientation, the station's fifth
+            // letter.
+            EXPECT_EQ(written.substr(2 * 88 + 4, 10), " ABCDHH EE");
             EXPECT_EQ(written.substr(kSeisanChannel1 + 9, 27), "116  60X 2X29 23 59 58.123 ");
-            EXPECT_EQ(written.substr(kSeisanChannel1 + 51, 25), " 45.5000 -120.2500  1234 ");
+            EXPECT_EQ(written.substr(kSeisanChannel1 + 51, 25), " 45.5000 -120.2500    12 ");
             // From the earliest start to the latest end, 12.377 s later, in columns 61 to 69.
             EXPECT_EQ(written.substr(4 + 60, 9), "   12.377");
         } else {
