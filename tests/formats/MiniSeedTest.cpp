@@ -241,6 +241,8 @@ TEST(AddSecondsToTime, CarriesFractionsAcrossDaysAndYears) {
     EXPECT_EQ(AddSecondsToTime("2015/03/01 12:30:45.123456", 0), "2015/03/01 12:30:45.1234");
     EXPECT_EQ(AddSecondsToTime("2015/03/01 12:30:45.0000", -0.25), "2015/03/01 12:30:44.7500");
     EXPECT_FALSE(AddSecondsToTime("2015/13/01 00:00:00", 1));
+    EXPECT_FALSE(AddSecondsToTime("2015/02/29 00:00:00", 1)); // a day only leap years have
+    EXPECT_FALSE(AddSecondsToTime("2016/02/30 00:00:00", 1));
     EXPECT_FALSE(AddSecondsToTime("2015/03/01 12:30:45.2a", 1));
 }
 
