@@ -3,6 +3,7 @@
 #include "io/ByteOrder.h"
 #include "io/TimeText.h"
 
+#include <cstdio>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -162,6 +163,7 @@ TEST_F(MiniSeed, WrittenRecordsByteForByte) {
 TEST_F(MiniSeed, RatesStoredExactlyOrRefused) {
     const std::tuple<std::string, std::string, std::string> rates[] = {
         {"100", "0064 0001", "100"},
+        {"1", "0001 0001", "1"},
         {"75.19", "1D5F FF9C", "75.19"}, // 10 minutes end where they should, not 1.5 s late
         {"0.2", "0002 FFF6", "0.2"},
         {"40000", "0FA0 000A", "40000"},
@@ -241,7 +243,18 @@ TEST(AddSecondsToTime, CarriesFractionsAcrossDaysAndYears) {
     EXPECT_EQ(AddSecondsToTime("2015/03/01 12:30:45.123456", 0), "2015/03/01 12:30:45.1234");
     EXPECT_EQ(AddSecondsToTime("2015/03/01 12:30:45.0000", -0.25), "2015/03/01 12:30:44.7500");
     EXPECT_FALSE(AddSecondsToTime("2015/13/01 00:00:00", 1));
-    EXPECT_FALSE(AddSecondsToTime("2015/02/29 00:00:00", 1)); // a day only leap years have
+    // Each month's last day is a date and the day after it is none; the 29th of February only
+    // in leap years.
+    const int lastDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    for (int month = 1; month <= 12; ++month) {
+        const int last = lastDays[month - 1];
+        for (const int day : {last, last + 1}) {
+            char text[32];
+            std::snprintf(text, sizeof text, "2015/%02d/%02d 00:00:00", month, day);
+            EXPECT_EQ(AddSecondsToTime(text, 1).has_value(), day == last) << text;
+        }
+    }
+    EXPECT_TRUE(AddSecondsToTime("2016/02/29 00:00:00", 1));
     EXPECT_FALSE(AddSecondsToTime("2016/02/30 00:00:00", 1));
     EXPECT_FALSE(AddSecondsToTime("2015/03/01 12:30:45.2a", 1));
 }
