@@ -70,12 +70,12 @@ TEST_F(Wav, SamplesScaledRoundedAndClipped) {
              "0000 0200 0200 FEFF FF7F 0080 F9FF"},
             {"", 24, 1, {"200", "-256", "9e6", "-9e6"}, "C80100 00FF00 FF0080 000080"},
             {"", 32, 1, {"3e9", "-3e9", "2.5", "-2.5"}, "FFFFFF7F 00000080 02000000 FEFFFFFF"},
-            {"24", 16, 2, {"640"}, "0500"},     // 1280 / 256
-            {"32", 16, 1, {"98304"}, "0200"},   // 1.5 rounds to 2
-            {"32", 24, 1, {"1280"}, "050000"},  // 1280 / 256
-            {"16", 24, 1, {"300"}, "2C0100"},   // not multiplied
-            {"24", 32, 3, {"300"}, "84030000"}, // 900, not multiplied
-            {"", 8, 1, {"5"}, ""},              // no 8-bit layout: the header alone, data size 0
+            {"24", 16, 2, {"128000"}, "E803"},   // 256000 / 256
+            {"32", 16, 1, {"98304"}, "0200"},    // 1.5 rounds to 2
+            {"32", 24, 1, {"262912"}, "030400"}, // 262912 / 256 = 1027
+            {"16", 24, 1, {"300"}, "2C0100"},    // not multiplied
+            {"24", 32, 3, {"300"}, "84030000"},  // 900, not multiplied
+            {"", 8, 1, {"5"}, ""},               // no 8-bit layout: the header alone, data size 0
         };
     for (const auto& [converterBits, bitCount, factor, samples, expected] : cases) {
         const std::string file =
