@@ -95,7 +95,7 @@ Keywords ParseStrings(const std::vector<unsigned char>& bytes, ByteOrder order, 
         std::string text;
         for (std::size_t i = at + 2; i < end && bytes[i] != static_cast<unsigned char>(stringEnd);
              ++i) {
-            // A tab or line end parts words as a blank does; other control bytes are dropped.
+            // A tab or line end parts words as a blank does; other bytes outside printable ASCII go.
             const unsigned char byte = bytes[i];
             if (byte == '\t' || byte == '\n' || byte == '\r') {
                 text += ' ';
