@@ -13,20 +13,9 @@ const std::string kIdentification = "SESAME ASCII data format (saf) v. 1";
 // A SAF file: the identification line, the header lines, the separator, the data rows.
 std::string SafText(const std::vector<std::string>& header, const std::vector<std::string>& rows,
                     const std::string& separator = "####--------------------") {
-    std::string text = kIdentification + "\r\n";
-    for (const std::string& line : header) {
-        text += line + "\r\n";
-    }
-    text += separator + "\r\n";
-    for (const std::string& row : rows) {
-        text += row + "\r\n";
-    }
-    return text;
+    return Lines({kIdentification}, "\r\n") + Lines(header, "\r\n") + separator + "\r\n" +
+           Lines(rows, "\r\n");
 }
-
-// A header that reads: three channels of two samples at 50 per second.
-const std::vector<std::string> kPlainHeader = {"STA_CODE = ABC", "START_TIME = 2021 1 2 3 4 5",
-                                               "SAMP_FREQ = 50", "NDAT = 2"};
 
 class Saf : public ConversionTest {
 protected:
@@ -197,7 +186,9 @@ TEST_F(Saf, ChannelsThatDoNotFitAreRefused) {
 // where; nothing is left behind.
 TEST_F(Saf, DamagedFilesNameTheirCause) {
     const std::vector<std::string> rows = {"1 2 3", "4 5 6"};
-    const std::vector<std::string>& header = kPlainHeader;
+    // Three channels of two samples at 50 per second.
+    const std::vector<std::string> header = {"STA_CODE = ABC", "START_TIME = 2021 1 2 3 4 5",
+                                             "SAMP_FREQ = 50", "NDAT = 2"};
     const std::vector<std::string> withoutCount(header.begin(), header.end() - 1);
     const auto withCount = [&](const std::string& count) {
         auto lines = header;
