@@ -132,15 +132,13 @@ TEST_F(Sac, ReferenceTimeReadAndWritten) {
 TEST_F(Sac, RoundTripsKeepEveryBit) {
     const auto big = Input("big.sac", SacFile(kAwkwardSamples, ByteOrder::Big));
     const HeaderValues values = LoadSac(big);
-    EXPECT_EQ(values[kStartTime], "2015/03/01 12:30:45.250");
-    EXPECT_EQ(values[kNumberOfSamples], "6");
-    EXPECT_EQ(values[kSps], "100"); // 1 / 0.01 in single precision
-    EXPECT_EQ(values[kSensorLatitude] + " " + values[kSensorLongitude] + " " +
-                  values[kSensorElevation],
-              "45.5 -120.25 1234");
-    EXPECT_EQ(values[kStationCode] + " " + values[kComponentName] + " " +
-                  values[kNetworkAffiliation] + " " + values[kDatalogger],
-              "AB HHZ XX DL");
+    std::string read; // the rate is 1 / 0.01 in single precision
+    for (const int property :
+         {kStartTime, kNumberOfSamples, kSps, kSensorLatitude, kSensorLongitude, kSensorElevation,
+          kStationCode, kComponentName, kNetworkAffiliation, kDatalogger}) {
+        read += values[property] + "|";
+    }
+    EXPECT_EQ(read, "2015/03/01 12:30:45.250|6|100|45.5|-120.25|1234|AB|HHZ|XX|DL|");
     const auto inverted = Converted(big, FileFormat::SAC, m_folder / "inverted.sac", true);
     EXPECT_EQ(Words(ReadFile(inverted).substr(632)), Bits(kAwkwardSamples, -1));
     EXPECT_EQ(LoadSac(inverted), values);
@@ -174,7 +172,7 @@ TEST_F(Sac, UndefinedMarkerIsNotSet) {
         {440, kStationCode, true},
         {600, kComponentName, true},
         {624, kDatalogger, true},
-        {608, kNetworkAffiliation, true}, // last: the file converted below
+        {608, kNetworkAffiliation, true},
     };
     const HeaderValues whole = LoadSac(Input("whole.sac", SacFile({1, 2})));
     for (const auto& [offset, property, text] : fields) {
@@ -189,9 +187,6 @@ TEST_F(Sac, UndefinedMarkerIsNotSet) {
         expected[static_cast<std::size_t>(property)] = "";
         EXPECT_EQ(LoadSac(Input("marked.sac", bytes)), expected);
     }
-    const auto mseed =
-        Converted(m_folder / "marked.sac", FileFormat::miniSeed, m_folder / "o.mseed");
-    EXPECT_EQ(ReadFile(mseed).substr(18, 2), "  "); // no network "-1"
 }
 
 // A header value or a sample that is not a number fails the writer, and so does a channel
