@@ -23,42 +23,29 @@ with segyio.su.open(sys.argv[1], ignore_geometry=True, endian='little') as f:
         print(' '.join(str(v) for v in fields + [repr(float(x)) for x in f.trace[i]]))
 )";
 
-bool SegyioIsThere() {
-    const std::string command = std::string(kPython) + " -c 'import segyio' 2>/dev/null";
-    return std::system(command.c_str()) == 0;
-}
-
-std::string Segyio(const std::filesystem::path& script, const std::filesystem::path& su) {
-    return CommandOutput(std::string(kPython) + " " + script.string() + " " + su.string());
-}
-
 struct Trace {
     std::vector<std::string> samples;
     std::string rate;
     std::string expectedInterval;
 };
 
-class SuSegyioCrossCheck : public ConversionTest {};
+using SuSegyioCrossCheck = ConversionTest;
 
 // A single trace of floats segyio must see bit for bit, three traces of their own rates merged
 // into one file, and the longest trace SU takes.
 TEST_F(SuSegyioCrossCheck, SegyioReadsWhatWeWrite) {
-    if (!SegyioIsThere()) {
+    if (std::system((std::string(kPython) + " -c 'import segyio' 2>/dev/null").c_str()) != 0) {
         GTEST_SKIP() << "python3-segyio is not installed (scripts/setup.sh --tests installs it)";
     }
     const auto script = Input("dump.py", kDumpScript);
-    std::vector<std::string> whole;
-    for (const std::int32_t sample : RandomWalk(32767, 24, 12)) {
-        whole.push_back(std::to_string(sample));
-    }
-    const std::vector<std::string> floats = {
-        "0.1", "1e-45", "-3.4028235e+38", "16777217", "123456.79", "-2.5e-07", "7"};
     const std::vector<std::vector<Trace>> files = {
-        {{floats, "4000", "250"}},
+        {{{"0.1", "1e-45", "-3.4028235e+38", "16777217", "123456.79", "-2.5e-07", "7"},
+          "4000",
+          "250"}},
         {{{"1", "-2", "3"}, "100", "10000"},
          {{"4.5", "5", "-6"}, "1000", "1000"},
          {{"7", "8", "9.25"}, "20", "50000"}},
-        {{whole, "62.5", "16000"}},
+        {{Texts(RandomWalk(32767, 24, 12)), "62.5", "16000"}},
     };
     for (const auto& traces : files) {
         std::vector<std::filesystem::path> inputs;
@@ -71,7 +58,8 @@ TEST_F(SuSegyioCrossCheck, SegyioReadsWhatWeWrite) {
                               trace.samples)));
         }
         ASSERT_EQ(Merge(inputs, FileFormat::SU, m_folder / "out.su"), ConversionStatus::Success);
-        std::istringstream lines(Segyio(script, m_folder / "out.su"));
+        std::istringstream lines(CommandOutput(std::string(kPython) + " " + script.string() + " " +
+                                               (m_folder / "out.su").string()));
         for (std::size_t i = 0; i < traces.size(); ++i) {
             std::string line;
             ASSERT_TRUE(std::getline(lines, line)) << "segyio read fewer traces";
