@@ -8,11 +8,6 @@
 namespace vibrex::test {
 namespace {
 
-std::string Cm6Of(std::int64_t difference) {
-    char text[kLongestCm6Value];
-    return std::string(text, AppendCm6Value(difference, text));
-}
-
 // Sign, continuation and magnitude bits, hand-checked: 34 = 1·32 + 2 starts with 1 + 16 + 32;
 // 511 is the largest two characters hold, 1000 needs 10 bits, so three characters; 2^29 - 1 is
 // the largest six hold, and ±2^33 (the widest second difference of 32-bit samples) takes seven.
@@ -33,8 +28,9 @@ TEST(Cm6, CharactersOfSecondDifferences) {
         {std::int64_t{1} << 33, "cUUUUU+"},
         {-(std::int64_t{1} << 33), "sUUUUU+"},
     };
-    for (const auto& [difference, text] : cases) {
-        EXPECT_EQ(Cm6Of(difference), text) << difference;
+    for (const auto& [difference, expected] : cases) {
+        char text[kLongestCm6Value];
+        EXPECT_EQ(std::string(text, AppendCm6Value(difference, text)), expected) << difference;
     }
 }
 

@@ -1,21 +1,10 @@
 #include "formats/ConversionTest.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
 #include <tuple>
 
 namespace vibrex::test {
 namespace {
-
-// What an independent reader makes of the file: rate, channels, bits and samples, a line each;
-// nothing when sox is not installed.
-std::string Soxi(const std::filesystem::path& file) {
-    std::string command;
-    for (const char* option : {"-r", "-c", "-b", "-s"}) {
-        command += std::string("soxi ") + option + " '" + file.string() + "' 2>/dev/null;";
-    }
-    return CommandOutput(command);
-}
 
 class Wav : public ConversionTest {
 protected:
@@ -41,7 +30,13 @@ TEST_F(Wav, HeaderByteForByteAndAsAnIndependentReaderSeesIt) {
     EXPECT_EQ(file, "RIFF" + Hex("2D000000") + "WAVEfmt " +
                         Hex("10000000 0100 0100 64000000 2C010000 0300 1800") + "data" +
                         Hex("09000000 010000 020000 030000"));
-    const std::string independent = Soxi(m_folder / "out.wav");
+    // What an independent reader makes of the file: rate, channels, bits and samples, a line each;
+    // nothing when sox is not installed.
+    std::string independent;
+    for (const char* option : {"-r", "-c", "-b", "-s"}) {
+        independent += CommandOutput(std::string("soxi ") + option + " '" +
+                                     (m_folder / "out.wav").string() + "' 2>/dev/null");
+    }
     if (independent.empty()) {
         GTEST_SKIP() << "soxi (Debian package sox) is not installed";
     }
