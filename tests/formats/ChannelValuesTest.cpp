@@ -86,24 +86,22 @@ struct SampleFile {
     std::vector<float> values;
 };
 
-// The last read fills the buffer only in part: behind it lie earlier lines, dense with line
-// ends, which must not be taken for lines.
-TEST(SampleLines, LastLineAfterAPartlyFilledBuffer) {
-    SampleFile file;
-    file.AddRandomLines(1u << 19, 3);
+// The last read may fill the buffer only in part: behind it lie earlier lines, dense with line
+// ends, which must not be taken for lines. A line may be longer than the whole buffer.
+TEST(SampleLines, PartlyFilledBufferAndLineLongerThanTheBuffer) {
+    SampleFile partly;
+    partly.AddRandomLines(1u << 19, 3);
     for (int i = 0; i < 500000; ++i) {
-        file.Add(i % 2 ? "5\n" : "-6\r\n", i % 2 ? 5.0f : -6.0f);
+        partly.Add(i % 2 ? "5\n" : "-6\r\n", i % 2 ? 5.0f : -6.0f);
     }
-    file.Add("7", 7); // without its line end
-    file.ExpectReadBack();
-}
+    partly.Add("7", 7); // without its line end
+    partly.ExpectReadBack();
 
-TEST(SampleLines, LineLongerThanTheBuffer) {
-    SampleFile file;
-    file.AddRandomLines(1u << 19, 4);
-    file.Add(std::string(3u << 20, ' ') + "-42\r\n", -42);
-    file.AddRandomLines(2u << 20, 5);
-    file.ExpectReadBack();
+    SampleFile longLine;
+    longLine.AddRandomLines(1u << 19, 4);
+    longLine.Add(std::string(3u << 20, ' ') + "-42\r\n", -42);
+    longLine.AddRandomLines(2u << 20, 5);
+    longLine.ExpectReadBack();
 }
 
 } // namespace
