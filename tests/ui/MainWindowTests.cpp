@@ -1,18 +1,13 @@
 #include "UiTestSupport.h"
 
-#include <QClipboard>
-#include <QDir>
-#include <QHeaderView>
-#include <QMenu>
-#include <QPlainTextEdit>
-#include <QSplitter>
-
 namespace vibrex::test {
 namespace {
 
-class MainWindow : public ::testing::Test, protected MainWindowTest {
+class MainWindow : public MainWindowTest {
 protected:
-    void ExpectRefusal(const QString& text, int row, Model::Column column) {
+    // START refuses with `text`, on the cell at fault, and nothing starts.
+    void ExpectStartRefused(const QString& text, int row, Model::Column column) {
+        Click("CmdConvert");
         ASSERT_FALSE(prompter.messages.empty());
         EXPECT_EQ(prompter.messages.back().text, text);
         EXPECT_EQ(prompter.messages.back().icon, MessageIcon::Exclamation);
@@ -31,17 +26,10 @@ protected:
                              }
                          });
     }
-    // The colour the grid paints at `xFraction` percent across a row's progress cell.
-    QColor PaintedColor(int row, int xFraction) {
-        const QRect cell = grid->visualRect(Cell(row, Model::ColumnProgress));
-        const QImage image = grid->viewport()->grab().toImage();
-        return image.pixelColor(cell.left() + cell.width() * xFraction / 100, cell.top() + 2);
-    }
 };
 
-// Each recording takes a row; the Delete key removes the current row and the current row number
-// stays.
-TEST_F(MainWindow, DroppedFilesFillTheGridRefusedOnesAreReportedAndDeleteTakesOneOut) {
+// Each recording takes a row (Delete takes the current one out: see the preview's tests).
+TEST_F(MainWindow, DroppedFilesFillTheGridAndRefusedOnesAreReported) {
     const auto second = WritePsn("second.psn");
     WriteFile(folder / "notes.txt", "just text\r\n");
     Drop({WritePsn("first.psn"), (folder / "notes.txt").string(), second, WritePsn("third.psn")});
@@ -55,11 +43,6 @@ TEST_F(MainWindow, DroppedFilesFillTheGridRefusedOnesAreReportedAndDeleteTakesOn
     ASSERT_EQ(prompter.messages.size(), 1u);
     EXPECT_EQ(prompter.LastText(), QString::fromStdString("Unrecognized file format.\r\n" +
                                                           (folder / "notes.txt").string()));
-    grid->setCurrentIndex(Cell(1, Model::ColumnStatus));
-    QTest::keyClick(grid, Qt::Key_Delete);
-    ASSERT_EQ(grid->model()->rowCount(), 2);
-    EXPECT_EQ(Text(1, Model::ColumnFileName), "third.psn");
-    EXPECT_EQ(grid->currentIndex(), Cell(1, Model::ColumnStatus));
 }
 
 TEST_F(MainWindow, TheComboSetsTheCurrentFileOrEveryFile) {
@@ -106,8 +89,7 @@ TEST_F(MainWindow, StartRefusesEachProblemOnItsCell) {
     const auto path = WritePsn("a.psn", 32768);
     Drop({path, WritePsn("sub/a.psn")});
     ChooseFormat(0, FileFormat::PSNINT);
-    Click("CmdConvert");
-    ExpectRefusal("Output format missing.", 1, Model::ColumnOutputFormat);
+    ExpectStartRefused("Output format missing.", 1, Model::ColumnOutputFormat);
 
     ChooseFormat(1, FileFormat::PSNINT);
     std::filesystem::remove_all(Output());
@@ -115,28 +97,25 @@ TEST_F(MainWindow, StartRefusesEachProblemOnItsCell) {
     EXPECT_EQ(prompter.LastText(), "The output folder doesn't exists.");
     std::filesystem::create_directories(Output());
 
-    Click("CmdConvert");
-    ExpectRefusal("Output file name missing.", 0, Model::ColumnOutputFileName);
+    ExpectStartRefused("Output file name missing.", 0, Model::ColumnOutputFileName);
 
     // Both inputs are called a.psn: named into one folder they collide on the later row.
     NameOutputs("", true);
-    Click("CmdConvert");
-    ExpectRefusal("This input file name has been already chosen in the same path.", 1,
-                  Model::ColumnOutputFileName);
+    ExpectStartRefused("This input file name has been already chosen in the same path.", 1,
+                       Model::ColumnOutputFileName);
 
     // In their own folders, with their own extension, the outputs would overwrite the inputs.
     Find<QCheckBox>("ChkOriginalFolder")->setChecked(true);
-    Click("CmdConvert");
-    ExpectRefusal("The input and output file paths and names are the same.", 0,
-                  Model::ColumnOutputFileName);
+    ExpectStartRefused("The input and output file paths and names are the same.", 0,
+                       Model::ColumnOutputFileName);
 
     // What the output format cannot take is refused too, before anything is read.
     ChooseFormat(0, FileFormat::SU);
     NameOutputs("_su");
-    Click("CmdConvert");
-    ExpectRefusal(QString::fromStdString("SU holds at most 32767 samples a channel; channel 1 of " +
-                                         path + " has 32768."),
-                  0, Model::ColumnOutputFileName);
+    ExpectStartRefused(
+        QString::fromStdString("SU holds at most 32767 samples a channel; channel 1 of " + path +
+                               " has 32768."),
+        0, Model::ColumnOutputFileName);
 }
 
 TEST_F(MainWindow, MergeChecksThenAsksForTheMergedName) {
@@ -145,20 +124,18 @@ TEST_F(MainWindow, MergeChecksThenAsksForTheMergedName) {
     EXPECT_FALSE(Find<QCheckBox>("ChkSameOutput")->isEnabled());
     ChooseFormat(0, FileFormat::SAC); // merge applies a format to every file
     engine->SetFileOutputFormat(2, FileFormat::SU);
-    Click("CmdConvert");
-    ExpectRefusal("Merge option enabled.\r\nSelect the same output format on all files.", 2,
-                  Model::ColumnOutputFormat);
+    ExpectStartRefused("Merge option enabled.\r\nSelect the same output format on all files.", 2,
+                       Model::ColumnOutputFormat);
 
     ChooseFormat(3, FileFormat::SAC);
-    Click("CmdConvert");
-    ExpectRefusal("Merge option enabled.\r\nThe selected output format isn't a multichannel "
-                  "format.",
-                  0, Model::ColumnOutputFormat);
+    ExpectStartRefused("Merge option enabled.\r\nThe selected output format isn't a multichannel "
+                       "format.",
+                       0, Model::ColumnOutputFormat);
 
     ChooseFormat(0, FileFormat::Seisan);
-    Click("CmdConvert");
-    ExpectRefusal("Merge option enabled.\r\nCan't merge more than 3 channels in a Seisan file.", 0,
-                  Model::ColumnOutputFormat);
+    ExpectStartRefused(
+        "Merge option enabled.\r\nCan't merge more than 3 channels in a Seisan file.", 0,
+        Model::ColumnOutputFormat);
 
     Click("CmdRemove"); // row 0 is current
     Click("CmdConvert");
@@ -170,7 +147,7 @@ TEST_F(MainWindow, MergeChecksThenAsksForTheMergedName) {
         auto& save = static_cast<QFileDialog&>(dialog);
         EXPECT_FALSE(save.findChild<QCheckBox*>("ChkAutoName")->isEnabled());
         save.selectFile(QString::fromStdString((folder / "merged").string()));
-        return Accept(save);
+        Accept(save);
     });
     Click("CmdConvert");
     EXPECT_EQ(engine->MergeFilePath(), (Output() / "merged.dat").string());
@@ -190,7 +167,6 @@ TEST_F(MainWindow, ARunGoesPastFailuresAndOffersTheirReasonsAtTheEnd) {
     QString summary;
     prompter.dialogs.push_back([&](QDialog& details) {
         summary = details.findChild<QPlainTextEdit*>("TxtDetails")->toPlainText();
-        return static_cast<int>(QDialog::Rejected);
     });
     Click("CmdConvert");
     ASSERT_EQ(prompter.messages.size(), 1u) << "one word at the end, none on the way";
@@ -203,7 +179,11 @@ TEST_F(MainWindow, ARunGoesPastFailuresAndOffersTheirReasonsAtTheEnd) {
         << "no bar on a failed row";
     EXPECT_EQ(Cell(1, Model::ColumnStatus).data(Qt::BackgroundRole).value<QColor>(),
               QColor(Qt::red));
-    EXPECT_EQ(PaintedColor(3, 97), QColor(0, 128, 255)) << "a full bar across the finished row";
+    const QRect finished = grid->visualRect(Cell(3, Model::ColumnProgress));
+    EXPECT_EQ(
+        grid->viewport()->grab().toImage().pixelColor(finished.right() - 4, finished.top() + 2),
+        QColor(0, 128, 255))
+        << "a full bar across the finished row";
     EXPECT_TRUE(Find<QPushButton>("CmdConvert")->isEnabled());
     EXPECT_FALSE(Find<QPushButton>("CmdAbort")->isEnabled());
     const QString reason = QString::fromStdString(engine->FileErrorText(2)).replace("\r\n", "\n");
@@ -214,7 +194,6 @@ TEST_F(MainWindow, ARunGoesPastFailuresAndOffersTheirReasonsAtTheEnd) {
         const auto* text = details.findChild<QPlainTextEdit*>("TxtDetails");
         EXPECT_EQ(text->toPlainText(), reason);
         QTest::mouseClick(details.findChild<QPushButton*>("CmdCopy"), Qt::LeftButton);
-        return static_cast<int>(QDialog::Rejected);
     });
     DoubleClick(2, Model::ColumnStatus);
     EXPECT_TRUE(prompter.dialogs.empty()) << "the details did not open";
@@ -233,8 +212,7 @@ TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
         // The first forbidden character of the list is named, not the first of the text.
         tool.findChild<QLineEdit*>("TxtAddChar")->setText("a?b/c");
         EXPECT_EQ(Accept(tool), QDialog::Rejected) << "the tool stays open";
-        tool.findChild<QLineEdit*>("TxtAddChar")->setText("_x");
-        return static_cast<int>(QDialog::Rejected);
+        tool.findChild<QLineEdit*>("TxtAddChar")->setText("_x"); // then cancelled
     });
     Click("CmdOutNameWiz");
     ASSERT_EQ(prompter.messages.size(), 2u);
@@ -257,10 +235,8 @@ TEST_F(MainWindow, SettingsComeBackAfterClosing) {
         EXPECT_GE(grid->columnWidth(column), grid->horizontalHeader()->sectionSizeHint(column));
     }
     Drop({WritePsn("in/a.psn")});
-    prompter.dialogs.push_back([](QDialog& about) {
-        about.findChild<QCheckBox*>("ChkNoLogo")->setChecked(false);
-        return static_cast<int>(QDialog::Rejected);
-    });
+    prompter.dialogs.push_back(
+        [](QDialog& about) { about.findChild<QCheckBox*>("ChkNoLogo")->setChecked(false); });
     Click("CmdAbout");
     const char* const boxes[] = {"ChkSameOutput", "ChkOriginalFolder", "ChkInvert"};
     for (const char* box : boxes) {
@@ -270,7 +246,7 @@ TEST_F(MainWindow, SettingsComeBackAfterClosing) {
     prompter.dialogs.push_back([](QDialog& wave) {
         wave.findChild<QLineEdit*>("TxtFattore")->setText("250");
         wave.findChild<QRadioButton*>("Opt16")->setChecked(true);
-        return Accept(wave);
+        Accept(wave);
     });
     const QPoint row = grid->visualRect(Cell(0, Model::ColumnStatus)).center();
     QContextMenuEvent menu(QContextMenuEvent::Mouse, row, grid->viewport()->mapToGlobal(row));
@@ -306,22 +282,14 @@ TEST_F(MainWindow, SettingsComeBackAfterClosing) {
     EXPECT_EQ(engine->WAVBitCount(0), 16);
 }
 
-// The keys that add and start, in an empty window; Ctrl+Return starts the run in the Escape test.
-TEST_F(MainWindow, KeysAddAndStart) {
+// Ctrl+O adds, Ctrl+Return (or Enter on the keypad) starts, and Escape clicks Abort, so this is
+// also the Abort button's test. Closing the window during a run asks first: No keeps converting;
+// Yes aborts the run, and the window goes once the run has cleaned up.
+TEST_F(MainWindow, KeysAddStartAndAbortAndClosingDuringARunAsksFirst) {
     window->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
     QTest::keyClick(window.get(), Qt::Key_O, Qt::ControlModifier);
     EXPECT_EQ(prompter.unscriptedDialogs, 1) << "Ctrl+O opens the file dialog";
-    QTest::keyClick(window.get(), Qt::Key_Enter, Qt::ControlModifier | Qt::KeypadModifier);
-    EXPECT_EQ(prompter.LastText(), "There isn't any file to convert.");
-}
-
-// Escape clicks Abort, so this is also the Abort button's test. Closing the window during a run
-// asks first: No keeps converting; Yes aborts the run, and the window goes once the run has
-// cleaned up.
-TEST_F(MainWindow, EscapeAbortsARunAndClosingAsksFirst) {
-    window->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
     ReadyToConvert({WritePsn("a.psn", 2000), WritePsn("b.psn", 2000)}, FileFormat::PSNINT);
     AtThirtyPercent([&] {
         EXPECT_FALSE(Find<QPushButton>("CmdConvert")->isEnabled());
@@ -337,7 +305,7 @@ TEST_F(MainWindow, EscapeAbortsARunAndClosingAsksFirst) {
         AtThirtyPercent([&] { EXPECT_FALSE(window->close()); });
         prompter.answer = yes;
         prompter.messages.clear();
-        Click("CmdConvert");
+        QTest::keyClick(window.get(), Qt::Key_Enter, Qt::ControlModifier | Qt::KeypadModifier);
         ASSERT_EQ(prompter.messages.size(), 1u);
         EXPECT_EQ(prompter.LastText(),
                   "A conversion is running.\r\nAbort it and close the window?");
@@ -347,26 +315,24 @@ TEST_F(MainWindow, EscapeAbortsARunAndClosingAsksFirst) {
     EXPECT_TRUE(std::filesystem::is_empty(Output())) << "the run stopped at its first file";
 }
 
-class FirstStart : public ::testing::Test, protected MainWindowTest {
-protected:
-    FirstStart() : MainWindowTest(true) {}
-    QString Shown() const { return Find<QLineEdit>("TxtOutputFolder")->text(); }
-};
-
-TEST_F(FirstStart, TheOutputFolderIsHomeThenTheFirstInputsFolder) {
-    EXPECT_EQ(Shown(), QDir::homePath());
+// With no saved output folder the box shows the home folder, and the first recordings added put
+// their own folder there; the open dialog starts in the home folder too.
+TEST_F(MainWindow, AtAFirstStartTheOutputFolderIsHomeThenTheFirstInputsFolder) {
+    std::filesystem::remove(folder / "Vibrex.ini");
+    Restart();
+    const auto shown = [&] { return Find<QLineEdit>("TxtOutputFolder")->text(); };
+    EXPECT_EQ(shown(), QDir::homePath());
     prompter.dialogs.push_back([](QDialog& dialog) {
         const auto& open = static_cast<QFileDialog&>(dialog);
         EXPECT_EQ(open.directory().absolutePath(), QDir::homePath()) << "not the program's folder";
         EXPECT_FALSE(open.filter() & QDir::Hidden);
-        return static_cast<int>(QDialog::Rejected);
     });
     Click("CmdAdd");
     Drop({WritePsn("in/a.psn")});
     const QString inputFolder = QString::fromStdString((folder / "in").string());
-    EXPECT_EQ(Shown(), inputFolder);
+    EXPECT_EQ(shown(), inputFolder);
     Drop({WritePsn("elsewhere/b.psn")});
-    EXPECT_EQ(Shown(), inputFolder) << "only the first input chooses";
+    EXPECT_EQ(shown(), inputFolder) << "only the first input chooses";
     ChooseFormat(0, FileFormat::SAC);
     NameOutputs("_out");
     EXPECT_EQ(engine->FileOutputPath(0), (folder / "in" / "a_out.sac").string());

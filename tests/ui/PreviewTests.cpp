@@ -1,15 +1,10 @@
 #include "UiTestSupport.h"
-#include "engine/HeaderProperties.h"
 #include "ui/PreviewPane.h"
-
-#include <QScrollArea>
-#include <QSignalSpy>
-#include <algorithm>
 
 namespace vibrex::test {
 namespace {
 
-class Preview : public ::testing::Test, protected MainWindowTest {
+class Preview : public MainWindowTest {
 protected:
     PreviewPane& Pane() const { return *Find<PreviewPane>("PreviewPane"); }
 
@@ -19,73 +14,46 @@ protected:
         action();
         ASSERT_TRUE(finished.wait(20000)) << "the preview never finished";
     }
-    void SelectRow(int row) {
-        AndWait([&] { grid->setCurrentIndex(Cell(row, Model::ColumnFileName)); });
-    }
-    const std::vector<ChannelPreview>& Shown(const WaveformView& view) const {
-        return view.Preview().channels;
+    // The station of each trace the input view draws.
+    std::vector<std::string> InputStations() const {
+        std::vector<std::string> stations;
+        for (const ChannelPreview& channel : Pane().InputView().Preview().channels) {
+            stations.push_back(channel.station);
+        }
+        return stations;
     }
 };
 
-// Where the trace colour appears: its top and bottom rows, its first and last columns, and how
-// many columns hold some.
-struct TraceExtent {
-    int top = std::numeric_limits<int>::max();
-    int bottom = -1;
-    int left = -1;
-    int right = -1;
+// The box around the trace colour, and how many pixel columns hold some of it.
+std::pair<QRect, int> FindTrace(const QImage& image) {
+    QRect box;
     int columns = 0;
-    int Height() const { return bottom - top; }
-};
-
-// Within the rows from `firstRow` to `lastRow`, or the whole picture.
-TraceExtent FindTrace(const QImage& image, int firstRow = 0, int lastRow = -1) {
-    TraceExtent extent;
-    lastRow = lastRow < 0 ? image.height() - 1 : lastRow;
     for (int x = 0; x < image.width(); ++x) {
         bool inColumn = false;
-        for (int y = firstRow; y <= lastRow; ++y) {
+        for (int y = 0; y < image.height(); ++y) {
             if (image.pixelColor(x, y) == TraceColor()) {
-                extent.top = std::min(extent.top, y);
-                extent.bottom = std::max(extent.bottom, y);
+                box |= QRect(x, y, 1, 1);
                 inColumn = true;
             }
         }
-        if (inColumn) {
-            extent.left = extent.left < 0 ? x : extent.left;
-            extent.right = x;
-            ++extent.columns;
-        }
+        columns += inColumn ? 1 : 0;
     }
-    return extent;
+    return {box, columns};
 }
 
-TEST_F(Preview, ARealRecordingDrawsOneTraceBetweenItsExtremesAndItsOutputMatches) {
-    const auto testData = TestDataFolder();
-    const auto file = testData / "sac" / "2010.057.20.30.26.5356.IC.BJT.00.LHZ.R.SAC";
-    if (testData.empty() || !std::filesystem::exists(file)) {
-        GTEST_SKIP() << "the real recordings are not beside the checkout";
-    }
-    Drop({file.string()});
-    SelectRow(0);
-    const auto& input = Shown(Pane().InputView());
-    ASSERT_EQ(input.size(), 1u) << Pane().InputView().Notice().toStdString();
-    EXPECT_EQ(input[0].component, "LHZ");
-    EXPECT_EQ(input[0].envelope.Count(), 6140);
-    // The envelope spans its band: the extremes touch the band's edges.
-    const QImage picture = Find<WaveformView>("WaveInput")->grab().toImage();
-    EXPECT_GT(FindTrace(picture).Height(), picture.height() / 2);
-
-    // Converted to PSN ASCII, the output beside the input shows the same signal.
+// After a run, "Show output beside input" draws what was written next to the input, on the
+// input's time axis.
+TEST_F(Preview, AfterARunTheOutputIsDrawnBesideTheInput) {
+    ReadyToConvert({WritePsn("a.psn", 3000)}, FileFormat::PSNINT);
+    AndWait([&] { grid->setCurrentIndex(Cell(0, Model::ColumnFileName)); });
     auto* showOutput = Find<QCheckBox>("ChkShowOutput");
     EXPECT_FALSE(showOutput->isEnabled());
-    ChooseFormat(0, FileFormat::PSNINT);
-    NameOutputs("_out");
     AndWait([&] { Click("CmdConvert"); });
     ASSERT_EQ(Text(0, Model::ColumnStatus), "Success");
     ASSERT_TRUE(showOutput->isEnabled());
     AndWait([&] { showOutput->setChecked(true); });
-    const auto& output = Shown(Pane().OutputView());
+    const auto& input = Pane().InputView().Preview().channels;
+    const auto& output = Pane().OutputView().Preview().channels;
     ASSERT_EQ(output.size(), 1u) << Pane().OutputView().Notice().toStdString();
     EXPECT_TRUE(Pane().OutputView().isVisible());
     EXPECT_EQ(output[0].envelope.Count(), input[0].envelope.Count());
@@ -112,14 +80,13 @@ TEST_F(Preview, AnotherSelectionStopsALongReadingAndAFileThatCannotBeReadSaysWhy
     AndWait([&] { Pane().ShowRecording(longFile); });
     EXPECT_TRUE(midway);
     EXPECT_EQ(shown, QStringList{shortFile});
-    ASSERT_EQ(Shown(Pane().InputView()).size(), 1u);
-    EXPECT_EQ(Shown(Pane().InputView())[0].station, "SHRT");
+    EXPECT_EQ(InputStations(), std::vector<std::string>{"SHRT"});
     EXPECT_FALSE(progress->isVisible());
 
     WriteFile(folder / "notes.txt", "not a recording\r\n");
     AndWait([&] { Pane().ShowRecording(QString::fromStdString((folder / "notes.txt").string())); });
     EXPECT_EQ(Pane().InputView().Notice(), "No preview of notes.txt:\nUnrecognized file format.");
-    EXPECT_TRUE(Shown(Pane().InputView()).empty());
+    EXPECT_TRUE(InputStations().empty());
 
     // WAV is written, never read: its output gets a plain word, not an error.
     Find<QCheckBox>("ChkShowOutput")->setChecked(true);
@@ -129,20 +96,19 @@ TEST_F(Preview, AnotherSelectionStopsALongReadingAndAFileThatCannotBeReadSaysWhy
               "not read it, so it has no preview.");
     Find<QCheckBox>("ChkShowOutput")->setChecked(false);
 
-    // Removing the file on screen moves the preview to the file that takes its row.
-    Drop({WritePsn("first.psn", 30, "FRST"), shortFile.toStdString()});
-    SelectRow(0);
-    ASSERT_EQ(Shown(Pane().InputView())[0].station, "FRST");
+    // Delete takes the current file out and the current row number stays: the preview moves to
+    // the file that takes its row.
+    Drop({WritePsn("zero.psn"), WritePsn("first.psn", 30, "FRST"), shortFile.toStdString()});
+    AndWait([&] { grid->setCurrentIndex(Cell(1, Model::ColumnFileName)); });
+    ASSERT_EQ(InputStations(), std::vector<std::string>{"FRST"});
     // The name follows an edit in the header editor.
-    prompter.dialogs.push_back([&](QDialog&) {
-        engine->SetHeaderProperty(0, 0, kStationCode, "EDIT");
-        return static_cast<int>(QDialog::Accepted);
-    });
-    DoubleClick(0, Model::ColumnFileName);
-    EXPECT_EQ(Shown(Pane().InputView())[0].station, "EDIT");
+    prompter.dialogs.push_back(
+        [&](QDialog&) { engine->SetHeaderProperty(1, 0, kStationCode, "EDIT"); });
+    DoubleClick(1, Model::ColumnFileName);
+    EXPECT_EQ(InputStations(), std::vector<std::string>{"EDIT"});
     AndWait([&] { QTest::keyClick(grid, Qt::Key_Delete); });
-    ASSERT_EQ(Shown(Pane().InputView()).size(), 1u);
-    EXPECT_EQ(Shown(Pane().InputView())[0].station, "SHRT");
+    EXPECT_EQ(grid->model()->rowCount(), 2);
+    EXPECT_EQ(InputStations(), std::vector<std::string>{"SHRT"});
 }
 
 ChannelPreview Channel(const std::string& start, double rate, std::int64_t samples,
@@ -159,119 +125,94 @@ ChannelPreview Channel(const std::string& start, double rate, std::int64_t sampl
 // where the signal is flat or quiet: every device pixel column from the trace's first to its
 // last holds some of it.
 TEST(PreviewPicture, FillsEveryDevicePixelColumnOnAnyPalette) {
-    QPalette dark;
-    dark.setColor(QPalette::Base, QColor(30, 30, 30));
-    dark.setColor(QPalette::AlternateBase, QColor(45, 45, 45));
-    dark.setColor(QPalette::Text, QColor(230, 230, 230));
-    const auto wave = [](std::int64_t i) { return (i % 200) * ((i / 200) % 2 == 0 ? 1 : -1); };
+    const QPalette dark(QColor(30, 30, 30)); // black base, white text
+    const std::function<double(std::int64_t)> wave = [](std::int64_t i) {
+        return (i % 200) * ((i / 200) % 2 == 0 ? 1 : -1);
+    };
     // Quiet: a few counts of noise, then a burst that sets the scale.
     const auto quiet = [](std::int64_t i) { return i < 90000 ? i % 3 / 2 : (i % 2) * 5000.0; };
     const auto flat = [](std::int64_t) { return 7.0; };
-    struct Case {
-        const char* name;
-        qreal ratio;
-        QPalette palette;
-        std::function<double(std::int64_t)> signal;
-        std::size_t buckets;
-    };
-    for (const Case& c :
-         {Case{"wave", 1, QPalette(), wave, 64}, Case{"wave", 2, dark, wave, 64},
-          Case{"quiet", 1, QPalette(), quiet, 4096}, Case{"quiet", 2, QPalette(), quiet, 4096},
-          Case{"flat", 1, dark, flat, 4096}}) {
-        SCOPED_TRACE(std::string(c.name) + " at " + std::to_string(c.ratio));
+    // Signal, device pixel ratio, palette, envelope buckets (fewer or more than the columns).
+    for (const auto& [name, signal, ratio, palette, buckets] :
+         {std::tuple{"wave", wave, 1.0, QPalette(), 64},
+          {"wave", wave, 2.0, dark, 64},
+          {"quiet", quiet, 1.0, QPalette(), 4096},
+          {"quiet", quiet, 2.0, QPalette(), 4096},
+          {"flat", flat, 1.0, dark, 4096}}) {
+        SCOPED_TRACE(std::string(name) + " at " + std::to_string(ratio));
         WaveformPreview preview;
-        preview.channels.push_back(
-            Channel("2026/03/14 02:47:10.000", 100, 100000, c.signal, c.buckets));
-        const QSize size(600, 300);
-        QImage image(size * c.ratio, QImage::Format_RGB32);
-        image.setDevicePixelRatio(c.ratio);
+        preview.channels.push_back(Channel("2026/03/14 02:47:10.000", 100, 100000, signal,
+                                           static_cast<std::size_t>(buckets)));
+        QImage image(QSize(600, 300) * ratio, QImage::Format_RGB32);
+        image.setDevicePixelRatio(ratio);
         QPainter painter(&image);
-        PaintWaveform(painter, QRect(QPoint(0, 0), size), preview, TimeAxis({&preview}), "a.psn",
-                      c.palette);
+        PaintWaveform(painter, QRect(0, 0, 600, 300), preview, TimeAxis({&preview}), "a.psn",
+                      palette);
         painter.end();
-        EXPECT_EQ(image.pixelColor(0, image.height() - 1), c.palette.color(QPalette::Base));
-        const TraceExtent trace = FindTrace(image);
-        EXPECT_EQ(trace.columns, trace.right - trace.left + 1) << "a gap in the line";
-        EXPECT_GT(trace.columns, image.width() * 3 / 4);
-        if (std::string(c.name) == "wave") {
-            EXPECT_GT(trace.Height(), image.height() / 2);
+        EXPECT_EQ(image.pixelColor(0, image.height() - 1), palette.color(QPalette::Base));
+        const auto [trace, columns] = FindTrace(image);
+        EXPECT_EQ(columns, trace.width()) << "a gap in the line";
+        EXPECT_GT(columns, image.width() * 3 / 4);
+        if (std::string(name) == "wave") {
+            EXPECT_GT(trace.height(), image.height() / 2);
         }
     }
 }
 
 // Each trace begins at its own start on one axis from the earliest start to the latest end.
 TEST(PreviewPicture, EachTraceStartsWhereItsChannelStartsInTime) {
-    struct Case {
-        const char* name;
-        std::string firstStart;
-        std::string secondStart;
-        double firstAt; // expected share of the axis where each trace begins
-        double secondAt;
-    };
-    const Case cases[] = {
-        {"second 100 s later", "2026/03/14 02:47:10.000", "2026/03/14 02:48:50.000", 0, 0.5},
-        {"second 157 s earlier", "1996/06/03 20:02:18.000", "1996/06/03 19:59:41.000", 157.0 / 257,
-         0},
-        {"across midnight", "2026/12/31 23:59:10.000", "2027/01/01 00:00:50.000", 0, 0.5},
-        {"no start time", "", "", 0, 0},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    // The two channels' starts, and the share of the axis where each trace begins.
+    for (const auto& [firstStart, secondStart, firstAt, secondAt] :
+         {std::tuple{"2026/03/14 02:47:10.000", "2026/03/14 02:48:50.000", 0.0, 0.5},
+          {"1996/06/03 20:02:18.000", "1996/06/03 19:59:41.000", 157.0 / 257, 0.0},
+          {"2026/12/31 23:59:10.000", "2027/01/01 00:00:50.000", 0.0, 0.5}, // across midnight
+          {"", "", 0.0, 0.0}}) {
+        SCOPED_TRACE(firstStart);
         WaveformPreview preview;
         const auto steady = [](std::int64_t i) { return i % 2; };
-        preview.channels.push_back(Channel(c.firstStart, 10, 1000, steady));
-        preview.channels.push_back(Channel(c.secondStart, 10, 1000, steady));
+        preview.channels.push_back(Channel(firstStart, 10, 1000, steady));
+        preview.channels.push_back(Channel(secondStart, 10, 1000, steady));
         WaveformView view;
         view.resize(800, 400);
         view.SetPreview(preview, "two.psn");
         const QImage image = view.grab().toImage();
         const WaveformLayout layout = LayOutWaveform(view.rect(), preview, view.fontMetrics());
         ASSERT_EQ(layout.bands.size(), 2u);
-        for (int band = 0; band < 2; ++band) {
-            const QRectF& rows = layout.bands[static_cast<std::size_t>(band)];
-            const int first =
-                FindTrace(image, static_cast<int>(rows.top()), static_cast<int>(rows.bottom()) - 1)
-                    .left;
-            const double expected =
-                layout.plot.left() + (band == 0 ? c.firstAt : c.secondAt) * layout.plot.width();
-            EXPECT_NEAR(first, expected, 1.5) << "trace " << band + 1;
+        for (const auto& [band, at] : {std::pair{0, firstAt}, {1, secondAt}}) {
+            const QRect rows = layout.bands[static_cast<std::size_t>(band)].toRect();
+            EXPECT_NEAR(rows.left() + FindTrace(image.copy(rows)).first.left(),
+                        layout.plot.left() + at * layout.plot.width(), 1.5)
+                << "trace " << band + 1;
         }
     }
 }
 
 // Ticks fall on round times of day at every scale; midnight shows the date.
 TEST(PreviewPicture, TheAxisIsLabelledInTimeOfDay) {
-    struct Case {
-        std::string start;
-        double rate;
-        std::int64_t samples;
-        int ticks;
-        QString first; // the first two labels
-        QString second;
-        QString title = {};
-    };
-    const auto zero = [](std::int64_t) { return 0.0; };
+    // The start, rate and samples of the channel; how many ticks are asked for, the first two
+    // labels, and the axis's title when it matters.
+    using Case = std::tuple<std::string, double, std::int64_t, int, QString, QString, QString>;
     const Case cases[] = {
-        {"2026/03/14 02:47:10.0030", 1000, 10, 5, "02:47:10.004", "02:47:10.006"},
+        {"2026/03/14 02:47:10.0030", 1000, 10, 5, "02:47:10.004", "02:47:10.006", ""},
         {"2026/03/14 02:47:10.000", 100, 100, 5, "02:47:10.0", "02:47:10.2",
          "Earliest start 2026/03/14 02:47:10.0000, span 1.000 s"},
-        {"2026/03/14 02:47:10.000", 1, 3600, 6, "02:50", "03:00"},
-        {"2026/03/14 20:00:00.000", 0.01, 2592, 4, "2026/03/15", "2026/03/16"},
+        {"2026/03/14 02:47:10.000", 1, 3600, 6, "02:50", "03:00", ""},
+        {"2026/03/14 20:00:00.000", 0.01, 2592, 4, "2026/03/15", "2026/03/16", ""},
         {"", 100, 1000, 5, "0", "2", "Seconds from each channel's start"},
         {"2026/03/14 02:47:10.000", 0, 1000, 5, "0", "200", "Samples"},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.start + " at " + std::to_string(c.rate));
+    for (const auto& [start, rate, samples, count, first, second, title] : cases) {
+        SCOPED_TRACE(start + " at " + std::to_string(rate));
         WaveformPreview preview;
-        preview.channels.push_back(Channel(c.start, c.rate, c.samples, zero));
+        preview.channels.push_back(Channel(start, rate, samples, [](std::int64_t) { return 0; }));
         const TimeAxis axis({&preview});
-        const auto ticks = axis.Ticks(c.ticks);
+        const auto ticks = axis.Ticks(count);
         ASSERT_GE(ticks.size(), 2u);
-        EXPECT_LE(ticks.size(), static_cast<std::size_t>(c.ticks) + 1);
-        EXPECT_EQ(ticks[0].label, c.first);
-        EXPECT_EQ(ticks[1].label, c.second);
-        if (!c.title.isEmpty()) {
-            EXPECT_EQ(axis.Title(), c.title);
+        EXPECT_LE(ticks.size(), static_cast<std::size_t>(count) + 1);
+        EXPECT_EQ(ticks[0].label, first);
+        EXPECT_EQ(ticks[1].label, second);
+        if (!title.isEmpty()) {
+            EXPECT_EQ(axis.Title(), title);
         }
     }
 }
