@@ -14,46 +14,25 @@ namespace vibrex::test {
 namespace {
 
 constexpr int kChannels = 3;
-constexpr int kSamples = 300;
-// The recording's A/D converter bits: WAV output, 32 bits unless told otherwise, holds them
-// unscaled.
-constexpr int kAdBits = 32;
-
 // A header value for every property, in forms every format that carries it can hold: a start
-// time in whole seconds (as Seismic Unix holds it), short codes. Empty values differ between the
-// channels.
-const HeaderValues kHeader = {"2021/03/04 05:06:07",
-                              std::to_string(kSamples),
-                              "100",
-                              "1",
-                              "GPS",
-                              "format matrix",
-                              std::to_string(kAdBits),
-                              "1000",
-                              "-1000",
-                              "00",
-                              "45.5",
-                              "-120.25",
-                              "1234",
-                              "",
-                              "",
-                              "",
-                              "Velocity",
-                              "counts",
-                              "1.5",
-                              "S1",
-                              "0",
-                              "",
-                              "XX",
-                              "DL1",
-                              "STA",
-                              "2.5",
-                              "1",
-                              "0.7",
-                              "2",
-                              "10",
-                              "2",
-                              "100"};
+// time in whole seconds (as Seismic Unix holds it), short codes, and 32 A/D converter bits,
+// which WAV output (32 bits unless told otherwise) holds unscaled. Empty values differ between
+// the channels. In property order, six a row:
+//   start, samples, rate, lock indicator, time reference, comment;
+//   A/D bits, data maximum, data minimum, location, latitude, longitude;
+//   elevation, orientation, incidence, azimuth, sensor type, unit;
+//   sensitivity, sensor ID, magnitude correction, component, network, datalogger;
+//   station, generator constant, free period, damping, gain, filter frequency;
+//   filter poles, offset.
+const std::string kStart = "2021/03/04 05:06:07";
+const HeaderValues kHeader = {kStart, "300",  "100",   "1",   "GPS",      "format matrix",
+                              "32",   "1000", "-1000", "00",  "45.5",     "-120.25",
+                              "1234", "",     "",      "",    "Velocity", "counts",
+                              "1.5",  "S1",   "0",     "",    "XX",       "DL1",
+                              "STA",  "2.5",  "1",     "0.7", "2",        "10",
+                              "2",    "100"};
+const int kSamples = std::stoi(kHeader[kNumberOfSamples]);
+
 // What differs between the channels: component, then orientation, azimuth and incidence.
 struct ChannelValue {
     int property;
