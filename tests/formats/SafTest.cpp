@@ -120,24 +120,13 @@ TEST_F(Saf, WrittenFileExactly) {
     EXPECT_EQ(ReadFile(m_folder / "out.saf"),
               "SESAME ASCII data format (saf) v. 1   (this line must not  be modified)\r\n"
               "# Written by Vibrex\r\n"
-              "START_TIME = 2021 03 04 05 06 07.2500\r\n"
-              "SAMP_FREQ = 100\r\n"
-              "NDAT = 3\r\n"
-              "CH0_ID = HHZ\r\n"
-              "CH1_ID = HHN\r\n"
-              "CH2_ID = E\r\n"
-              "STA_CODE = SITE\r\n"
-              "UNITS = counts\r\n"
-              "NORTH_ROT = 15\r\n"
-              "# SENSOR_TYPE = Velocity\r\n"
-              "# SENSOR_ID = S-1\r\n"
-              "# CH2_SENSOR_ID = S-3\r\n"
-              "# SENSOR_DAMPING = 0.7\r\n"
-              "# CH_GAIN = 2\r\n"
+              "START_TIME = 2021 03 04 05 06 07.2500\r\nSAMP_FREQ = 100\r\nNDAT = 3\r\n"
+              "CH0_ID = HHZ\r\nCH1_ID = HHN\r\nCH2_ID = E\r\n"
+              "STA_CODE = SITE\r\nUNITS = counts\r\nNORTH_ROT = 15\r\n"
+              "# SENSOR_TYPE = Velocity\r\n# SENSOR_ID = S-1\r\n# CH2_SENSOR_ID = S-3\r\n"
+              "# SENSOR_DAMPING = 0.7\r\n# CH_GAIN = 2\r\n"
               "####--------------------------------------------\r\n"
-              "1 10 100\r\n"
-              "-2 -20 200.5\r\n"
-              "3 30 -3e2\r\n");
+              "1 10 100\r\n-2 -20 200.5\r\n3 30 -3e2\r\n");
 }
 
 // An orientation that is not a number of degrees (a letter, as GSE2.0 gives it) is no NORTH_ROT
