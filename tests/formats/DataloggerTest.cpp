@@ -23,13 +23,9 @@ using Datalogger = ConversionTest;
 // the count is always that of the sample lines.
 TEST_F(Datalogger, GeonodeDatalogsAsLoggersWriteThem) {
     const std::tuple<std::string, std::vector<std::string>, std::string, std::string> cases[] = {
-        {Lines({"! STRATAREC log", "0,-100", "1,-63", "", "2, 5", "3\t9"}),
-         {"-100", "-63", "5", "9"},
-         "",
-         ""},
-        {Lines({"! GEONODE datalog", "! Start Time: 2021/03/04 05:06:07.250", "! SPS: 100",
-                "! Number of Samples: 99", "! a comment", "12:00:00.01 7", "  -3.5  ", "1e3"},
-               "\r\n"),
+        {"! STRATAREC log\n0,-100\n1,-63\n\n2, 5\n3\t9\n", {"-100", "-63", "5", "9"}, "", ""},
+        {"! GEONODE datalog\r\n! Start Time: 2021/03/04 05:06:07.250\r\n! SPS: 100\r\n"
+         "! Number of Samples: 99\r\n! a comment\r\n12:00:00.01 7\r\n  -3.5  \r\n1e3\r\n",
          {"7", "-3.5", "1e3"},
          "2021/03/04 05:06:07.250",
          "100"},

@@ -10,9 +10,8 @@ using PsnCm6 = ConversionTest;
 // The file has its own first line, the DATA: line, full 80-character lines and the checksum at
 // the end; the widest steps come back exactly, the file format named as PSNCM6.
 TEST_F(PsnCm6, WrittenLayoutAndRoundTrip) {
-    SampleList samples = {kMax, kMin, kMax, 0, kMin, -1, kMax};
-    const SampleList walk = RandomWalk(3000, 32, 4);
-    samples.insert(samples.end(), walk.begin(), walk.end());
+    SampleList samples = RandomWalk(3000, 32, 4);
+    samples.insert(samples.begin(), {kMax, kMin, kMax, 0, kMin, -1, kMax});
     const auto cm6 =
         Converted(PsnInput("in.psn", samples), FileFormat::PSNCM6, m_folder / "cm6.psn");
     const auto lines = ReadLines(cm6);

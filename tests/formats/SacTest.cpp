@@ -15,9 +15,8 @@ std::string SacFile(const std::vector<float>& samples, ByteOrder order = ByteOrd
                     const std::array<std::int32_t, 6>& time = {2015, 60, 12, 30, 45, 250}) {
     std::string bytes(632 + 4 * samples.size(), '\0');
     auto* at = reinterpret_cast<unsigned char*>(bytes.data());
-    const std::pair<std::size_t, float> floats[] = {
-        {0, 0.01f}, {124, 45.5f}, {128, -120.25f}, {132, 1234.0f}};
-    for (const auto& [offset, value] : floats) {
+    for (const auto& [offset, value] :
+         {std::pair<std::size_t, float>{0, 0.01f}, {124, 45.5f}, {128, -120.25f}, {132, 1234.0f}}) {
         StoreAs(at + offset, value, order);
     }
     for (std::size_t i = 0; i < time.size(); ++i) {
