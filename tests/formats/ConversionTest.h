@@ -220,26 +220,6 @@ protected:
         }
     }
 
-    // Aborts the conversion of the file of the list once its progress reaches `percent`: the
-    // codec must stop at once, with no further yield; no error is shown and no file is left.
-    void ExpectAbortAt(int percent) {
-        int yieldsAfterAbort = -1;
-        m_host.onDoEvents = [&] {
-            if (yieldsAfterAbort >= 0) {
-                ++yieldsAfterAbort;
-            } else if (m_engine.FileProgress(0) >= percent) {
-                m_engine.Abort();
-                yieldsAfterAbort = 0;
-            }
-        };
-        EXPECT_EQ(Convert(), ConversionStatus::Aborted);
-        m_host.onDoEvents = nullptr;
-        EXPECT_EQ(yieldsAfterAbort, 0);
-        EXPECT_TRUE(m_host.messages.empty());
-        EXPECT_TRUE(WorkFolderIsEmpty());
-        EXPECT_FALSE(std::filesystem::exists(m_engine.FileOutputPath(0)));
-    }
-
     // A PSN ASCII input of the samples, under a full header unless other lines are given.
     std::filesystem::path PsnInput(const std::string& name, const SampleList& samples,
                                    std::vector<std::string> headerLines = {}) {
