@@ -62,9 +62,7 @@ TEST(Cm6, RefusesTextBeyondTheAlphabetOr32Bits) {
         return DecodeIntegers(std::string_view(line).substr(0, length), out, 4);
     };
     EXPECT_EQ(decode(" -5\t2147483647 -00000012 -2147483648  "), 4u);
-    EXPECT_EQ(out[0], -5);
-    EXPECT_EQ(out[2], -12);
-    EXPECT_EQ(out[3], kMin);
+    EXPECT_EQ(SampleList(out, out + 4), (SampleList{-5, kMax, -12, kMin}));
     for (const char* line : {"1 2x", "2147483648", "1.5", "+1", "-", "1-2"}) {
         EXPECT_THROW(decode(line), std::runtime_error) << line;
     }

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <gtest/gtest.h>
 #include <limits>
 #include <memory>
@@ -63,9 +64,7 @@ inline SampleList RandomWalk(std::size_t count, int maxStepBits, unsigned seed) 
 }
 
 inline SampleList Negated(SampleList samples) {
-    for (std::int32_t& sample : samples) {
-        sample = -sample;
-    }
+    std::transform(samples.begin(), samples.end(), samples.begin(), std::negate<>());
     return samples;
 }
 
