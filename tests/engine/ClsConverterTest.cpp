@@ -123,6 +123,7 @@ TEST_F(EngineTest, SettersIgnoreBadValuesAndIndices) {
         EXPECT_EQ(engine.FileChannelsCount(bad), 0);
         EXPECT_EQ(engine.FileStatus(bad), ConversionStatus::Idle);
         EXPECT_FALSE(engine.WAVAvailable(bad));
+        EXPECT_EQ(engine.GoodChannelCount(bad) + engine.GoodSamplesCount(bad), 0);
     }
     engine.RemoveFile(0);
     EXPECT_EQ(engine.FilesCount(), 0);
