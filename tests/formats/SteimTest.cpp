@@ -110,7 +110,7 @@ TEST(Steim, RoundTripsAwkwardSequences) {
 // words with 7 each, 8 bits Steim-1's with 4, steps of 30 bits a Steim-2 word each. A first
 // sample far from 0 costs no room, as decoders ignore the first difference.
 TEST(Steim, FillsSevenFramesExactly) {
-    SampleList farFromZero{1000000000}, wide{0};
+    SampleList farFromZero{1000000001}, wide{0};
     for (int i = 1; i < 721; ++i) {
         farFromZero.push_back(farFromZero.back() + (i % 2 == 0 ? 7 : -8));
         wide.push_back(wide.back() + (i % 2 == 0 ? 1 << 28 : -(1 << 28)));
@@ -127,6 +127,8 @@ TEST(Steim, FillsSevenFramesExactly) {
         EXPECT_EQ(records[0].count, perRecord) << "encoding " << encoding;
         EXPECT_EQ(Unpack(records, encoding, 1), samples);
     }
+    // The first difference, which decoders skip, is stored as 0 rather than cut to its field.
+    EXPECT_EQ(Pack(farFromZero, kEncodingSteim2, 1)[0].data[12] & 0x0F, 0);
 }
 
 SampleList Decoded(const std::string& bytes, int encoding, int wordOrder) {
