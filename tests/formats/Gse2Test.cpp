@@ -64,11 +64,13 @@ TEST_F(Gse2, MissingPositionsAreUnknown) {
                                          "Sensor Latitude: -12345", "Sensor Longitude: 12.5"}),
                                FileFormat::GSEINT, m_folder / "out.gse");
     EXPECT_EQ(ReadLines(gse).at(1), "STA2           -99.00000   12.50000 WGS-84       -.999 0.000");
-    // A STA2 line may end after the latitude.
-    const auto cut =
-        Input("cut.gse", Lines({kWid2, "STA2 XX         45.50000", "DAT2", "Al0VENl7", "CHK2 60"}));
+    // A STA2 line may end after the latitude, a WID2 line one column into its last field.
+    const auto cut = Input("cut.gse", Lines({kWid2.substr(0, 101) + "9", "STA2 XX         45.50000",
+                                             "DAT2", "Al0VENl7", "CHK2 60"}));
     const HeaderValues values = kGseCm6Codec.loadHeader(cut).at(0);
-    EXPECT_EQ(values[kSensorLatitude] + "|" + values[kSensorLongitude], "45.5|");
+    EXPECT_EQ(values[kSensorLatitude] + "|" + values[kSensorLongitude] + "|" +
+                  values[kSensorIncident],
+              "45.5||9");
 }
 
 // Samples come back exactly, the widest steps included; fractions are rounded half to even;
