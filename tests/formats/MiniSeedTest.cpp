@@ -226,11 +226,13 @@ TEST_F(MiniSeed, ProgressStepsAsForPsn) {
     EXPECT_EQ(progressOf(mseed), progressOf(PsnInput("steps.psn", samples)));
 }
 
-// A record claiming impossible counts fails the reader with its number.
+// A record claiming impossible counts fails the reader with its number; 800 is the most a
+// record may claim.
 TEST_F(MiniSeed, ImpossibleCountsFailTheReader) {
     const std::pair<std::string, std::string> claims[] = {
         {FileBytes(1, [](auto& r) { r[0].count = 801; }), "Record 1 claims 801"},
-        {FileBytes(2, [](auto& r) { r[1].count = -5; }), "Record 2 claims -5"}};
+        {FileBytes(2, [](auto& r) { r[1].count = -5; }), "Record 2 claims -5"},
+        {FileBytes(1, [](auto& r) { r[0].count = 800; }), ""}};
     for (const auto& [bytes, claim] : claims) {
         ExpectFault("in.mseed", bytes, claim, Stage::Converted);
     }
