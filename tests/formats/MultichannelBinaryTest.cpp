@@ -64,7 +64,8 @@ protected:
                               "Station Code: " + name.substr(0, letter),
                               "Component Name: HH" + name.substr(letter, 1),
                               "Network Affiliation: XX", "Offset: 25", "Sensor Latitude: 45.5",
-                              "Sensor Longitude: -120.25", "Sensor Elevation: 12"},
+                              "Sensor Longitude: -120.25", "Sensor Elevation: 12",
+                              "Sensor Free Period: 1234.567"},
                              samples));
     }
 };
@@ -117,8 +118,9 @@ TEST_F(MultichannelBinary, MergedChannelsKeepTheirOwnHeaders) {
                   "2016/03/01 00:00:01." + std::string(format == FileFormat::SU ? "0000" : "5000"));
         const std::string written = ReadFile(merged);
         if (format == FileFormat::Seisan) {
-            EXPECT_EQ(values[kStationCode] + values[kComponentName] + values[kNetworkAffiliation],
-                      "ABCDEHHNXX");
+            EXPECT_EQ(values[kStationCode] + values[kComponentName] + values[kNetworkAffiliation] +
+                          " " + values[kSensorFreePeriod],
+                      "ABCDEHHNXX 1234.567"); // a constant filling its eight columns
             // Every main header record holds 80 characters, the channel index three slots a
             // line. A channel header has its start in columns 10 to 35 (the network's letters
             // in 17 and 20), latitude, longitude and elevation in columns 52, 61 and 71.
@@ -372,6 +374,9 @@ TEST_F(MultichannelBinary, Seg2VariantsReadAlike) {
     std::string tabbed = written; // a tab parts keyword and value as a blank does
     tabbed.replace(tabbed.find("CHANNEL_NUMBER 1"), 16, "CHANNEL_NUMBER\t1");
     EXPECT_EQ(kSeg2Codec.loadHeader(Input("tabbed.seg2", tabbed)), headers);
+    std::string pointed = written; // points may part the clock's fields
+    pointed.replace(pointed.find("17:42:24"), 8, "17.42.24");
+    EXPECT_EQ(kSeg2Codec.loadHeader(Input("pointed.seg2", pointed)), headers);
     std::string late = written;
     late.replace(late.rfind("924000"), 6, "-24000");
     EXPECT_EQ(kSeg2Codec.loadHeader(Input("late.seg2", late)).at(0)[kStartTime], "");
