@@ -44,10 +44,9 @@ std::vector<std::vector<std::string>> ManifestRows(const std::filesystem::path& 
 // A host that records what the engine told it; `onDoEvents` runs inside each yield.
 class RecordingHost : public ConverterHost {
 public:
-    void ConversionProgress() override { ++progressEvents; }
-    void FileStatusChange() override { ++statusEvents; }
+    void ConversionProgress() override {}
+    void FileStatusChange() override {}
     void DoEvents() override {
-        ++yields;
         if (onDoEvents) {
             onDoEvents();
         }
@@ -61,9 +60,6 @@ public:
     void UpdateProgressWindow(std::int64_t value) override { windowValues.push_back(value); }
     void CloseProgressWindow() override { ++windowCloses; }
 
-    int progressEvents = 0;
-    int statusEvents = 0;
-    int yields = 0;
     std::vector<std::string> messages;
     std::vector<MessageIcon> icons;
     std::vector<std::string> titles;
