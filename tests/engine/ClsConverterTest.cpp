@@ -1,6 +1,7 @@
 #include "engine/ClsConverter.h"
 
 #include "engine/ErrorText.h"
+#include "engine/HeaderProperties.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -234,6 +235,8 @@ TEST(EngineCatalogue, FormatNamesAndExtensions) {
     EXPECT_TRUE(ClsConverter::GetFileFormatExtensions(FileFormat::Unknown).empty());
     EXPECT_TRUE(ClsConverter::IsMultichannelFormat(static_cast<FileFormat>(99)));
     EXPECT_FALSE(ClsConverter::IsMultichannelFormat(FileFormat::Unknown));
+    EXPECT_EQ(HeaderPropertyLabel(-1), "");
+    EXPECT_EQ(HeaderPropertyLabel(kHeaderPropertiesCount), "");
 }
 
 } // namespace

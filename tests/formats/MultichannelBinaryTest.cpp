@@ -328,6 +328,26 @@ TEST_F(MultichannelBinary, SeisanVariantsReadAlike) {
     }
 }
 
+// A Seisan file counts its channels in three columns: one of 999 channels loads. It is made of
+// a written file's first line, counting 999, its first index line for each three channels, the
+// line after the index, and its first channel 999 times.
+TEST_F(MultichannelBinary, SeisanLoadsTheMostChannelsItCounts) {
+    const std::string written = TwoChannels(RandomWalk(20, 8, 16), FileFormat::Seisan);
+    std::vector<std::string> records;
+    for (std::size_t at = 0; at < written.size(); at += WordAt(written, at) + 8) {
+        records.push_back(written.substr(at, WordAt(written, at) + 8));
+    }
+    std::string bytes = records[0].replace(4 + 30, 3, "999");
+    for (int line = 0; line < 333; ++line) {
+        bytes += records[1];
+    }
+    bytes += records[11];
+    for (int channel = 0; channel < 999; ++channel) {
+        bytes += records[12] + records[13];
+    }
+    EXPECT_EQ(kSeisanCodec.loadHeader(Input("many.seisan", bytes)).size(), 999u);
+}
+
 std::uint16_t HalfWordAt(const std::string& bytes, std::size_t at) {
     return LoadAs<std::uint16_t>(reinterpret_cast<const unsigned char*>(bytes.data() + at),
                                  ByteOrder::Little);
