@@ -112,42 +112,5 @@ TEST_F(RealRecordings, LoadAndConvertAsTheManifestSays) {
                                                 {"miniSEED", 10}}));
 }
 
-// Every real recording the program reads, converted into each format it writes and once onto
-// itself (which fails): the input keeps its bytes and its modification time.
-TEST_F(RealRecordings, InputsAreNeverModified) {
-    const fs::path testData = TestDataFolder();
-    if (testData.empty()) {
-        GTEST_SKIP() << "no test data folder";
-    }
-    int converted = 0;
-    for (const auto& entry : fs::recursive_directory_iterator(testData)) {
-        const fs::path input = m_folder / entry.path().filename().string();
-        if (!entry.is_regular_file() || !fs::copy_file(entry.path(), input) ||
-            !m_engine.AddFile(input.string())) {
-            continue;
-        }
-        fs::last_write_time(input, fs::file_time_type::clock::now() - std::chrono::hours(24));
-        const FileState before = StateOf(input);
-        // A writer may refuse what its format cannot hold; the input must not care.
-        const std::vector<std::pair<FileFormat, fs::path>> outputs = {
-            {FileFormat::PSNINT, m_folder / "out.psn"},
-            {FileFormat::SAC, m_folder / "out.sac"},
-            {FileFormat::miniSeed, m_folder / "out.mseed"},
-            {FileFormat::WAV, m_folder / "out.wav"},
-            {m_engine.FileFormat(0), input},
-        };
-        for (const auto& [format, output] : outputs) {
-            m_engine.SetFileOutputFormat(0, format);
-            m_engine.SetFileOutputPath(0, output.string());
-            m_engine.StartConversion();
-            EXPECT_TRUE(StateOf(input) == before) << input << " to " << output;
-        }
-        EXPECT_EQ(m_engine.FileStatus(0), ConversionStatus::Failed) << input << " onto itself";
-        m_engine.RemoveFile(0);
-        ++converted;
-    }
-    EXPECT_GT(converted, 0);
-}
-
 } // namespace
 } // namespace vibrex::test
