@@ -49,21 +49,17 @@ TEST(StagedOutput, WhatStandsAtThePathIsNeverHarmed) {
         std::function<void(const TempFolder&)> prepare;
         std::string landsIn; // the file that holds the output once committed
     };
+    const auto target = [](const TempFolder& f) { WriteFile(f / "target", "old bytes"); };
     const std::vector<Case> cases = {
         {"absent", [](const TempFolder&) {}, "out"},
         {"file", [](const TempFolder& f) { WriteFile(f / "out", "old bytes"); }, "out"},
-        {"link",
-         [](const TempFolder& f) {
-             WriteFile(f / "target", "old bytes");
-             fs::create_symlink("target", f / "out");
-         },
+        {"link", [&](const TempFolder& f) { target(f), fs::create_symlink("target", f / "out"); },
          "target"},
         {"dangling link",
          [](const TempFolder& f) { fs::create_symlink("sub/../target", f / "out"); }, "target"},
         {"link to a link",
-         [](const TempFolder& f) {
-             WriteFile(f / "target", "old bytes");
-             fs::create_symlink("target", f / "middle");
+         [&](const TempFolder& f) {
+             target(f), fs::create_symlink("target", f / "middle");
              fs::create_symlink(f / "middle", f / "out");
          },
          "target"},
