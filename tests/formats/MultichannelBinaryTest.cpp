@@ -58,15 +58,14 @@ protected:
     std::filesystem::path Channel(const std::string& name, const std::vector<std::string>& samples,
                                   const std::string& start, const std::string& rate) {
         const std::size_t letter = name.find('.') - 1;
-        return Input(name,
-                     PsnText({"Start Time: " + start, "SPS: " + rate,
-                              "Number of Samples: " + std::to_string(samples.size()),
-                              "Station Code: " + name.substr(0, letter),
-                              "Component Name: HH" + name.substr(letter, 1),
-                              "Network Affiliation: XX", "Offset: 25", "Sensor Latitude: 45.5",
-                              "Sensor Longitude: -120.25", "Sensor Elevation: 12",
-                              "Sensor Free Period: 1234.567"},
-                             samples));
+        return Input(
+            name, PsnText({"Start Time: " + start, "SPS: " + rate,
+                           "Number of Samples: " + std::to_string(samples.size()),
+                           "Station Code: " + name.substr(0, letter),
+                           "Component Name: HH" + name.substr(letter, 1), "Network Affiliation: XX",
+                           "Offset: 25", "Sensor Latitude: 45.5", "Sensor Longitude: -120.25",
+                           "Sensor Elevation: 12", "Sensor Free Period: 1234.567"},
+                          samples));
     }
 };
 
@@ -182,6 +181,11 @@ std::function<void(std::string&)> CutTo(std::size_t size) {
     return [size](std::string& bytes) { bytes.resize(std::min(size, bytes.size())); };
 }
 
+// The file without its last ten bytes.
+void CutEnd(std::string& bytes) {
+    bytes.resize(bytes.size() - 10);
+}
+
 std::function<void(std::string&)> Replace(std::size_t at, std::string text) {
     return [at, text](std::string& bytes) { bytes.replace(at, text.size(), text); };
 }
@@ -192,8 +196,7 @@ std::function<void(std::string&)> Seg2Trace1(std::size_t field, std::uint32_t va
 
 const std::vector<Damage> kDamages = {
     {FileFormat::SEG2, "The file descriptor block lies past the end of the file", CutTo(20)},
-    {FileFormat::SEG2, "The samples of a trace run past the end of the file (3)",
-     [](std::string& bytes) { bytes.resize(bytes.size() - 10); }},
+    {FileFormat::SEG2, "The samples of a trace run past the end of the file (3)", CutEnd},
     {FileFormat::SEG2, "A trace descriptor block lies past the end of the file (2)",
      [](std::string& bytes) { PutWord(bytes, kSeg2Pointer2, 0x7FFFFFF0); }},
     {FileFormat::SEG2, "A trace pointer leads to no trace descriptor block (2)",
@@ -203,13 +206,11 @@ const std::vector<Damage> kDamages = {
     {FileFormat::SEG2, "A trace has the unknown data format code 7 (1)", Seg2Trace1(12, 7)},
     {FileFormat::SEG2, "announces 3 traces in 8 bytes of trace pointers",
      [](std::string& bytes) { bytes[4] = 8; }},
-    {FileFormat::SU, "The samples of a trace run past the end of the file (3)",
-     [](std::string& bytes) { bytes.resize(bytes.size() - 10); }},
+    {FileFormat::SU, "The samples of a trace run past the end of the file (3)", CutEnd},
     {FileFormat::SU, "The file ends inside a trace header (2)", CutTo(kSuTrace2 + 100)},
     {FileFormat::SU, "The samples of a trace run past the end of the file (1)",
      Replace(114, std::string("\x30\x75", 2))}, // 30000 samples
-    {FileFormat::Seisan, "The file ends inside a record (18)",
-     [](std::string& bytes) { bytes.resize(bytes.size() - 10); }},
+    {FileFormat::Seisan, "The file ends inside a record (18)", CutEnd},
     {FileFormat::Seisan, "The main header gives no number of channels (1)", Replace(4 + 30, "  0")},
     {FileFormat::Seisan, "The channel header's rate \"abcdefg\" is not a number (13)",
      Replace(kSeisanChannel1 + 36, "abcdefg")},
@@ -394,9 +395,6 @@ TEST_F(MultichannelBinary, Seg2VariantsReadAlike) {
     std::string tabbed = written; // a tab parts keyword and value as a blank does
     tabbed.replace(tabbed.find("CHANNEL_NUMBER 1"), 16, "CHANNEL_NUMBER\t1");
     EXPECT_EQ(kSeg2Codec.loadHeader(Input("tabbed.seg2", tabbed)), headers);
-    std::string pointed = written; // points may part the clock's fields
-    pointed.replace(pointed.find("17:42:24"), 8, "17.42.24");
-    EXPECT_EQ(kSeg2Codec.loadHeader(Input("pointed.seg2", pointed)), headers);
     std::string late = written;
     late.replace(late.rfind("924000"), 6, "-24000");
     EXPECT_EQ(kSeg2Codec.loadHeader(Input("late.seg2", late)).at(0)[kStartTime], "");
