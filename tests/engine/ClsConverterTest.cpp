@@ -7,13 +7,8 @@
 #include <gtest/gtest.h>
 #include <tuple>
 
-namespace vibrex {
+namespace vibrex::test {
 namespace {
-
-using test::PsnText;
-using test::RecordingHost;
-using test::TempFolder;
-using test::WriteFile;
 
 std::vector<std::string> Samples(int count) {
     std::vector<std::string> samples;
@@ -240,4 +235,4 @@ TEST(EngineCatalogue, FormatNamesAndExtensions) {
 }
 
 } // namespace
-} // namespace vibrex
+} // namespace vibrex::test

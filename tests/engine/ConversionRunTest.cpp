@@ -7,15 +7,8 @@
 #include <functional>
 #include <gtest/gtest.h>
 
-namespace vibrex {
+namespace vibrex::test {
 namespace {
-
-using test::PsnText;
-using test::ReadFile;
-using test::ReadLines;
-using test::RecordingHost;
-using test::TempFolder;
-using test::WriteFile;
 
 class RunTest : public ::testing::Test {
 protected:
@@ -315,4 +308,4 @@ TEST(ChannelFile, HeaderKeysAreReadLoosely) {
 }
 
 } // namespace
-} // namespace vibrex
+} // namespace vibrex::test

@@ -5,13 +5,8 @@
 #include <gtest/gtest.h>
 #include <map>
 
-namespace vibrex {
+namespace vibrex::test {
 namespace {
-
-using test::ManifestRows;
-using test::TempFolder;
-using test::TestDataFolder;
-using test::WriteFile;
 
 std::string Bytes(std::size_t size, char fill = '\x7f') {
     return std::string(size, fill);
@@ -138,4 +133,4 @@ TEST(Detection, RealRecordingsMatchTheManifest) {
 }
 
 } // namespace
-} // namespace vibrex
+} // namespace vibrex::test

@@ -7,12 +7,8 @@
 #include <gtest/gtest.h>
 #include <numeric>
 
-namespace vibrex {
+namespace vibrex::test {
 namespace {
-
-using test::PsnText;
-using test::TempFolder;
-using test::WriteFile;
 
 // Samples where a fold is easy to get wrong: the extremes sit in the first and the last
 // sample, in a bucket that is still filling, and right after a fold.
@@ -169,4 +165,4 @@ TEST_F(PreviewRun, StopsWhenAskedAndWhenTheFileCannotBeRead) {
 }
 
 } // namespace
-} // namespace vibrex
+} // namespace vibrex::test

@@ -5,13 +5,10 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-namespace vibrex {
+namespace vibrex::test {
 namespace {
 
 namespace fs = std::filesystem;
-using test::ReadFile;
-using test::TempFolder;
-using test::WriteFile;
 
 std::string Write(const fs::path& path, const std::string& bytes, bool commit) {
     StagedOutput staged;
@@ -139,4 +136,4 @@ TEST(StagedOutput, PermissionsAreThoseOfTheFinalFile) {
 }
 
 } // namespace
-} // namespace vibrex
+} // namespace vibrex::test
