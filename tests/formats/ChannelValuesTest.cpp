@@ -77,6 +77,7 @@ struct SampleFile {
         ChannelFileReader reader(folder / "samples.txt");
         std::vector<float> read;
         for (std::string_view sample; reader.NextSample(sample);) {
+            EXPECT_EQ(sample.find_first_of("\r\n"), std::string_view::npos) << "a line end kept";
             read.push_back(SampleFloat(sample));
         }
         EXPECT_EQ(read, values);
@@ -87,7 +88,8 @@ struct SampleFile {
 };
 
 // The last read may fill the buffer only in part: behind it lie earlier lines, dense with line
-// ends, which must not be taken for lines. A line may be longer than the whole buffer.
+// ends, which must not be taken for lines. It may bring a single byte, the last line end. A line
+// may be longer than the whole buffer.
 TEST(SampleLines, PartlyFilledBufferAndLineLongerThanTheBuffer) {
     SampleFile partly;
     partly.AddRandomLines(1u << 19, 3);
@@ -96,6 +98,12 @@ TEST(SampleLines, PartlyFilledBufferAndLineLongerThanTheBuffer) {
     }
     partly.Add("7", 7); // without its line end
     partly.ExpectReadBack();
+
+    SampleFile oneByteMore; // "Data: \r\n" and these lines make 2^20 + 1 bytes, the buffer's size
+    for (int i = 0; i < ((1 << 20) - 7) / 3; ++i) {
+        oneByteMore.Add("1\r\n", 1);
+    }
+    oneByteMore.ExpectReadBack();
 
     SampleFile longLine;
     longLine.AddRandomLines(1u << 19, 4);
