@@ -400,6 +400,24 @@ TEST_F(MultichannelBinary, Seg2VariantsReadAlike) {
     EXPECT_EQ(kSeg2Codec.loadHeader(Input("late.seg2", late)).at(0)[kStartTime], "");
 }
 
+// SEG2 holds at most 16383 traces: an SU file of as many single-sample traces becomes one, and
+// one more trace fails the run.
+TEST_F(MultichannelBinary, Seg2HoldsAtMost16383Traces) {
+    const std::string trace =
+        ReadFile(Converted(Channel("ONEZ.psn", {"5"}, "2020/01/01 00:00:00", "100"), FileFormat::SU,
+                           m_folder / "1.su"));
+    std::string traces;
+    for (int count = 1; count <= 16384; ++count) {
+        traces += trace;
+        if (count == 16383) {
+            Converted(Input("most.su", traces), FileFormat::SEG2, m_folder / "most.seg2");
+            EXPECT_EQ(kSeg2Codec.loadHeader(m_folder / "most.seg2").size(), 16383u);
+        }
+    }
+    ASSERT_TRUE(Add(Input("more.su", traces), FileFormat::SEG2, m_folder / "more.seg2"));
+    ExpectFailure("SEG2 holds at most 16383 traces.");
+}
+
 // What SU cannot hold is refused before the run, and fails a run started anyway rather than be
 // cut: it has no interval for 10 or 300 samples per second, one for 1000000 and 15.259...,
 // and takes 32767 samples a trace.
