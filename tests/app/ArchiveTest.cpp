@@ -3,7 +3,6 @@
 #include "formats/ConversionTest.h"
 
 #include <array>
-#include <gtest/gtest.h>
 #include <regex>
 #include <set>
 

@@ -2,7 +2,6 @@
 
 #include "formats/ConversionTest.h"
 
-#include <gtest/gtest.h>
 #include <stdexcept>
 
 namespace vibrex::test {

@@ -1,6 +1,5 @@
 #include "formats/ConversionTest.h"
 
-#include <gtest/gtest.h>
 #include <tuple>
 
 // The two data-logger text formats: Geonode datalogs and Ondaro files.

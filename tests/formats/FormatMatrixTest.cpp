@@ -5,8 +5,6 @@
 #include "io/Numbers.h"
 #include "io/TimeText.h"
 
-#include <gtest/gtest.h>
-
 // Every format of the catalogue that has a writer, against every other: a three-channel
 // recording written in it is detected as that format, by no other test, and loads back with the
 // header values the format carries and every sample.

@@ -2,7 +2,6 @@
 #include "formats/ConversionTest.h"
 
 #include <cctype>
-#include <gtest/gtest.h>
 
 namespace vibrex::test {
 namespace {

@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <functional>
-#include <gtest/gtest.h>
 
 namespace vibrex::test {
 namespace {

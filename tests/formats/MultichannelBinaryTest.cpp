@@ -6,7 +6,6 @@
 
 #include <bit>
 #include <functional>
-#include <gtest/gtest.h>
 #include <map>
 
 // SEG2, Seismic Unix and Seisan: the multichannel binary formats, written from merges and read

@@ -1,7 +1,5 @@
 #include "formats/ConversionTest.h"
 
-#include <gtest/gtest.h>
-
 namespace vibrex::test {
 namespace {
 

@@ -4,7 +4,6 @@
 #include "io/Numbers.h"
 #include "io/TimeText.h"
 
-#include <gtest/gtest.h>
 #include <map>
 #include <regex>
 

@@ -3,7 +3,6 @@
 #include "io/ByteOrder.h"
 
 #include <array>
-#include <gtest/gtest.h>
 
 namespace vibrex::test {
 namespace {

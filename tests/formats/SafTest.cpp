@@ -1,7 +1,6 @@
 #include "engine/Codec.h"
 #include "formats/ConversionTest.h"
 
-#include <gtest/gtest.h>
 #include <map>
 #include <tuple>
 

@@ -4,7 +4,6 @@
 #include "io/ByteOrder.h"
 
 #include <array>
-#include <gtest/gtest.h>
 #include <stdexcept>
 
 namespace vibrex::test {

@@ -1,8 +1,6 @@
 #include "formats/ConversionTest.h"
 #include "io/Numbers.h"
 
-#include <gtest/gtest.h>
-
 // segyio, an independent reader of Seismic Unix files (Debian's python3-segyio, installed by
 // scripts/setup.sh --tests), reads every SU file Vibrex writes with our samples,
 // counts and intervals.

@@ -1,6 +1,5 @@
 #include "formats/ConversionTest.h"
 
-#include <gtest/gtest.h>
 #include <tuple>
 
 namespace vibrex::test {

@@ -3,7 +3,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <libmseed.h>
 
 // libmseed, an independent reader and writer, checks every miniSEED file Vibrex writes and
