@@ -1,7 +1,6 @@
 #include "UiTestSupport.h"
 #include "ui/FrmBar.h"
 #include "ui/FrmHeader.h"
-#include "ui/FrmWave.h"
 #include "ui/ModDialogs.h"
 #include "ui/ProgressDelegate.h"
 
@@ -9,42 +8,6 @@ namespace vibrex::test {
 namespace {
 
 using Dialogs = MainWindowTest;
-
-TEST_F(Dialogs, TheWaveSetupKeepsTheFactorInRange) {
-    Drop({WritePsn("a.psn")});
-    ChooseFormat(0, FileFormat::WAV);
-    engine->SetWAVSamplingRate(0, 12345);
-    FrmWave wave(*engine, 0);
-    auto* text = wave.findChild<QLineEdit*>("TxtFattore");
-    auto* bar = wave.findChild<QScrollBar*>("HScFattore");
-    EXPECT_EQ(text->text(), "1");
-    EXPECT_FALSE(wave.findChild<QRadioButton*>("OptNotchange")->isChecked())
-        << "a rate outside the list selects no option";
-    EXPECT_TRUE(wave.findChild<QRadioButton*>("Opt32")->isChecked());
-
-    // The bar follows the typing only while the text is a factor it can show.
-    text->clear();
-    QTest::keyClicks(text, "1000");
-    EXPECT_EQ(bar->value(), 1000);
-    QTest::keyClick(text, Qt::Key_1);
-    EXPECT_EQ(bar->value(), 1000);
-    EXPECT_EQ(Accept(wave), QDialog::Rejected);
-    text->selectAll();
-    QTest::keyClick(text, Qt::Key_0);
-    EXPECT_EQ(bar->value(), 1000);
-    EXPECT_EQ(Accept(wave), QDialog::Rejected);
-    ASSERT_EQ(prompter.messages.size(), 2u);
-    EXPECT_EQ(prompter.LastText(), "The range of the amplitude factor is 1-10000.");
-
-    text->clear();
-    QTest::keyClicks(text, "10000");
-    EXPECT_EQ(bar->value(), 10000);
-    bar->setValue(250);
-    EXPECT_EQ(text->text(), "250");
-    EXPECT_EQ(Accept(wave), QDialog::Accepted);
-    EXPECT_EQ(engine->WAVFactor(0), 250);
-    EXPECT_EQ(engine->WAVSamplingRate(0), 0);
-}
 
 // The editor's format choice and its edits reach the grid and the engine, which writes them.
 TEST_F(Dialogs, AHeaderEditReachesTheEngine) {
