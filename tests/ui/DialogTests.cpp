@@ -63,54 +63,6 @@ TEST_F(Dialogs, TheSaveDialogCompletesTheExtension) {
     EXPECT_EQ(CompleteExtension("/data.d/out", ".sac"), "/data.d/out.sac");
 }
 
-// The names the dialog lists in its folder, once it has read the folder.
-QStringList ListedNames(QFileDialog& dialog) {
-    const auto* view = dialog.findChild<QListView*>("listView");
-    QStringList names;
-    for (int row = 0; row < view->model()->rowCount(view->rootIndex()); ++row) {
-        names << view->model()->index(row, 0, view->rootIndex()).data().toString();
-    }
-    names.sort();
-    return names;
-}
-
-// The open dialog names the format of the file under the cursor, and lists a folder's files
-// under their format's filter whatever the case of their extensions.
-TEST_F(Dialogs, TheOpenDialogShowsFormatsAndFiltersInAnyCase) {
-    const auto psn = WritePsn("a.psn");
-    const auto recordings = folder / "mixed";
-    std::filesystem::create_directories(recordings);
-    for (const char* name : {"EVENT.SAC", "event.sac", "station.MSEED", "quake.Psn", "notes.txt"}) {
-        WriteFile(recordings / name, "");
-    }
-    // A filter by its place in the list (a format's value, or past the last format), and the
-    // names it lists.
-    const std::pair<int, QStringList> cases[] = {
-        {static_cast<int>(FileFormat::SAC), {"EVENT.SAC", "event.sac"}},
-        {static_cast<int>(FileFormat::miniSeed), {"station.MSEED"}},
-        {kFormatsCount, {"EVENT.SAC", "event.sac", "quake.Psn", "station.MSEED"}},
-    };
-    prompter.dialogs.push_back([&](QDialog& dialog) {
-        auto& open = static_cast<QFileDialog&>(dialog);
-        emit open.currentChanged(QString::fromStdString(psn));
-        EXPECT_EQ(open.findChild<QLineEdit*>("TxtFormat")->text(), "PSNINT");
-        EXPECT_TRUE(open.nameFilters().last().startsWith("All recognised recordings ("));
-        open.setDirectory(QString::fromStdString(recordings.string()));
-        for (const auto& [filter, listed] : cases) {
-            open.selectNameFilter(open.nameFilters().value(filter));
-            EXPECT_TRUE(QTest::qWaitFor([&] { return ListedNames(open) == listed; }, 5000))
-                << open.selectedNameFilter().toStdString() << ": "
-                << ListedNames(open).join(' ').toStdString();
-        }
-        open.selectFile(QString::fromStdString(psn));
-        Accept(open);
-    });
-    Click("CmdAdd");
-    EXPECT_TRUE(prompter.dialogs.empty());
-    ASSERT_EQ(engine->FilesCount(), 1);
-    EXPECT_EQ(engine->FilePath(0), psn);
-}
-
 TEST(ProgressWindow, AddsUpTheFilesOfARunAndStopsAtItsMaximum) {
     FrmBar bar;
     bar.Open(200, nullptr);

@@ -306,20 +306,55 @@ TEST_F(MainWindow, KeysAddStartAndAbortAndClosingDuringARunAsksFirst) {
     EXPECT_TRUE(std::filesystem::is_empty(Output())) << "the run stopped at its first file";
 }
 
+// The names the dialog lists in its folder, once it has read the folder.
+QStringList ListedNames(QFileDialog& dialog) {
+    const auto* view = dialog.findChild<QListView*>("listView");
+    QStringList names;
+    for (int row = 0; row < view->model()->rowCount(view->rootIndex()); ++row) {
+        names << view->model()->index(row, 0, view->rootIndex()).data().toString();
+    }
+    names.sort();
+    return names;
+}
+
 // With no saved output folder the box shows the home folder, and the first recordings added put
-// their own folder there; the open dialog starts in the home folder too.
+// their own folder there. The open dialog starts in the home folder, names the format of the file
+// under the cursor, and lists a folder's files under their format's filter whatever the case of
+// their extensions.
 TEST_F(MainWindow, AtAFirstStartTheOutputFolderIsHomeThenTheFirstInputsFolder) {
     std::filesystem::remove(folder / "Vibrex.ini");
     Restart();
     const auto shown = [&] { return Find<QLineEdit>("TxtOutputFolder")->text(); };
     EXPECT_EQ(shown(), QDir::homePath());
-    prompter.dialogs.push_back([](QDialog& dialog) {
-        const auto& open = static_cast<QFileDialog&>(dialog);
+    const auto psn = WritePsn("in/a.psn");
+    for (const char* name : {"EVENT.SAC", "event.sac", "station.MSEED", "quake.Psn", "notes.txt"}) {
+        WriteFile(folder / "in" / name, "");
+    }
+    // A filter by its place in the list (a format's value, or past the last format), and the
+    // names it lists.
+    const std::pair<int, QStringList> cases[] = {
+        {static_cast<int>(FileFormat::SAC), {"EVENT.SAC", "event.sac"}},
+        {static_cast<int>(FileFormat::miniSeed), {"station.MSEED"}},
+        {kFormatsCount, {"EVENT.SAC", "a.psn", "event.sac", "quake.Psn", "station.MSEED"}},
+    };
+    prompter.dialogs.push_back([&](QDialog& dialog) {
+        auto& open = static_cast<QFileDialog&>(dialog);
         EXPECT_EQ(open.directory().absolutePath(), QDir::homePath()) << "not the program's folder";
-        EXPECT_FALSE(open.filter() & QDir::Hidden);
+        emit open.currentChanged(QString::fromStdString(psn));
+        EXPECT_EQ(open.findChild<QLineEdit*>("TxtFormat")->text(), "PSNINT");
+        EXPECT_TRUE(open.nameFilters().last().startsWith("All recognised recordings ("));
+        open.setDirectory(QString::fromStdString((folder / "in").string()));
+        for (const auto& [filter, listed] : cases) {
+            open.selectNameFilter(open.nameFilters().value(filter));
+            EXPECT_TRUE(QTest::qWaitFor([&] { return ListedNames(open) == listed; }, 5000))
+                << open.selectedNameFilter().toStdString() << ": "
+                << ListedNames(open).join(' ').toStdString();
+        }
+        open.selectFile(QString::fromStdString(psn));
+        Accept(open);
     });
     Click("CmdAdd");
-    Drop({WritePsn("in/a.psn")});
+    ASSERT_EQ(engine->FilesCount(), 1);
     const QString inputFolder = QString::fromStdString((folder / "in").string());
     EXPECT_EQ(shown(), inputFolder);
     Drop({WritePsn("elsewhere/b.psn")});
