@@ -1,4 +1,5 @@
 #include "UiTestSupport.h"
+#include "ui/ModDialogs.h"
 
 namespace vibrex::test {
 namespace {
@@ -188,7 +189,7 @@ TEST_F(MainWindow, ARunGoesPastFailuresAndOffersTheirReasonsAtTheEnd) {
     EXPECT_EQ(Text(1, Model::ColumnFileName), "bad.psn");
 }
 
-TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
+TEST_F(MainWindow, OutputsAreNamedByTheToolOnOkOrByHand) {
     Drop({WritePsn("quake.psn"), WritePsn("other.psn")});
     ChooseFormat(0, FileFormat::SAC);
     prompter.dialogs.push_back([](QDialog& tool) {
@@ -208,6 +209,20 @@ TEST_F(MainWindow, TheNameToolChecksItsTextAndNamesOnlyOnOk) {
     NameOutputs("_x");
     EXPECT_EQ(engine->FileOutputPath(0), (Output() / "quake_x.sac").string());
     EXPECT_EQ(engine->FileOutputPath(1), "");
+
+    // By hand: a name that ends with a dot takes the format's extension (the merge test gives
+    // one without a dot).
+    prompter.dialogs.push_back([](QDialog& dialog) {
+        auto& save = static_cast<QFileDialog&>(dialog);
+        EXPECT_EQ(save.nameFilters(), QStringList{"SAC (*.sac)"});
+        EXPECT_TRUE(save.findChild<QCheckBox*>("ChkAutoName")->isEnabled());
+        save.selectFile("out.");
+        Accept(save);
+    });
+    DoubleClick(0, Model::ColumnOutputFileName);
+    EXPECT_EQ(engine->FileOutputPath(0), (Output() / "out.sac").string());
+    EXPECT_EQ(CompleteExtension("/data/out.txt", ".sac"), "/data/out.txt");
+    EXPECT_EQ(CompleteExtension("/data.d/out", ".sac"), "/data.d/out.sac");
 }
 
 // The folders, the window's options and measures, and the WAV settings confirmed last come back
