@@ -23,8 +23,7 @@ struct QtEnvironment final : ::testing::Environment {
     void SetUp() override { application = std::make_unique<QApplication>(argc, argv); }
     void TearDown() override { application.reset(); }
     int argc = 1;
-    char name[9] = "ui_tests";
-    char* argv[2] = {name, nullptr};
+    char* argv[2] = {const_cast<char*>("ui_tests"), nullptr};
     std::unique_ptr<QApplication> application;
 };
 inline ::testing::Environment* const kQtEnvironment =
