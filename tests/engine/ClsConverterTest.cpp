@@ -141,26 +141,22 @@ TEST_F(EngineTest, HeaderPropertiesEditAndFreshness) {
     }
 }
 
+// One character a property, "1" where the output format carries it; none before a format is
+// chosen, none past the last property.
 TEST_F(EngineTest, AvailabilityFollowsTheOutputFormat) {
     ASSERT_TRUE(engine.AddFile(PsnFile(folder, "a.psn", 3)));
-    EXPECT_FALSE(engine.HeaderPropertyAvailable(0, kStartTime)); // no output format yet
-    engine.SetFileOutputFormat(0, FileFormat::WAV);
-    EXPECT_FALSE(engine.HeaderPropertyAvailable(0, kStartTime));
-    EXPECT_TRUE(engine.HeaderPropertyAvailable(0, kNumberOfSamples));
-    EXPECT_TRUE(engine.HeaderPropertyAvailable(0, kSps));
-    EXPECT_TRUE(engine.HeaderPropertyAvailable(0, kAdConverterBits));
-    engine.SetFileOutputFormat(0, FileFormat::Geonode);
-    for (int property = 0; property < 32; ++property) {
-        EXPECT_FALSE(engine.HeaderPropertyAvailable(0, property));
+    for (const auto& [format, expected] : {std::pair{FileFormat::Unknown, std::string(32, '0')},
+                                           {FileFormat::WAV, "0110001" + std::string(25, '0')},
+                                           {FileFormat::Geonode, std::string(32, '0')},
+                                           {FileFormat::PSNCM6, std::string(31, '1') + "0"},
+                                           {FileFormat::SU, "111" + std::string(28, '0') + "1"}}) {
+        engine.SetFileOutputFormat(0, format);
+        std::string available;
+        for (int property = 0; property <= kHeaderPropertiesCount; ++property) {
+            available += engine.HeaderPropertyAvailable(0, property) ? '1' : '0';
+        }
+        EXPECT_EQ(available, expected + "0") << ClsConverter::FileFormatToString(format);
     }
-    engine.SetFileOutputFormat(0, FileFormat::PSNCM6);
-    for (int property = 0; property < 31; ++property) {
-        EXPECT_TRUE(engine.HeaderPropertyAvailable(0, property));
-    }
-    EXPECT_FALSE(engine.HeaderPropertyAvailable(0, kOffset));
-    engine.SetFileOutputFormat(0, FileFormat::SU);
-    EXPECT_TRUE(engine.HeaderPropertyAvailable(0, kOffset));
-    EXPECT_FALSE(engine.HeaderPropertyAvailable(0, 32));
     EXPECT_FALSE(engine.HeaderPropertyAvailable(1, kSps));
 }
 
