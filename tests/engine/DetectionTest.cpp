@@ -109,12 +109,6 @@ TEST(Detection, EachSignatureAtTheEdgesOfWhatItAccepts) {
     }
 }
 
-TEST(Detection, UnreadablePathIsUnknown) {
-    TempFolder folder;
-    EXPECT_EQ(GuessFileFormat(folder / "absent"), FileFormat::Unknown);
-    EXPECT_EQ(GuessFileFormat(folder.Path()), FileFormat::Unknown);
-}
-
 // Every real recording is detected as the independent reader of the test data says.
 TEST(Detection, RealRecordingsMatchTheManifest) {
     const auto data = TestDataFolder();
