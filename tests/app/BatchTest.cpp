@@ -165,34 +165,6 @@ TEST_F(BatchTest, InfoDescribesEachFileAsTextOrAsJson) {
     EXPECT_TRUE(json[1].starts_with("{\"file\":\"b.psn\",")) << json[1];
 }
 
-// A disk that fills up, or is read-only, keeps what stood at the output path. "disk" is a small
-// private tmpfs holding kept.psn, in a mount namespace of its own so that no mount is left
-// behind; its entries and kept.psn are listed in disk-after.txt before it goes.
-TEST_F(BatchTest, AFullOrReadOnlyDiskKeepsWhatStoodAtTheOutputPath) {
-    if (std::system("unshare --map-root-user --mount sh -c 'mount -t tmpfs tmpfs /mnt' "
-                    ">/dev/null 2>&1") != 0) {
-        GTEST_SKIP() << "no private tmpfs mounts here: full and read-only disks not tried";
-    }
-    std::filesystem::create_directory(folder / "disk");
-    WriteFile(folder / "disk.sh",
-              "mount -t tmpfs -o size=64k tmpfs disk && printf old > disk/kept.psn || exit 99\n"
-              "[ \"$1\" = rw ] || mount -o remount,ro disk || exit 99\n"
-              "shift; \"$@\"; code=$?\n"
-              "ls -A disk > disk-after.txt; cat disk/kept.psn >> disk-after.txt\n"
-              "exit $code\n");
-    for (const auto& [mode, input, exitCode, cause] :
-         {std::tuple{"rw", "big.psn", 6, "(No space left on device)"},
-          {"ro", "quake.psn", 3, "Read-only file system"}}) {
-        const ProcessResult run = RunShell(
-            folder, "unshare --map-root-user --mount sh disk.sh " + std::string(mode) + " " +
-                        Quote(VIBREX_EXECUTABLE) + " CONVERT," + input + ",disk/kept.psn,PSNINT");
-        EXPECT_EQ(run.exitCode, exitCode) << mode << ": " << run.stderrText;
-        EXPECT_NE(run.stderrText.find(cause), std::string::npos) << run.stderrText;
-        EXPECT_EQ(ReadFile(folder / "disk-after.txt"), "kept.psn\nold") << mode;
-    }
-    EXPECT_TRUE(std::filesystem::is_empty(folder / "disk")); // the mounts were private
-}
-
 // Ctrl+C and kill abort the run, clean up and end with the shell's code; after a SIGKILL, which
 // leaves the work folder behind, the next start removes it. Whether a run worked, failed or never
 // started, batch mode leaves nothing in the program folder, not even a settings file.
