@@ -292,8 +292,8 @@ TEST_F(RunTest, AutomaticNamesComeFromTheHeader) {
     EXPECT_TRUE(std::filesystem::exists(folder / "2015-03-01_12-30-45_..-A-B_HHZ.psn"));
 }
 
-// Header lines are read whatever the case of their key and the blanks after its colon, and under
-// a key's shown name too.
+// Header lines are read whatever the case of their key and the blanks after its colon, under a
+// key's shown name too, and with LF line ends; the block ends at the data line.
 TEST(ChannelFile, HeaderKeysAreReadLoosely) {
     TempFolder folder;
     WriteFile(folder / "d.psn", "Sensor Station Code: XYZ\nsps:50\ndata:\n");
@@ -302,6 +302,9 @@ TEST(ChannelFile, HeaderKeysAreReadLoosely) {
     EXPECT_TRUE(ReadHeaderBlock(lines, read));
     EXPECT_EQ(read[kStationCode], "XYZ");
     EXPECT_EQ(read[kSps], "50");
+    WriteFile(folder / "e.psn", "SPS: 20\r\n4\r\n"); // no data line: no samples follow
+    LineReader noData(folder / "e.psn");
+    EXPECT_FALSE(ReadHeaderBlock(noData, read));
 }
 
 } // namespace

@@ -24,17 +24,5 @@ TEST_F(Psn, SamplesCopyTextuallyOrInvertedOnce) {
                                         "-99999999999", "-2.5e-07"}));
 }
 
-// A lower-case data line and LF line ends are read; without a data line there are no samples.
-TEST_F(Psn, DataLineSpellingsAndLineEnds) {
-    const std::pair<std::string, std::vector<std::string>> cases[] = {
-        {"! PSN ASCII Event File Format 2.0\nNumber of Samples: 2\ndata:\n4\n5\n", {"4", "5"}},
-        {"! PSN ASCII Event File Format 2.0\r\nNumber of Samples: 2\r\n4\r\n", {}},
-    };
-    for (const auto& [text, samples] : cases) {
-        Converted(Input("in.psn", text), FileFormat::PSNINT, m_folder / "out.psn");
-        EXPECT_EQ(DataLines(m_folder / "out.psn"), samples);
-    }
-}
-
 } // namespace
 } // namespace vibrex::test
