@@ -91,20 +91,16 @@ TEST(Detection, EachSignatureAtTheEdgesOfWhatItAccepts) {
         EXPECT_EQ(Detect(bytes), format) << bytes.substr(0, 48);
     }
     // Each SU field at both ends of its range and one past them.
-    struct Range {
-        std::size_t offset;
-        std::int16_t low;
-        std::int16_t high;
-    };
-    for (const Range range : {Range{34, 0, 2}, Range{124, 0, 2}, Range{158, 1, 366},
-                              Range{160, 0, 24}, Range{162, 0, 60}, Range{164, 0, 60}}) {
-        for (const std::int16_t value : {range.low, range.high}) {
-            EXPECT_EQ(Detect(Su(range.offset, value)), FileFormat::SU) << range.offset;
-        }
-        for (const int value : {range.low - 1, range.high + 1}) {
-            EXPECT_EQ(Detect(Su(range.offset, static_cast<std::int16_t>(value))),
-                      FileFormat::Unknown)
-                << range.offset << ": " << value;
+    for (const auto& [offset, low, high] : {std::tuple{34, 0, 2},
+                                            {124, 0, 2},
+                                            {158, 1, 366},
+                                            {160, 0, 24},
+                                            {162, 0, 60},
+                                            {164, 0, 60}}) {
+        for (const int value : {low - 1, low, high, high + 1}) {
+            EXPECT_EQ(Detect(Su(offset, static_cast<std::int16_t>(value))),
+                      value == low - 1 || value == high + 1 ? FileFormat::Unknown : FileFormat::SU)
+                << offset << ": " << value;
         }
     }
 }

@@ -25,14 +25,8 @@ std::vector<double> Samples(int count, int extremeAt) {
 }
 
 TEST(PreviewEnvelope, KeepsEveryExtremeWhateverTheLengthAndWidth) {
-    struct Case {
-        int samples;
-        int extremeAt;
-        std::size_t capacity;
-        std::int64_t perBucket;
-        std::size_t buckets;
-    };
-    const Case cases[] = {
+    // Samples, where the extremes are, capacity, then the samples a bucket and the buckets.
+    const std::tuple<int, int, std::size_t, std::int64_t, std::size_t> cases[] = {
         {1, 0, 8, 1, 1},        // a single sample
         {8, 0, 8, 1, 8},        // exactly full: no fold yet
         {9, 8, 8, 2, 5},        // the ninth sample folds, then starts its own bucket
@@ -41,17 +35,17 @@ TEST(PreviewEnvelope, KeepsEveryExtremeWhateverTheLengthAndWidth) {
         {100000, 3, 4096, 32, 3125},
         {5, 2, 3, 1, 2 + 1}, // an odd capacity counts as the even one below it: 2
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.samples << " samples, capacity " << c.capacity);
-        Envelope envelope(c.capacity);
-        const auto samples = Samples(c.samples, c.extremeAt);
+    for (const auto& [count, extremeAt, capacity, perBucket, buckets] : cases) {
+        SCOPED_TRACE(testing::Message() << count << " samples, capacity " << capacity);
+        Envelope envelope(capacity);
+        const auto samples = Samples(count, extremeAt);
         for (double sample : samples) {
             envelope.Add(sample);
         }
-        EXPECT_EQ(envelope.Count(), c.samples);
-        if (c.capacity % 2 == 0) {
-            EXPECT_EQ(envelope.SamplesPerBucket(), c.perBucket);
-            EXPECT_EQ(envelope.Buckets(), c.buckets);
+        EXPECT_EQ(envelope.Count(), count);
+        if (capacity % 2 == 0) {
+            EXPECT_EQ(envelope.SamplesPerBucket(), perBucket);
+            EXPECT_EQ(envelope.Buckets(), buckets);
         }
         const double lowest = *std::min_element(samples.begin(), samples.end());
         const double highest = *std::max_element(samples.begin(), samples.end());
@@ -61,8 +55,8 @@ TEST(PreviewEnvelope, KeepsEveryExtremeWhateverTheLengthAndWidth) {
         for (std::size_t bucket = 0; bucket < envelope.Buckets(); ++bucket) {
             const auto first =
                 samples.begin() + static_cast<std::ptrdiff_t>(bucket * envelope.SamplesPerBucket());
-            const auto last = samples.begin() +
-                              std::min<std::ptrdiff_t>(c.samples, first - samples.begin() +
+            const auto last =
+                samples.begin() + std::min<std::ptrdiff_t>(count, first - samples.begin() +
                                                                       envelope.SamplesPerBucket());
             ASSERT_EQ(envelope.Minimum(bucket), *std::min_element(first, last)) << bucket;
             ASSERT_EQ(envelope.Maximum(bucket), *std::max_element(first, last)) << bucket;
