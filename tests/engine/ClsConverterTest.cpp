@@ -33,39 +33,34 @@ protected:
     ClsConverter engine{&host, folder.Path()};
 };
 
+// Each refusal names its cause and the file; a folder is refused silently, and a quiet engine
+// shows nothing.
 TEST_F(EngineTest, AddFileRefusalsAndTheirMessages) {
-    const std::string missing = (folder / "missing.psn").string();
-    EXPECT_FALSE(engine.AddFile(missing));
-    EXPECT_FALSE(engine.AddFile(folder.Path().string())); // a folder: silently
-    WriteFile(folder / "text.txt", "just some text\n");
-    EXPECT_FALSE(engine.AddFile((folder / "text.txt").string()));
-    WriteFile(folder / "empty.psn", PsnText({"Number of Samples: 0"}, {}));
-    EXPECT_FALSE(engine.AddFile((folder / "empty.psn").string()));
-    WriteFile(folder / "nocount.psn", PsnText({"SPS: 100"}, {"1"}));
-    EXPECT_FALSE(engine.AddFile((folder / "nocount.psn").string()));
-    WriteFile(folder / "huge.psn", PsnText({"Number of Samples: 1e300"}, {"1"}));
-    EXPECT_FALSE(engine.AddFile((folder / "huge.psn").string()));
-    const std::string good = PsnFile(folder, "good.psn", 3);
-    EXPECT_TRUE(engine.AddFile(good));
-    EXPECT_FALSE(engine.AddFile(good));
+    const std::string corrupted = "File corrupted: unreadable samples count.";
+    EXPECT_TRUE(engine.AddFile(PsnFile(folder, "good.psn", 3)));
+    EXPECT_FALSE(engine.AddFile(folder.Path().string()));
+    // A file's name, its text (none: it is not written), and the message's first line.
+    using Case = std::tuple<std::string, std::string, std::string>;
+    for (const auto& [name, text, message] :
+         {Case{"missing.psn", "", "File does not exists."},
+          {"text.txt", "just some text\n", "Unrecognized file format."},
+          {"empty.psn", PsnText({"Number of Samples: 0"}, {}), corrupted},
+          {"nocount.psn", PsnText({"SPS: 100"}, {"1"}), corrupted},
+          {"huge.psn", PsnText({"Number of Samples: 1e300"}, {"1"}), corrupted},
+          {"good.psn", "", "File already loaded."}}) {
+        if (!text.empty()) {
+            WriteFile(folder / name, text);
+        }
+        EXPECT_FALSE(engine.AddFile((folder / name).string()));
+        EXPECT_EQ(host.messages.back(), message + "\r\n" + (folder / name).string());
+    }
+    EXPECT_EQ(host.titles, std::vector<std::string>(6, "File loading error"));
     // The same file spelled differently is another file.
     EXPECT_TRUE(engine.AddFile((folder / "." / "good.psn").string()));
-
-    const std::vector<std::string> expected = {
-        "File does not exists.\r\n" + missing,
-        "Unrecognized file format.\r\n" + (folder / "text.txt").string(),
-        "File corrupted: unreadable samples count.\r\n" + (folder / "empty.psn").string(),
-        "File corrupted: unreadable samples count.\r\n" + (folder / "nocount.psn").string(),
-        "File corrupted: unreadable samples count.\r\n" + (folder / "huge.psn").string(),
-        "File already loaded.\r\n" + good,
-    };
-    EXPECT_EQ(host.messages, expected);
-    EXPECT_EQ(host.titles, std::vector<std::string>(6, "File loading error"));
     EXPECT_EQ(engine.FilesCount(), 2);
-
-    engine.SetVerbose(false); // a quiet engine shows nothing
-    EXPECT_FALSE(engine.AddFile(missing));
-    EXPECT_EQ(host.messages.size(), expected.size());
+    engine.SetVerbose(false);
+    EXPECT_FALSE(engine.AddFile((folder / "missing.psn").string()));
+    EXPECT_EQ(host.messages.size(), 6u);
 }
 
 // A detected format whose header cannot be read reports through the load dispatcher.
