@@ -10,19 +10,11 @@
 namespace vibrex::test {
 namespace {
 
-std::vector<std::string> Samples(int count) {
-    std::vector<std::string> samples;
-    for (int i = 0; i < count; ++i) {
-        samples.push_back(std::to_string(i % 7 - 3));
-    }
-    return samples;
-}
-
 std::string PsnFile(const TempFolder& folder, const std::string& name, int samples) {
     const auto path = (folder / name).string();
     WriteFile(path, PsnText({"Start Time: 2015/03/01 12:30:45.250",
                              "Number of Samples: " + std::to_string(samples), "SPS: 100"},
-                            Samples(samples)));
+                            std::vector<std::string>(static_cast<std::size_t>(samples), "-3")));
     return path;
 }
 
