@@ -274,12 +274,24 @@ std::string Number(std::uint64_t value, std::size_t size, ByteOrder order) {
 
 // Rewrites a file Vibrex wrote (little-endian, 4-byte markers and samples, twelve main header
 // records) in the variant's layout.
+// The records of a file Vibrex wrote, without the 4-byte little-endian markers around each.
+std::vector<std::string> Payloads(const std::string& written) {
+    std::vector<std::string> payloads;
+    for (std::size_t at = 0; at < written.size(); at += WordAt(written, at) + 8) {
+        payloads.push_back(written.substr(at + 4, WordAt(written, at)));
+    }
+    return payloads;
+}
+
+std::string Framed(const std::string& payload, std::size_t markerSize = 4,
+                   ByteOrder order = ByteOrder::Little) {
+    const std::string marker = Number(payload.size(), markerSize, order);
+    return marker + payload + marker;
+}
+
 std::string Reframed(const std::string& written, const SeisanVariant& variant) {
     std::string bytes;
-    for (std::size_t at = 0, record = 0; at < written.size(); ++record) {
-        const std::uint32_t length = WordAt(written, at);
-        std::string payload = written.substr(at + 4, length);
-        at += length + 8;
+    for (std::size_t record = 0; std::string payload : Payloads(written)) {
         if (record >= 12 && record % 2 == 0 && !variant.gain.empty()) {
             payload.replace(75, 1, "G");
             payload.replace(147 + 12 - variant.gain.size(), variant.gain.size(), variant.gain);
@@ -290,8 +302,8 @@ std::string Reframed(const std::string& written, const SeisanVariant& variant) {
             }
             payload = samples;
         }
-        const std::string marker = Number(payload.size(), variant.markerSize, variant.order);
-        bytes += marker + payload + marker;
+        bytes += Framed(payload, variant.markerSize, variant.order);
+        ++record;
     }
     return bytes;
 }
@@ -330,17 +342,14 @@ TEST_F(MultichannelBinary, SeisanVariantsReadAlike) {
 // line after the index, and its first channel 999 times.
 TEST_F(MultichannelBinary, SeisanLoadsTheMostChannelsItCounts) {
     const std::string written = TwoChannels(RandomWalk(20, 8, 16), FileFormat::Seisan);
-    std::vector<std::string> records;
-    for (std::size_t at = 0; at < written.size(); at += WordAt(written, at) + 8) {
-        records.push_back(written.substr(at, WordAt(written, at) + 8));
-    }
-    std::string bytes = records[0].replace(4 + 30, 3, "999");
+    std::vector<std::string> records = Payloads(written);
+    std::string bytes = Framed(records[0].replace(30, 3, "999"));
     for (int line = 0; line < 333; ++line) {
-        bytes += records[1];
+        bytes += Framed(records[1]);
     }
-    bytes += records[11];
+    bytes += Framed(records[11]);
     for (int channel = 0; channel < 999; ++channel) {
-        bytes += records[12] + records[13];
+        bytes += Framed(records[12]) + Framed(records[13]);
     }
     EXPECT_EQ(kSeisanCodec.loadHeader(Input("many.seisan", bytes)).size(), 999u);
 }
