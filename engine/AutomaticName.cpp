@@ -57,10 +57,9 @@ std::string WithoutSeparators(std::string name) {
 
 } // namespace
 
-std::string BuildAutomaticName(const std::filesystem::path& channelFile) {
-    LineReader lines(channelFile);
+std::string BuildAutomaticName(LineReader channelFile) {
     HeaderValues header;
-    ReadHeaderBlock(lines, header);
+    ReadHeaderBlock(channelFile, header);
     return WithoutSeparators(TimePart(header[kStartTime]) + "_" + header[kStationCode] + "_" +
                              header[kComponentName]);
 }

@@ -1,11 +1,12 @@
 #pragma once
 
-#include <filesystem>
+#include "io/FileIO.h"
+
 #include <string>
 
 namespace vibrex {
 
-// "YYYY-MM-DD_HH-MM-SS_STATION_COMPONENT" from an intermediate channel file's header.
-std::string BuildAutomaticName(const std::filesystem::path& channelFile);
+// "YYYY-MM-DD_HH-MM-SS_STATION_COMPONENT" from the header of an intermediate channel file.
+std::string BuildAutomaticName(LineReader channelFile);
 
 } // namespace vibrex

@@ -64,7 +64,11 @@ bool ReadHeaderBlock(LineReader& in, HeaderValues& values) {
     return false;
 }
 
-ChannelFileReader::ChannelFileReader(const std::filesystem::path& path) : m_lines(path) {
+ChannelFileReader::ChannelFileReader(const std::filesystem::path& path)
+    : ChannelFileReader(LineReader(path), path) {}
+
+ChannelFileReader::ChannelFileReader(LineReader lines, const std::filesystem::path& path)
+    : m_lines(std::move(lines)) {
     if (!m_lines.IsOpen()) {
         throw std::runtime_error(CantOpenIntermediateFile(path));
     }

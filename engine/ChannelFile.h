@@ -36,6 +36,8 @@ class ChannelFileReader {
 public:
     // Throws std::runtime_error with the "Can't open an intermediate file:" detail.
     explicit ChannelFileReader(const std::filesystem::path& path);
+    // The file `lines` reads, opened from `path`.
+    ChannelFileReader(LineReader lines, const std::filesystem::path& path);
     const HeaderValues& Header() const { return m_header; }
     // The next sample's text (trimmed); blank lines are skipped. False at the end. Inline: it
     // runs once for every sample.

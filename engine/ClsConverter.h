@@ -9,6 +9,7 @@
 #include "io/StagedOutput.h"
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -16,6 +17,8 @@
 #include <vector>
 
 namespace vibrex {
+
+class ChannelFeed;
 
 enum class ConversionStatus : std::int32_t {
     InProgress = -2,
@@ -124,6 +127,7 @@ private:
     friend class ConversionContext;
     friend class ReaderContext;
     friend class WriterContext;
+    friend class FeedingReaderContext;
 
     struct HeaderCell {
         std::string value;
@@ -169,8 +173,18 @@ private:
     // The run.
     void RunSeparate();
     void RunMerge();
+    std::string ConvertFile(int index);
+    std::string ConvertOverlapped(int index);
     std::string ConvertToIntermediate(int index, int firstChannelNumber);
+    std::string RunReader(ReaderContext& context, int index);
     std::string ConvertFromIntermediate(int index, int channelCount);
+    std::string RunWriter(int index, int channelCount);
+    std::string EndWriting(std::string error);
+    // The writer's side of a reader running beside it (m_feed).
+    LineReader OpenIntermediate(int index, int channelNumber);
+    bool AwaitGrowth(int index, int channel, std::uint64_t& seen);
+    template <typename Ready> void AwaitReader(int index, Ready ready);
+    void AwaitChange(int index, std::uint64_t seen);
     void DeleteIntermediateFiles() const;
     void PlaceCreatedOutputs();
     void DiscardCreatedOutputs();
@@ -198,7 +212,8 @@ private:
     bool m_verbose = true;
     std::string m_refusal;
     bool m_running = false;
-    bool m_abortRequested = false;
+    std::atomic<bool> m_abortRequested = false; // a reader on its own thread reads it too
+    ChannelFeed* m_feed = nullptr;              // while a reader runs beside the writer
 };
 
 } // namespace vibrex

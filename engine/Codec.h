@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/ChannelFile.h"
 #include "engine/FormatCatalogue.h"
 #include "engine/HeaderProperties.h"
 #include "io/FileIO.h"
@@ -67,6 +68,8 @@ protected:
     // Accounting of its own, outside the file list (a preview): `workDone` counts the ticks and
     // ReportProgress is called every `step` of them.
     ConversionContext(ClsConverter& engine, std::int64_t& workDone, std::int64_t step);
+    // Counts the ticks in `workDone` instead of the file's work done, at the same steps.
+    void CountInto(std::int64_t& workDone) { m_workDone = &workDone; }
     // Moves the accounting to another file of the list (a merge writes channels of many files).
     void AccountTo(int fileIndex);
     // At each progress step; false stops the codec.
@@ -122,6 +125,12 @@ class WriterContext : public ConversionContext {
 public:
     WriterContext(ClsConverter& engine, int fileIndex, int channelCount);
     int ChannelCount() const { return m_channelCount; }
+    // The intermediate channel file numbered `channelNumber`, for reading. Its reader may still
+    // be writing it: at the file's end for now, reading waits until it has grown or is complete.
+    // Writers read intermediate files only through these two.
+    ChannelFileReader OpenChannel(int channelNumber);
+    LineReader ChannelLines(int channelNumber);
+    // Where that file lies, for messages.
     std::filesystem::path IntermediatePath(int channelNumber) const;
     // Call before writing channel `channelNumber` (1-based): a merge writes channels of many
     // files, and each file's progress counts the samples it supplied.

@@ -1,4 +1,5 @@
 #include "engine/AutomaticName.h"
+#include "engine/ChannelFeed.h"
 #include "engine/ChannelFile.h"
 #include "engine/ClsConverter.h"
 #include "engine/ErrorText.h"
@@ -7,6 +8,7 @@
 #include "io/StagedOutput.h"
 
 #include <algorithm>
+#include <thread>
 
 namespace vibrex {
 
@@ -103,15 +105,7 @@ void ClsConverter::RunSeparate() {
             m_host->OpenProgressWindow(m_files[i].workTotal);
         }
         StartFile(m_files[i]);
-        std::string error;
-        if (!m_abortRequested) {
-            error = ConvertToIntermediate(index, 1);
-        }
-        if (!error.empty() || m_abortRequested) {
-            DeleteIntermediateFiles();
-        } else {
-            error = ConvertFromIntermediate(index, FileChannelsCount(index));
-        }
+        const std::string error = ConvertFile(index);
         FileRecord& record = m_files[i];
         if (!error.empty()) {
             Report(error);
@@ -225,11 +219,104 @@ void ClsConverter::RunMerge() {
     }
 }
 
-std::string ClsConverter::ConvertToIntermediate(int index, int firstChannelNumber) {
+namespace {
+
+// Below this much work a thread for the reader costs more than it saves.
+constexpr std::int64_t kOverlappedWorkLeast = std::int64_t{1} << 17;
+
+} // namespace
+
+// The reader, then the writer. A long recording's reader runs on a thread of its own while the
+// writer already converts what it has written; the outcome is the same.
+std::string ClsConverter::ConvertFile(int index) {
+    if (m_abortRequested) {
+        DeleteIntermediateFiles();
+        return {};
+    }
+    if (m_files[static_cast<std::size_t>(index)].workTotal >= kOverlappedWorkLeast) {
+        return ConvertOverlapped(index);
+    }
+    std::string error = ConvertToIntermediate(index, 1);
+    if (!error.empty() || m_abortRequested) {
+        DeleteIntermediateFiles();
+        return error;
+    }
+    return ConvertFromIntermediate(index, FileChannelsCount(index));
+}
+
+// A reader on its own thread: it never calls the host. Its progress and its channel files' growth
+// go to the feed, and it stops at a step once the user has aborted.
+class FeedingReaderContext final : public ReaderContext {
+public:
+    FeedingReaderContext(ClsConverter& engine, int fileIndex, ChannelFeed& feed,
+                         std::stop_token stop)
+        : ReaderContext(engine, fileIndex, 1), m_feed(feed), m_stop(std::move(stop)) {
+        CountInto(m_workDone);
+    }
+    ~FeedingReaderContext() override { m_feed.Progressed(m_workDone); }
+
+    OutputFile OpenChannelFile(int channel) const override {
+        OutputFile file = ReaderContext::OpenChannelFile(channel);
+        file.NotifyFlushes([&feed = m_feed, channel](bool closed) { feed.Grew(channel, closed); });
+        m_feed.Opened(channel);
+        return file;
+    }
+
+private:
+    bool ReportProgress() override {
+        m_feed.Progressed(m_workDone);
+        return !m_engine.m_abortRequested && !m_stop.stop_requested();
+    }
+
+    ChannelFeed& m_feed;
+    std::stop_token m_stop;
+    std::int64_t m_workDone = 0;
+};
+
+std::string ClsConverter::ConvertOverlapped(int index) {
+    WorkFolder(); // made here, not by the reader's thread
+    ChannelFeed feed(FileChannelsCount(index));
+    std::string readerError;
+    // Declared after what it uses: leaving early stops and joins it first.
+    std::jthread reader([&](std::stop_token stop) {
+        {
+            FeedingReaderContext context(*this, index, feed, std::move(stop));
+            readerError = RunReader(context, index);
+        }
+        feed.Finished();
+    });
+    m_feed = &feed;
+    struct FeedEnd {
+        ClsConverter& engine;
+        ~FeedEnd() { engine.m_feed = nullptr; }
+    } feedEnd{*this};
+    std::string error = RunWriter(index, FileChannelsCount(index));
     try {
-        const FormatCodec& codec = ReaderOf(FileFormat(index));
-        ReaderContext context(*this, index, firstChannelNumber);
-        codec.read(context);
+        AwaitReader(index, [] { return false; });
+    } catch (const std::exception& failure) {
+        // The host failed while the reader's progress was reported to it.
+        reader.request_stop();
+        error = StageErrorText(kReaderStage, failure.what());
+    }
+    reader.join();
+    // As when the reader runs first: its failure is the file's, and an abort ends the file before
+    // the writer could fail.
+    if (!readerError.empty()) {
+        error = std::move(readerError);
+    } else if (m_abortRequested) {
+        error.clear();
+    }
+    return EndWriting(std::move(error));
+}
+
+std::string ClsConverter::ConvertToIntermediate(int index, int firstChannelNumber) {
+    ReaderContext context(*this, index, firstChannelNumber);
+    return RunReader(context, index);
+}
+
+std::string ClsConverter::RunReader(ReaderContext& context, int index) {
+    try {
+        ReaderOf(FileFormat(index)).read(context);
         return {};
     } catch (const std::exception& error) {
         return StageErrorText(kReaderStage, error.what());
@@ -237,26 +324,83 @@ std::string ClsConverter::ConvertToIntermediate(int index, int firstChannelNumbe
 }
 
 std::string ClsConverter::ConvertFromIntermediate(int index, int channelCount) {
-    std::string error;
+    return EndWriting(RunWriter(index, channelCount));
+}
+
+std::string ClsConverter::RunWriter(int index, int channelCount) {
     m_createdOutputs.clear();
     m_placedOutputs.clear();
     try {
-        const vibrex::FileFormat format = FileOutputFormat(index);
-        const FormatEntry* entry = FindFormat(format);
+        const FormatEntry* entry = FindFormat(FileOutputFormat(index));
         if (entry == nullptr) {
             throw std::runtime_error("No output format is chosen.");
         }
         WriterContext context(*this, index, channelCount);
         entry->codec.write(context);
-        if (!m_abortRequested) {
-            PlaceCreatedOutputs();
-        }
+        return {};
     } catch (const std::exception& failure) {
-        error = StageErrorText(kWriterStage, failure.what());
+        return StageErrorText(kWriterStage, failure.what());
+    }
+}
+
+// Puts the outputs of a writer that completed in place, and deletes the intermediate files.
+std::string ClsConverter::EndWriting(std::string error) {
+    if (error.empty() && !m_abortRequested) {
+        try {
+            PlaceCreatedOutputs();
+        } catch (const std::exception& failure) {
+            error = StageErrorText(kWriterStage, failure.what());
+        }
     }
     DiscardCreatedOutputs();
     DeleteIntermediateFiles();
     return error;
+}
+
+template <typename Ready> void ClsConverter::AwaitReader(int index, Ready ready) {
+    for (;;) {
+        const std::uint64_t seen = m_feed->Changes();
+        if (ready() || m_feed->IsFinished()) {
+            return;
+        }
+        AwaitChange(index, seen);
+    }
+}
+
+// Reports the reader's progress where it has made some, as a reader running first would have;
+// otherwise waits for the reader's next change.
+void ClsConverter::AwaitChange(int index, std::uint64_t seen) {
+    if (m_feed->HasProgress()) {
+        ProgressStep(index);
+    } else {
+        m_feed->WaitForChange(seen);
+    }
+}
+
+LineReader ClsConverter::OpenIntermediate(int index, int channelNumber) {
+    const std::filesystem::path path = IntermediatePath(channelNumber);
+    if (m_feed == nullptr) {
+        return LineReader(path);
+    }
+    const int channel = channelNumber - 1; // the feed's file is alone: its channels count from 1
+    AwaitReader(index, [&] { return m_feed->IsOpened(channel); });
+    // The count of changes is taken before the file is opened: what they wrote is there.
+    return LineReader(path, [this, index, channel, seen = m_feed->Changes()]() mutable {
+        return AwaitGrowth(index, channel, seen);
+    });
+}
+
+bool ClsConverter::AwaitGrowth(int index, int channel, std::uint64_t& seen) {
+    for (;;) {
+        switch (m_feed->GrowthSince(channel, seen)) {
+        case ChannelFeed::Growth::Possible:
+            return true;
+        case ChannelFeed::Growth::Final:
+            return false;
+        case ChannelFeed::Growth::Pending:
+            AwaitChange(index, seen);
+        }
+    }
 }
 
 std::filesystem::path ClsConverter::IntermediatePath(int channelNumber) const {
@@ -307,6 +451,9 @@ bool ClsConverter::IsInput(const std::filesystem::path& path) const {
 
 bool ClsConverter::ProgressStep(int index) {
     FileRecord& record = m_files[static_cast<std::size_t>(index)];
+    if (m_feed != nullptr) {
+        record.workDone += m_feed->TakeProgress();
+    }
     const double percent =
         static_cast<double>(record.workDone) * 100.0 / static_cast<double>(record.workTotal);
     record.progress = static_cast<std::int32_t>(std::min(100.0, RoundHalfEven(percent)));
@@ -397,6 +544,14 @@ std::filesystem::path WriterContext::IntermediatePath(int channelNumber) const {
     return m_engine.IntermediatePath(channelNumber);
 }
 
+LineReader WriterContext::ChannelLines(int channelNumber) {
+    return m_engine.OpenIntermediate(m_fileIndex, channelNumber);
+}
+
+ChannelFileReader WriterContext::OpenChannel(int channelNumber) {
+    return ChannelFileReader(ChannelLines(channelNumber), IntermediatePath(channelNumber));
+}
+
 void WriterContext::BeginChannel(int channelNumber) {
     if (m_engine.m_mergeFilePath.empty()) {
         return;
@@ -424,7 +579,7 @@ std::filesystem::path WriterContext::ChannelOutputPath(int channelNumber) {
     if (m_engine.FileAutoNaming(m_outputIndex)) {
         const auto extensions =
             vibrex::GetFileFormatExtensions(m_engine.FileOutputFormat(m_outputIndex));
-        return output.parent_path() / (BuildAutomaticName(IntermediatePath(channelNumber)) +
+        return output.parent_path() / (BuildAutomaticName(ChannelLines(channelNumber)) +
                                        (extensions.empty() ? std::string() : extensions.front()));
     }
     if (m_channelCount > 1) {

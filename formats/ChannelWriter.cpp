@@ -7,8 +7,7 @@ namespace vibrex {
 
 ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber) {
     const std::filesystem::path outputPath = context.ChannelOutputPath(channelNumber);
-    return {ChannelFileReader(context.IntermediatePath(channelNumber)),
-            context.CreateOutputFile(outputPath)};
+    return {context.OpenChannel(channelNumber), context.CreateOutputFile(outputPath)};
 }
 
 OutputFile CreateMultichannelOutput(WriterContext& context) {
@@ -18,13 +17,13 @@ OutputFile CreateMultichannelOutput(WriterContext& context) {
 std::vector<HeaderValues> ReadChannelHeaders(WriterContext& context) {
     std::vector<HeaderValues> headers;
     for (int channel = 1; channel <= context.ChannelCount(); ++channel) {
-        headers.push_back(ChannelFileReader(context.IntermediatePath(channel)).Header());
+        headers.push_back(context.OpenChannel(channel).Header());
     }
     return headers;
 }
 
-std::int64_t CountChannelSamples(const std::filesystem::path& intermediate) {
-    ChannelFileReader in(intermediate);
+std::int64_t CountChannelSamples(WriterContext& context, int channelNumber) {
+    ChannelFileReader in = context.OpenChannel(channelNumber);
     std::int64_t count = 0;
     std::string_view text;
     while (in.NextSample(text)) {

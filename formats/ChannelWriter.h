@@ -31,7 +31,7 @@ ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber);
 
 // The number of samples an intermediate channel file holds, counted, for formats that write the
 // count before the samples: the header's value may have been edited.
-std::int64_t CountChannelSamples(const std::filesystem::path& intermediate);
+std::int64_t CountChannelSamples(WriterContext& context, int channelNumber);
 
 // Fails a channel whose samples passed `most`, the count its format's header can state, with a
 // text naming the count announced and the limit.
@@ -65,7 +65,7 @@ template <typename WriteChannel>
 bool WriteChannelsInTurn(WriterContext& context, WriteChannel writeChannel) {
     for (int channel = 1; channel <= context.ChannelCount(); ++channel) {
         context.BeginChannel(channel);
-        ChannelFileReader in(context.IntermediatePath(channel));
+        ChannelFileReader in = context.OpenChannel(channel);
         if (!writeChannel(channel, in)) {
             return false;
         }

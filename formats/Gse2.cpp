@@ -490,9 +490,8 @@ void WriteGse(WriterContext& context, SampleText text) {
     OutputFile out = CreateMultichannelOutput(context);
     for (int channel = 1; channel <= context.ChannelCount(); ++channel) {
         context.BeginChannel(channel);
-        const std::filesystem::path intermediate = context.IntermediatePath(channel);
-        ChannelFileReader in(intermediate);
-        const std::int64_t count = CountChannelSamples(intermediate);
+        ChannelFileReader in = context.OpenChannel(channel);
+        const std::int64_t count = CountChannelSamples(context, channel);
         if (count > kMaxSamples) {
             FailCountBeyond(kMaxSamples, in.Header(), "GSE2.0");
         }

@@ -275,9 +275,8 @@ void ReadOndaro(ReaderContext& context) {
 // Writes channel `channelNumber` as a block; false when the user aborted.
 bool WriteBlock(WriterContext& context, OutputFile& out, int channelNumber) {
     context.BeginChannel(channelNumber);
-    const auto path = context.IntermediatePath(channelNumber);
-    const std::int64_t samples = CountChannelSamples(path);
-    ChannelFileReader in(path);
+    const std::int64_t samples = CountChannelSamples(context, channelNumber);
+    ChannelFileReader in = context.OpenChannel(channelNumber);
     out.Line("[CHANNEL " + std::to_string(channelNumber) + "]");
     for (const BlockKey& entry : kBlockKeys) {
         const std::string value = entry.property == kNumberOfSamples

@@ -109,7 +109,7 @@ bool CopyChannel(WriterContext& context, int channelNumber) {
     const auto target = context.ChannelOutputPath(channelNumber);
     const std::string copyFailed = "Can't copy an intermediate file:" + source.string() +
                                    " over the output file: " + target.string();
-    LineReader input(source);
+    LineReader input = context.ChannelLines(channelNumber);
     OutputFile output = context.CreateOutputFile(target);
     if (!input.IsOpen()) {
         throw std::runtime_error(copyFailed);

@@ -71,8 +71,7 @@ void ReadPsnCm6(ReaderContext& context) {
 // The intermediate file's header lines under this format's identification and data lines,
 // with the samples as counted: the decoder stops by that number, so it must be exact even when
 // the header's own was edited.
-void CopyHeader(const std::filesystem::path& intermediate, std::int64_t count, OutputFile& out) {
-    LineReader lines(intermediate);
+void CopyHeader(LineReader lines, std::int64_t count, OutputFile& out) {
     std::string_view line;
     lines.Next(line); // the intermediate file's own identification
     out.Line(kIdentification);
@@ -92,10 +91,9 @@ void CopyHeader(const std::filesystem::path& intermediate, std::int64_t count, O
 
 void WritePsnCm6(WriterContext& context) {
     for (int channel = 1; channel <= context.ChannelCount(); ++channel) {
-        const std::filesystem::path intermediate = context.IntermediatePath(channel);
-        const std::int64_t count = CountChannelSamples(intermediate);
+        const std::int64_t count = CountChannelSamples(context, channel);
         ChannelFiles files = OpenChannelFiles(context, channel);
-        CopyHeader(intermediate, count, files.out);
+        CopyHeader(context.ChannelLines(channel), count, files.out);
         if (!WriteSampleText(SampleText::Cm6, files.in, files.out, context)) {
             return;
         }

@@ -403,7 +403,7 @@ bool WriteColumns(WriterContext& context, OutputFile& out) {
     constexpr std::int64_t kRowsPerTick = 1024;
     std::vector<ChannelFileReader> columns;
     for (int channel = 1; channel <= kColumns; ++channel) {
-        columns.emplace_back(context.IntermediatePath(channel));
+        columns.push_back(context.OpenChannel(channel));
     }
     std::string line;
     std::int64_t untilTick = kRowsPerTick;
@@ -435,9 +435,9 @@ void WriteSaf(WriterContext& context) {
     SafChannels channels;
     std::array<std::int64_t, kColumns> counts{};
     for (std::size_t c = 0; c < kColumns; ++c) {
-        const auto path = context.IntermediatePath(static_cast<int>(c) + 1);
-        channels[c] = ChannelFileReader(path).Header();
-        counts[c] = CountChannelSamples(path);
+        const int channel = static_cast<int>(c) + 1;
+        channels[c] = context.OpenChannel(channel).Header();
+        counts[c] = CountChannelSamples(context, channel);
     }
     CheckChannelsAgree(channels, counts);
     OutputFile out = CreateMultichannelOutput(context);

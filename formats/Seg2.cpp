@@ -594,7 +594,7 @@ void WriteSeg2(WriterContext& context) {
     }
     OutputFile out = CreateMultichannelOutput(context);
     const std::string descriptor =
-        FileDescriptor(traces, ChannelFileReader(context.IntermediatePath(1)).Header());
+        FileDescriptor(traces, context.OpenChannel(1).Header());
     out.Write(descriptor.data(), descriptor.size());
     const bool written = WriteChannelsInTurn(context, [&](int channel, ChannelFileReader& in) {
         return WriteTrace(channel, in, out, context);

@@ -95,6 +95,13 @@ void OutputFile::Flush() {
     }
     m_flushed += m_used;
     m_used = 0;
+    if (m_flushListener) {
+        // What the stream itself holds back must reach the file too.
+        if (std::fflush(m_file.get()) != 0) {
+            ThrowWriteError();
+        }
+        m_flushListener(false);
+    }
 }
 
 void OutputFile::FlushFullBuffer() {
@@ -164,6 +171,9 @@ void OutputFile::Close() {
     if (std::fclose(m_file.release()) != 0) {
         ThrowWriteError();
     }
+    if (m_flushListener) {
+        m_flushListener(true);
+    }
 }
 
 LineReader::LineReader(const std::filesystem::path& path) : m_file(OpenFile(path, "rb")) {
@@ -176,6 +186,13 @@ LineReader::LineReader(const std::filesystem::path& path) : m_file(OpenFile(path
             unknown ? kBufferSize
                     : std::bit_ceil(std::clamp<std::uintmax_t>(size + 1, kBlockSize, kBufferSize));
         m_buffer.resize(room + kBlockSize);
+    }
+}
+
+LineReader::LineReader(const std::filesystem::path& path, std::function<bool()> waitForMore)
+    : m_file(OpenFile(path, "rb")), m_waitForMore(std::move(waitForMore)) {
+    if (m_file) {
+        m_buffer.resize(kBufferSize + kBlockSize); // its size is not known yet
     }
 }
 
@@ -207,7 +224,11 @@ bool LineReader::Refill() {
         room *= 2;
         m_buffer.resize(room + kBlockSize);
     }
-    const std::size_t got = std::fread(m_buffer.data() + m_end, 1, room - m_end, m_file.get());
+    std::size_t got = std::fread(m_buffer.data() + m_end, 1, room - m_end, m_file.get());
+    while (got == 0 && m_waitForMore && m_waitForMore()) {
+        std::clearerr(m_file.get());
+        got = std::fread(m_buffer.data() + m_end, 1, room - m_end, m_file.get());
+    }
     m_end += got;
     std::memset(m_buffer.data() + m_end, 0, kBlockSize); // what a look beyond the data sees
     if (got == 0) {

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <span>
 #include <stdexcept>
@@ -141,6 +142,11 @@ public:
     // Flushes and closes; throws WriteError when the data did not reach the disk, as every write
     // may.
     void Close();
+    // For a file read while it is written: `listener(closed)` is called once the bytes of each
+    // flush can be read by another open of the file, and once more, with true, when it is closed.
+    void NotifyFlushes(std::function<void(bool closed)> listener) {
+        m_flushListener = std::move(listener);
+    }
 
 private:
     // Lines written a batch at a time, with the write position kept in a register rather than
@@ -190,6 +196,7 @@ private:
     FileBuffer m_buffer;
     std::size_t m_used = 0;
     std::uint64_t m_flushed = 0;
+    std::function<void(bool closed)> m_flushListener;
 };
 
 // Text input one line at a time, CR LF or LF, without the line end. Every line is followed by
@@ -197,6 +204,9 @@ private:
 class LineReader {
 public:
     explicit LineReader(const std::filesystem::path& path);
+    // A file that another thread may still be writing: at its end, `waitForMore()` waits until
+    // it may have grown (true: read on) or can no longer grow (false: the end is final).
+    LineReader(const std::filesystem::path& path, std::function<bool()> waitForMore);
     bool IsOpen() const { return m_file != nullptr; }
     // The next line, valid until the following call; false at the end of the file. Inline: it
     // runs once for every sample of a recording.
@@ -245,6 +255,7 @@ private:
     std::size_t m_scanned = 0;
     bool m_eof = false;
     std::int64_t m_linesRead = 0;
+    std::function<bool()> m_waitForMore;
 };
 
 } // namespace vibrex

@@ -3,9 +3,11 @@
 #include "engine/ErrorText.h"
 #include "support/TestSupport.h"
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <gtest/gtest.h>
+#include <thread>
 
 namespace vibrex::test {
 namespace {
@@ -176,6 +178,74 @@ TEST_F(RunTest, WriterFailureInAMergeFailsEveryFile) {
                                    "\r\nAdditional info: Can't open an output file:" +
                                    target.string() + " (No such file or directory)"));
     EXPECT_TRUE(WorkFolderIsEmpty());
+}
+
+// A long recording's writer reads its channel file while the reader, on a thread of its own,
+// still grows it. The outcome is a sequential run's: the same output, the reader's failure before
+// the writer's, an abort before either, progress rising to 100 in at most one report a step,
+// and every host call on the thread that started the run.
+TEST_F(RunTest, ALongRecordingConvertsWhileItIsRead) {
+    constexpr int kSamples = 70000;
+    struct Case {
+        std::string name;
+        std::string lastSample;
+        FileFormat output;
+        bool abort;
+        ConversionStatus status;
+        std::string errorStart;
+    };
+    const std::string readerStage = "Error while converting input to intermediate files";
+    const std::vector<Case> cases = {
+        {"converted", "-1", FileFormat::PSNINT, false, ConversionStatus::Success, ""},
+        {"aborted", "-1", FileFormat::PSNINT, true, ConversionStatus::Aborted, ""},
+        {"reader fails", "oops", FileFormat::PSNINT, false, ConversionStatus::Failed, readerStage},
+        // The writer fails at once (miniSEED needs the rate, which is left out), the reader only
+        // at the end: the reader's error is the file's.
+        {"both fail", "oops", FileFormat::miniSeed, false, ConversionStatus::Failed, readerStage},
+    };
+    for (const Case& c : cases) {
+        std::vector<std::string> values;
+        for (int i = 0; i < kSamples - 1; ++i) {
+            values.push_back(std::to_string(i % 2000 - 1000));
+        }
+        values.push_back(c.lastSample);
+        const auto input = folder / (c.name + ".psn");
+        WriteFile(input, PsnText({"Number of Samples: " + std::to_string(kSamples)}, values));
+        ClsConverter run(&host, folder.Path());
+        ASSERT_TRUE(run.AddFile(input.string()));
+        run.SetVerbose(false);
+        run.SetDataInversion(c.lastSample == "oops"); // so that the reader reads each sample
+        run.SetFileOutputFormat(0, c.output);
+        run.SetFileOutputPath(0, (folder / (c.name + ".out")).string());
+        std::vector<int> seen;
+        bool otherThread = false;
+        const auto runThread = std::this_thread::get_id();
+        host.onDoEvents = [&] {
+            otherThread |= std::this_thread::get_id() != runThread;
+            seen.push_back(run.FileProgress(0));
+            if (c.abort && seen.back() >= 30) {
+                run.Abort();
+            }
+        };
+        run.StartConversion();
+        EXPECT_EQ(run.FileStatus(0), c.status) << c.name;
+        EXPECT_EQ(run.FileErrorText(0).rfind(c.errorStart, 0), 0u) << run.FileErrorText(0);
+        EXPECT_FALSE(otherThread) << c.name;
+        EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end())) << c.name;
+        EXPECT_TRUE(std::filesystem::is_empty(run.WorkFolder())) << c.name;
+        if (c.status != ConversionStatus::Success) {
+            EXPECT_FALSE(std::filesystem::exists(folder / (c.name + ".out"))) << c.name;
+            continue;
+        }
+        // The writer's 50 steps, and the reader's as far as they were not taken together.
+        EXPECT_GE(seen.size(), 50u);
+        EXPECT_LE(seen.size(), 101u);
+        EXPECT_EQ(run.FileProgress(0), 100);
+        const auto lines = ReadLines(folder / (c.name + ".out"));
+        ASSERT_EQ(lines.size(), 36u + kSamples);
+        EXPECT_EQ(std::vector(lines.begin() + 36, lines.end()), values);
+    }
+    host.onDoEvents = nullptr;
 }
 
 // Outputs appear only when the whole writer has succeeded: an aborted or failed run leaves what
