@@ -1,5 +1,8 @@
 #include "formats/ChannelWriter.h"
 
+#include "formats/ChannelValues.h"
+
+#include <array>
 #include <stdexcept>
 #include <string>
 
@@ -28,6 +31,30 @@ std::int64_t CountChannelSamples(WriterContext& context, int channelNumber) {
     std::string_view text;
     while (in.NextSample(text)) {
         ++count;
+    }
+    return count;
+}
+
+std::optional<std::int64_t> WriteFloatSamples(ChannelFileReader& in, OutputFile& out,
+                                              ByteOrder order, std::int64_t most,
+                                              std::string_view format, WriterContext& context) {
+    constexpr std::size_t kBlockSamples = 1024;
+    std::array<unsigned char, kBlockSamples * sizeof(float)> block;
+    std::int64_t count = 0;
+    std::string_view text;
+    for (bool more = true; more;) {
+        std::size_t filled = 0;
+        while (filled < kBlockSamples && (more = in.NextSample(text))) {
+            StoreAs(block.data() + sizeof(float) * filled++, SampleFloat(text), order);
+        }
+        out.Write(block.data(), sizeof(float) * filled);
+        count += static_cast<std::int64_t>(filled);
+        if (count > most) {
+            FailCountBeyond(most, in.Header(), format);
+        }
+        if (!context.Tick(static_cast<std::int64_t>(filled))) {
+            return std::nullopt;
+        }
     }
     return count;
 }

@@ -2,10 +2,12 @@
 
 #include "engine/ChannelFile.h"
 #include "engine/Codec.h"
+#include "io/ByteOrder.h"
 #include "io/FileIO.h"
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -37,6 +39,13 @@ std::int64_t CountChannelSamples(WriterContext& context, int channelNumber);
 // text naming the count announced and the limit.
 [[noreturn]] void FailCountBeyond(std::int64_t most, const HeaderValues& header,
                                   std::string_view format);
+
+// Writes each sample of `in` to `out` as a 32-bit float in `order`, a block at a time, and
+// ticks for each block; the number written, or nothing when the user aborted. A channel of more
+// than `most` samples fails (FailCountBeyond, naming `format`) once a block has passed it.
+std::optional<std::int64_t> WriteFloatSamples(ChannelFileReader& in, OutputFile& out,
+                                              ByteOrder order, std::int64_t most,
+                                              std::string_view format, WriterContext& context);
 
 // Runs `writeChannel(files)` for channels 1..ChannelCount() and closes each output after it;
 // stops at once when `writeChannel` returns false because the user aborted.

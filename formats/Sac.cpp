@@ -273,23 +273,14 @@ bool WriteChannel(ChannelFiles& files, WriterContext& context) {
         HeaderWholeNumber(files.in.Header(), kNumberOfSamples).value_or(0);
     PutInt(header, field::kNpts, announced);
     files.out.Write(header.data(), header.size());
-    std::int64_t count = 0;
-    std::string_view text;
-    unsigned char sample[kSampleSize];
-    while (files.in.NextSample(text)) {
-        StoreAs(sample, SampleFloat(text), ByteOrder::Little);
-        files.out.Write(sample, kSampleSize);
-        ++count;
-        if (!context.Tick()) {
-            return false;
-        }
-    }
-    if (count > std::numeric_limits<std::int32_t>::max()) {
-        FailCountBeyond(std::numeric_limits<std::int32_t>::max(), files.in.Header(), "SAC");
+    const auto count = WriteFloatSamples(files.in, files.out, ByteOrder::Little,
+                                         std::numeric_limits<std::int32_t>::max(), "SAC", context);
+    if (!count) {
+        return false;
     }
     // A count that came out as announced stays as written, so such an output streams to a pipe.
-    if (count != announced) {
-        PutInt(header, field::kNpts, static_cast<std::int32_t>(count));
+    if (*count != announced) {
+        PutInt(header, field::kNpts, static_cast<std::int32_t>(*count));
         files.out.Overwrite(field::kNpts, header.data() + field::kNpts, sizeof(std::int32_t));
     }
     return true;

@@ -216,21 +216,12 @@ bool WriteTrace(int traceNumber, ChannelFileReader& in, OutputFile& out, WriterC
     TraceHeader header = BuildHeader(traceNumber, in.Header());
     const std::uint64_t start = out.Position();
     out.Write(header.data(), header.size());
-    std::int64_t count = 0;
-    std::string_view text;
-    unsigned char sample[kSampleSize];
-    while (in.NextSample(text)) {
-        StoreAs(sample, SampleFloat(text), kOrder);
-        out.Write(sample, kSampleSize);
-        if (++count > kMaxSamples) {
-            FailCountBeyond(kMaxSamples, in.Header(), "an SU trace");
-        }
-        if (!context.Tick()) {
-            return false;
-        }
+    const auto count = WriteFloatSamples(in, out, kOrder, kMaxSamples, "an SU trace", context);
+    if (!count) {
+        return false;
     }
-    if (count != SampleCount(header)) {
-        Put(header, field::kNs, static_cast<std::uint16_t>(count));
+    if (*count != SampleCount(header)) {
+        Put(header, field::kNs, static_cast<std::uint16_t>(*count));
         out.Overwrite(start + field::kNs, header.data() + field::kNs, 2);
     }
     return true;
