@@ -274,30 +274,32 @@ std::optional<std::int64_t> ParseSampleCount(std::string_view text) {
 namespace {
 
 template <typename Encoder>
-bool WriteLines(Encoder encoder, ChannelFileReader& in, OutputFile& out,
-                ConversionContext& context) {
+std::optional<std::int64_t> WriteLines(Encoder encoder, ChannelFileReader& in, OutputFile& out,
+                                       ConversionContext& context) {
     const auto lineOut = [&out](std::string_view line) { out.Line(line); };
     Gse2Checksum checksum;
+    std::int64_t count = 0;
     std::string_view text;
     while (in.NextSample(text)) {
         const std::int32_t sample = SampleWholeNumber(text);
         encoder.Add(sample, lineOut);
         checksum.Add(sample);
+        ++count;
         if (!context.Tick()) {
-            return false;
+            return std::nullopt;
         }
     }
     encoder.Finish(lineOut);
     char line[32];
     std::snprintf(line, sizeof line, "CHK2 %8d", checksum.Value());
     out.Line(line);
-    return true;
+    return count;
 }
 
 } // namespace
 
-bool WriteSampleText(SampleText text, ChannelFileReader& in, OutputFile& out,
-                     ConversionContext& context) {
+std::optional<std::int64_t> WriteSampleText(SampleText text, ChannelFileReader& in,
+                                            OutputFile& out, ConversionContext& context) {
     return text == SampleText::Cm6 ? WriteLines(Cm6Encoder(), in, out, context)
                                    : WriteLines(IntEncoder(), in, out, context);
 }

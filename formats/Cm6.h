@@ -229,9 +229,9 @@ bool CopyDataSamples(Gse2DataReader data, OutputFile& out, ReaderContext& contex
 // A sample count as the header states it: a whole number, 0 or more.
 std::optional<std::int64_t> ParseSampleCount(std::string_view text);
 
-// Writes the intermediate file's remaining samples as data lines, then the CHK2 line; false
-// when the user aborted.
-bool WriteSampleText(SampleText text, ChannelFileReader& in, OutputFile& out,
-                     ConversionContext& context);
+// Writes the intermediate file's remaining samples as data lines, then the CHK2 line; how many
+// it wrote, or nothing when the user aborted.
+std::optional<std::int64_t> WriteSampleText(SampleText text, ChannelFileReader& in,
+                                            OutputFile& out, ConversionContext& context);
 
 } // namespace vibrex

@@ -56,7 +56,6 @@ constexpr std::size_t kNumbersFrom = 15;
 } // namespace sta2
 
 constexpr const char* kLoaderName = "LoadHeader_GSE";
-constexpr std::int64_t kMostSamples = 99'999'999; // the eight digits of the count
 constexpr double kUnknownAngle = -1.0;
 constexpr double kUnknownElevationKm = -0.999;
 constexpr double kUnknownLatitude = -99.0;
@@ -436,20 +435,27 @@ std::string AuxIdOf(const HeaderValues& values) {
                : std::string();
 }
 
-std::string Wid2Line(const HeaderValues& values, SampleText text, std::int64_t count) {
-    if (count > kMostSamples) {
-        throw std::runtime_error("A GSE2.0 block holds at most " + std::to_string(kMostSamples) +
-                                 " samples; this channel has " + std::to_string(count) + ".");
-    }
-    const Angles angles = AnglesOf(values);
+// The count's eight columns.
+std::string CountColumn(std::int64_t count) {
     char samples[32];
     std::snprintf(samples, sizeof samples, "%8lld", static_cast<long long>(count));
+    return samples;
+}
+
+struct Wid2Line {
+    std::string text;
+    std::size_t countAt; // where the count's columns start
+};
+
+Wid2Line MakeWid2Line(const HeaderValues& values, SampleText text, std::int64_t count) {
+    const Angles angles = AnglesOf(values);
     std::string line = "WID2 " + DateAndTimeText(values);
     line += ' ' + TextColumn(TrimBlanks(values[kStationCode]), 5);
     line += ' ' + TextColumn(TrimBlanks(values[kComponentName]), 3);
     line += ' ' + TextColumn(AuxIdOf(values), 4);
     line += text == SampleText::Cm6 ? " CM6 " : " INT ";
-    line += samples;
+    const std::size_t countAt = line.size();
+    line += CountColumn(count);
     line += ' ' + ColumnText({RequiredRate(values, "GSE2.0"), 11, 6, 'f', "sampling rate"});
     line +=
         ' ' + ColumnText({HeaderNumber(values, kSensorSensitivity).value_or(kDefaultCalibration),
@@ -459,7 +465,7 @@ std::string Wid2Line(const HeaderValues& values, SampleText text, std::int64_t c
     line += ' ' + TextColumn(TrimBlanks(values[kSensorType]), 6);
     line += ' ' + ColumnText({angles.hang, 5, 1, 'f', "horizontal orientation"});
     line += ' ' + ColumnText({angles.vang, 4, 1, 'f', "vertical orientation"});
-    return line;
+    return {line, countAt};
 }
 
 // Written when the header knows the network or where the station stands; unknown numbers get
@@ -491,17 +497,27 @@ void WriteGse(WriterContext& context, SampleText text) {
     for (int channel = 1; channel <= context.ChannelCount(); ++channel) {
         context.BeginChannel(channel);
         ChannelFileReader in = context.OpenChannel(channel);
-        const std::int64_t count = CountChannelSamples(context, channel);
-        if (count > kMaxSamples) {
-            FailCountBeyond(kMaxSamples, in.Header(), "GSE2.0");
-        }
-        out.Line(Wid2Line(in.Header(), text, count));
+        // The count announced goes first and is corrected once the samples are written, so
+        // that they are written while the reader still writes them.
+        const std::int64_t announced =
+            std::min(ParseSampleCount(in.Header()[kNumberOfSamples]).value_or(0), kMaxSamples);
+        const Wid2Line wid2Line = MakeWid2Line(in.Header(), text, announced);
+        const std::uint64_t countAt = out.Position() + wid2Line.countAt;
+        out.Line(wid2Line.text);
         if (const auto sta2Line = Sta2Line(in.Header())) {
             out.Line(*sta2Line);
         }
         out.Line("DAT2");
-        if (!WriteSampleText(text, in, out, context)) {
+        const auto count = WriteSampleText(text, in, out, context);
+        if (!count) {
             return;
+        }
+        if (*count > kMaxSamples) {
+            FailCountBeyond(kMaxSamples, in.Header(), "GSE2.0");
+        }
+        if (*count != announced) {
+            const std::string column = CountColumn(*count);
+            out.Overwrite(countAt, column.data(), column.size());
         }
     }
     out.Close();
