@@ -275,7 +275,7 @@ namespace {
 
 template <typename Encoder>
 std::optional<std::int64_t> WriteLines(Encoder encoder, ChannelFileReader& in, OutputFile& out,
-                                       ConversionContext& context) {
+                                       ConversionContext* context) {
     const auto lineOut = [&out](std::string_view line) { out.Line(line); };
     Gse2Checksum checksum;
     std::int64_t count = 0;
@@ -285,7 +285,7 @@ std::optional<std::int64_t> WriteLines(Encoder encoder, ChannelFileReader& in, O
         encoder.Add(sample, lineOut);
         checksum.Add(sample);
         ++count;
-        if (!context.Tick()) {
+        if (context != nullptr && !context->Tick()) {
             return std::nullopt;
         }
     }
@@ -299,7 +299,7 @@ std::optional<std::int64_t> WriteLines(Encoder encoder, ChannelFileReader& in, O
 } // namespace
 
 std::optional<std::int64_t> WriteSampleText(SampleText text, ChannelFileReader& in,
-                                            OutputFile& out, ConversionContext& context) {
+                                            OutputFile& out, ConversionContext* context) {
     return text == SampleText::Cm6 ? WriteLines(Cm6Encoder(), in, out, context)
                                    : WriteLines(IntEncoder(), in, out, context);
 }

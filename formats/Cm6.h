@@ -230,8 +230,9 @@ bool CopyDataSamples(Gse2DataReader data, OutputFile& out, ReaderContext& contex
 std::optional<std::int64_t> ParseSampleCount(std::string_view text);
 
 // Writes the intermediate file's remaining samples as data lines, then the CHK2 line; how many
-// it wrote, or nothing when the user aborted.
+// it wrote, or nothing when the user aborted. Each sample ticks `context`, unless it is null (a
+// channel written again).
 std::optional<std::int64_t> WriteSampleText(SampleText text, ChannelFileReader& in,
-                                            OutputFile& out, ConversionContext& context);
+                                            OutputFile& out, ConversionContext* context);
 
 } // namespace vibrex

@@ -508,7 +508,7 @@ void WriteGse(WriterContext& context, SampleText text) {
             out.Line(*sta2Line);
         }
         out.Line("DAT2");
-        const auto count = WriteSampleText(text, in, out, context);
+        const auto count = WriteSampleText(text, in, out, &context);
         if (!count) {
             return;
         }

@@ -272,10 +272,11 @@ void ReadOndaro(ReaderContext& context) {
     block.Finish();
 }
 
-// Writes channel `channelNumber` as a block; false when the user aborted.
-bool WriteBlock(WriterContext& context, OutputFile& out, int channelNumber) {
-    context.BeginChannel(channelNumber);
-    const std::int64_t samples = CountChannelSamples(context, channelNumber);
+// Writes channel `channelNumber` as a block stating `samples` samples; how many it held, or
+// nothing when the user aborted. Each sample ticks `progress` unless it is null.
+std::optional<std::int64_t> WriteBlockStating(std::int64_t samples, WriterContext& context,
+                                              ConversionContext* progress, OutputFile& out,
+                                              int channelNumber) {
     ChannelFileReader in = context.OpenChannel(channelNumber);
     out.Line("[CHANNEL " + std::to_string(channelNumber) + "]");
     for (const BlockKey& entry : kBlockKeys) {
@@ -285,14 +286,28 @@ bool WriteBlock(WriterContext& context, OutputFile& out, int channelNumber) {
         out.Line(std::string(entry.key) + "=" + value);
     }
     out.Line("DATA=");
+    std::int64_t count = 0;
     std::string_view text;
     while (in.NextSample(text)) {
         out.Line(CheckedSampleText(text));
-        if (!context.Tick()) {
-            return false;
+        ++count;
+        if (progress != nullptr && !progress->Tick()) {
+            return std::nullopt;
         }
     }
-    return true;
+    return count;
+}
+
+// Writes channel `channelNumber` as a block; false when the user aborted.
+bool WriteBlock(WriterContext& context, OutputFile& out, int channelNumber) {
+    context.BeginChannel(channelNumber);
+    const std::int64_t announced =
+        WholeNumber(context.OpenChannel(channelNumber).Header()[kNumberOfSamples]).value_or(-1);
+    return WriteStatingCount(out, announced, context,
+                             [&](std::int64_t samples, ConversionContext* progress) {
+                                 return WriteBlockStating(samples, context, progress, out,
+                                                          channelNumber);
+                             });
 }
 
 void WriteOndaro(WriterContext& context) {

@@ -91,10 +91,17 @@ void CopyHeader(LineReader lines, std::int64_t count, OutputFile& out) {
 
 void WritePsnCm6(WriterContext& context) {
     for (int channel = 1; channel <= context.ChannelCount(); ++channel) {
-        const std::int64_t count = CountChannelSamples(context, channel);
         ChannelFiles files = OpenChannelFiles(context, channel);
-        CopyHeader(context.ChannelLines(channel), count, files.out);
-        if (!WriteSampleText(SampleText::Cm6, files.in, files.out, context)) {
+        const std::int64_t announced =
+            ParseSampleCount(files.in.Header()[kNumberOfSamples]).value_or(-1);
+        const bool written = WriteStatingCount(
+            files.out, announced, context,
+            [&](std::int64_t count, ConversionContext* progress) {
+                CopyHeader(context.ChannelLines(channel), count, files.out);
+                ChannelFileReader in = context.OpenChannel(channel);
+                return WriteSampleText(SampleText::Cm6, in, files.out, progress);
+            });
+        if (!written) {
             return;
         }
         files.out.Close();

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <unistd.h>
 
 namespace vibrex {
 
@@ -119,6 +120,17 @@ void OutputFile::Overwrite(std::uint64_t offset, const void* bytes, std::size_t 
     if (std::fseek(m_file.get(), 0, SEEK_END) != 0 || !written) {
         ThrowWriteError();
     }
+}
+
+void OutputFile::Truncate(std::uint64_t size) {
+    Flush();
+    errno = 0;
+    if (std::fflush(m_file.get()) != 0 ||
+        ftruncate(fileno(m_file.get()), static_cast<off_t>(size)) != 0 ||
+        std::fseek(m_file.get(), static_cast<long>(size), SEEK_SET) != 0) {
+        ThrowWriteError();
+    }
+    m_flushed = size;
 }
 
 bool OutputFile::ReadBack(std::uint64_t offset, void* into, std::size_t count) {

@@ -137,6 +137,9 @@ public:
     // Replaces bytes already written, for a field whose value is known only once the data
     // after it is written; writing goes on at the end.
     void Overwrite(std::uint64_t offset, const void* bytes, std::size_t count);
+    // Cuts the file back to its first `size` bytes, for what must be written again; writing
+    // goes on there.
+    void Truncate(std::uint64_t size);
     // Reads back bytes already written; false when they are not all there.
     bool ReadBack(std::uint64_t offset, void* into, std::size_t count);
     // Flushes and closes; throws WriteError when the data did not reach the disk, as every write
