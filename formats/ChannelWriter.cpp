@@ -38,16 +38,15 @@ std::int64_t CountChannelSamples(WriterContext& context, int channelNumber) {
 std::optional<std::int64_t> WriteFloatSamples(ChannelFileReader& in, OutputFile& out,
                                               ByteOrder order, std::int64_t most,
                                               std::string_view format, WriterContext& context) {
-    constexpr std::size_t kBlockSamples = 1024;
-    std::array<unsigned char, kBlockSamples * sizeof(float)> block;
+    std::array<float, kSampleBlock> samples;
+    std::array<unsigned char, kSampleBlock * sizeof(float)> bytes;
     std::int64_t count = 0;
-    std::string_view text;
-    for (bool more = true; more;) {
-        std::size_t filled = 0;
-        while (filled < kBlockSamples && (more = in.NextSample(text))) {
-            StoreAs(block.data() + sizeof(float) * filled++, SampleFloat(text), order);
+    while (const std::size_t filled = ReadSampleBlock(
+               in, samples, [](std::string_view text) { return SampleFloat(text); })) {
+        for (std::size_t i = 0; i < filled; ++i) {
+            StoreAs(bytes.data() + sizeof(float) * i, samples[i], order);
         }
-        out.Write(block.data(), sizeof(float) * filled);
+        out.Write(bytes.data(), sizeof(float) * filled);
         count += static_cast<std::int64_t>(filled);
         if (count > most) {
             FailCountBeyond(most, in.Header(), format);

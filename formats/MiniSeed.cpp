@@ -538,10 +538,14 @@ private:
 // False when the user aborted.
 bool WriteChannel(ChannelFiles& files, WriterContext& context) {
     RecordWriter records(files.in.Header(), files.out);
-    std::string_view text;
-    while (files.in.NextSample(text)) {
-        records.Add(SampleWholeNumber(text));
-        if (!context.Tick()) {
+    std::array<std::int32_t, kSampleBlock> samples;
+    while (const std::size_t filled =
+               ReadSampleBlock(files.in, samples,
+                               [](std::string_view text) { return SampleWholeNumber(text); })) {
+        for (std::size_t i = 0; i < filled; ++i) {
+            records.Add(samples[i]);
+        }
+        if (!context.Tick(static_cast<std::int64_t>(filled))) {
             return false;
         }
     }
