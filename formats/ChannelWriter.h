@@ -17,9 +17,12 @@
 // A header never states another count than the samples written after it. The samples in the
 // intermediate channel file are the recording; its "Number of Samples" only announces them and
 // may differ (a damaged input, an edited header). A writer whose header comes before the samples
-// counts them first (CountChannelSamples) or corrects the count once they are written, where it
-// differs (OutputFile::Overwrite: an output whose count was right streams to a pipe); a count
-// that its field cannot hold fails the file with both counts.
+// corrects the count once they are written, where it differs: in place when its field has a
+// fixed width (OutputFile::Overwrite), else by writing the channel again (WriteStatingCount);
+// either way an output whose count was right streams to a pipe, and its samples are written
+// while the reader still writes them. Only a writer that must compare channels before its first
+// byte (SAF) counts them first (CountChannelSamples). A count that its field cannot hold fails
+// the file with both counts.
 namespace vibrex {
 
 struct ChannelFiles {

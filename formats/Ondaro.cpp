@@ -50,35 +50,71 @@ public:
     // sample's text, in place in the line. Every sample line passes here twice (loader, reader):
     // it is handed on as it lies, never copied.
     bool Next(LineKind& kind, std::string_view& text) {
+        if (m_blockStartRead) {
+            m_blockStartRead = false;
+            kind = LineKind::BlockStart;
+            text = m_blockStart;
+            return true;
+        }
         while (m_lines.Next(text)) {
             ++m_lineNumber;
-            text = TrimBlanks(text);
-            if (text.empty()) {
-                continue;
-            }
-            if (IsBlockStart(text)) {
-                m_inData = false;
-                kind = LineKind::BlockStart;
-                return true;
-            }
-            if (m_inData) {
+            // A sample line as nearly all are, with nothing to trim, told at a glance.
+            if (m_inData && !text.empty() && text.front() > ' ' && text.front() != '[' &&
+                text.back() > ' ') {
                 kind = LineKind::Sample;
                 return true;
             }
-            const std::size_t equals = text.find('=');
-            if (equals == std::string_view::npos) {
-                continue; // free text between settings
+            if (Classify(kind, text)) {
+                return true;
             }
-            m_key = ToUpper(TrimBlanks(text.substr(0, equals)));
-            text = TrimBlanks(text.substr(equals + 1));
-            m_inData = m_key == "DATA";
-            kind = m_inData ? LineKind::DataStart : LineKind::Setting;
-            return true;
         }
         return false;
     }
 
+    // After a "DATA=" line: the sample lines up to the next block, counted without being handed
+    // on one by one, as the loader needs no more of them.
+    std::int64_t CountSamples() {
+        std::int64_t count = 0;
+        LineKind kind{};
+        std::string_view text;
+        while (Next(kind, text)) {
+            if (kind != LineKind::Sample) {
+                m_blockStartRead = true; // in a block's data, only a block start ends it
+                m_blockStart = text;
+                break;
+            }
+            ++count;
+        }
+        return count;
+    }
+
 private:
+    // Any other line; false for one that is skipped (blank, or free text between settings).
+    bool Classify(LineKind& kind, std::string_view& text) {
+        text = TrimBlanks(text);
+        if (text.empty()) {
+            return false;
+        }
+        if (IsBlockStart(text)) {
+            m_inData = false;
+            kind = LineKind::BlockStart;
+            return true;
+        }
+        if (m_inData) {
+            kind = LineKind::Sample;
+            return true;
+        }
+        const std::size_t equals = text.find('=');
+        if (equals == std::string_view::npos) {
+            return false;
+        }
+        m_key = ToUpper(TrimBlanks(text.substr(0, equals)));
+        text = TrimBlanks(text.substr(equals + 1));
+        m_inData = m_key == "DATA";
+        kind = m_inData ? LineKind::DataStart : LineKind::Setting;
+        return true;
+    }
+
     static bool IsBlockStart(std::string_view text) {
         constexpr std::string_view kOpening = "[CHANNEL";
         return text.size() >= kOpening.size() && text.front() == '[' &&
@@ -89,6 +125,8 @@ private:
     std::string m_key;
     std::int64_t m_lineNumber = 0;
     bool m_inData = false;
+    bool m_blockStartRead = false; // by CountSamples, which hands it on at the next call
+    std::string_view m_blockStart;
 };
 
 void ApplyBlockKey(std::string_view key, std::string_view value, HeaderValues& values) {
@@ -164,11 +202,10 @@ std::vector<HeaderValues> LoadHeaderOndaro(const std::filesystem::path& path) {
                            declaredLine);
                 }
             }
-        } else if (kind == LineKind::Sample) {
-            ++blocks.back().sampleLines;
         } else if (kind == LineKind::DataStart) {
             blocks.back().hasData = true;
-        } else {
+            blocks.back().sampleLines += lines.CountSamples();
+        } else if (kind == LineKind::Setting) {
             ApplyBlockKey(lines.Key(), text, blocks.back().values);
         }
     }
