@@ -25,7 +25,10 @@ struct Measurement {
     bool ok = false;
 };
 
+// The writing back of what the step before wrote would slow this one, whichever it was: it is
+// waited for first.
 inline Measurement MeasureInChild(const std::function<bool()>& work) {
+    sync();
     const auto start = std::chrono::steady_clock::now();
     const pid_t child = fork();
     if (child == 0) {

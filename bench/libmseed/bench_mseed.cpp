@@ -381,8 +381,10 @@ void CompareProcesses(const char* name, const char* ourName,
     for (int round = 0; round < rounds; ++round) {
         const bool oursFirst = round % 2 == 0;
         prepare();
+        sync();
         const auto first = RunProcesses(oursFirst ? ours : theirs);
         prepare();
+        sync();
         const auto second = RunProcesses(oursFirst ? theirs : ours);
         const auto& mine = oursFirst ? first : second;
         const auto& other = oursFirst ? second : first;
