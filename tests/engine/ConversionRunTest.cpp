@@ -202,6 +202,9 @@ TEST_F(RunTest, ALongRecordingConvertsWhileItIsRead) {
         // The writer fails at once (miniSEED needs the rate, which is left out), the reader only
         // at the end: the reader's error is the file's.
         {"both fail", "oops", FileFormat::miniSeed, false, ConversionStatus::Failed, readerStage},
+        // The writer fails at once, and the user aborts while the reader still reads.
+        {"writer fails, then aborted", "-1", FileFormat::miniSeed, true, ConversionStatus::Aborted,
+         ""},
     };
     for (const Case& c : cases) {
         std::vector<std::string> values;
@@ -219,20 +222,27 @@ TEST_F(RunTest, ALongRecordingConvertsWhileItIsRead) {
         run.SetFileOutputPath(0, (folder / (c.name + ".out")).string());
         std::vector<int> seen;
         bool otherThread = false;
+        int yieldsAfterAbort = 0;
         const auto runThread = std::this_thread::get_id();
         host.onDoEvents = [&] {
             otherThread |= std::this_thread::get_id() != runThread;
             seen.push_back(run.FileProgress(0));
-            if (c.abort && seen.back() >= 30) {
+            if (c.abort && seen.back() >= 30 && yieldsAfterAbort++ == 0) {
                 run.Abort();
             }
         };
         run.StartConversion();
+        if (c.abort && yieldsAfterAbort == 0) {
+            // The reader finished before the run yielded again: there was nothing to abort.
+            EXPECT_EQ(run.FileStatus(0), ConversionStatus::Failed) << c.name;
+            continue;
+        }
         EXPECT_EQ(run.FileStatus(0), c.status) << c.name;
         EXPECT_EQ(run.FileErrorText(0).rfind(c.errorStart, 0), 0u) << run.FileErrorText(0);
         EXPECT_FALSE(otherThread) << c.name;
         EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end())) << c.name;
         EXPECT_TRUE(std::filesystem::is_empty(run.WorkFolder())) << c.name;
+        EXPECT_LE(yieldsAfterAbort, 4) << c.name << ": both stages stop at their next step";
         if (c.status != ConversionStatus::Success) {
             EXPECT_FALSE(std::filesystem::exists(folder / (c.name + ".out"))) << c.name;
             continue;
