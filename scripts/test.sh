@@ -2,7 +2,7 @@
 # Sets everything up and builds it all, then runs every test suite, checks the Debian package and
 # the manual page, and runs the documented Slurm job on a one-node cluster (as root); then the
 # same tests once more, and each fuzz target over its seed corpus, under AddressSanitizer and
-# UndefinedBehaviorSanitizer.
+# UndefinedBehaviorSanitizer; then the engine and format suites under ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh --tests
@@ -20,3 +20,10 @@ cmake --preset sanitize >/dev/null
 cmake --build build-sanitize -j"$(nproc)"
 ctest --test-dir build-sanitize --output-on-failure -j"$(nproc)"
 fuzz/run.sh -runs=500
+
+# The engine and format suites once more under ThreadSanitizer: a long recording's reader runs
+# on a thread of its own beside its writer.
+cmake --preset threads >/dev/null
+cmake --build build-threads -j"$(nproc)" --target engine_tests formats_tests
+TSAN_OPTIONS=halt_on_error=1 build-threads/tests/engine_tests
+TSAN_OPTIONS=halt_on_error=1 build-threads/tests/formats_tests
