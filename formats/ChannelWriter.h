@@ -66,21 +66,24 @@ std::optional<std::int64_t> WriteFloatSamples(ChannelFileReader& in, OutputFile&
                                               ByteOrder order, std::int64_t most,
                                               std::string_view format, WriterContext& context);
 
-// For a text format whose header states a channel's count in as many digits as it takes: the
-// channel is written once with the count its header announces, while its reader may still be
-// writing it, and only when that count proves wrong is it cut back and written again with the
-// samples counted. `write(count, context)` writes the channel stating `count` samples and gives
-// how many it wrote, or nothing when the user aborted; written again, `context` is null and no
-// progress is counted. False when the user aborted.
+// For a text format whose header states a channel's count in as many digits as it takes: channel
+// `channelNumber` is written once with the count its header `announced`, while its reader may
+// still be writing it, and only when that count proves wrong is it cut back and written again
+// with the samples counted. An output that cannot be cut back (a pipe) gets them counted first.
+// `write(count, context)` writes the channel stating `count` samples and gives how many it
+// wrote, or nothing when the user aborted; written again, `context` is null and no progress is
+// counted. False when the user aborted.
 template <typename Write>
-bool WriteStatingCount(OutputFile& out, std::int64_t announced, WriterContext& context,
-                       Write write) {
+bool WriteStatingCount(OutputFile& out, WriterContext& context, int channelNumber,
+                       std::optional<std::int64_t> announced, Write write) {
+    const std::int64_t stated = out.IsRegularFile() ? announced.value_or(-1)
+                                                    : CountChannelSamples(context, channelNumber);
     const std::uint64_t start = out.Position();
-    const std::optional<std::int64_t> count = write(announced, &context);
+    const std::optional<std::int64_t> count = write(stated, &context);
     if (!count) {
         return false;
     }
-    if (*count != announced) {
+    if (*count != stated) {
         out.Truncate(start);
         write(*count, nullptr);
     }

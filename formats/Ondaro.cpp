@@ -338,9 +338,9 @@ std::optional<std::int64_t> WriteBlockStating(std::int64_t samples, WriterContex
 // Writes channel `channelNumber` as a block; false when the user aborted.
 bool WriteBlock(WriterContext& context, OutputFile& out, int channelNumber) {
     context.BeginChannel(channelNumber);
-    const std::int64_t announced =
-        WholeNumber(context.OpenChannel(channelNumber).Header()[kNumberOfSamples]).value_or(-1);
-    return WriteStatingCount(out, announced, context,
+    const auto announced =
+        WholeNumber(context.OpenChannel(channelNumber).Header()[kNumberOfSamples]);
+    return WriteStatingCount(out, context, channelNumber, announced,
                              [&](std::int64_t samples, ConversionContext* progress) {
                                  return WriteBlockStating(samples, context, progress, out,
                                                           channelNumber);

@@ -92,10 +92,8 @@ void CopyHeader(LineReader lines, std::int64_t count, OutputFile& out) {
 void WritePsnCm6(WriterContext& context) {
     for (int channel = 1; channel <= context.ChannelCount(); ++channel) {
         ChannelFiles files = OpenChannelFiles(context, channel);
-        const std::int64_t announced =
-            ParseSampleCount(files.in.Header()[kNumberOfSamples]).value_or(-1);
         const bool written = WriteStatingCount(
-            files.out, announced, context,
+            files.out, context, channel, ParseSampleCount(files.in.Header()[kNumberOfSamples]),
             [&](std::int64_t count, ConversionContext* progress) {
                 CopyHeader(context.ChannelLines(channel), count, files.out);
                 ChannelFileReader in = context.OpenChannel(channel);

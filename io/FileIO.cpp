@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace vibrex {
@@ -131,6 +132,11 @@ void OutputFile::Truncate(std::uint64_t size) {
         ThrowWriteError();
     }
     m_flushed = size;
+}
+
+bool OutputFile::IsRegularFile() const {
+    struct stat status {};
+    return m_file && fstat(fileno(m_file.get()), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 bool OutputFile::ReadBack(std::uint64_t offset, void* into, std::size_t count) {

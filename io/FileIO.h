@@ -138,8 +138,9 @@ public:
     // after it is written; writing goes on at the end.
     void Overwrite(std::uint64_t offset, const void* bytes, std::size_t count);
     // Cuts the file back to its first `size` bytes, for what must be written again; writing
-    // goes on there.
+    // goes on there. Only a regular file can be cut back (a pipe cannot).
     void Truncate(std::uint64_t size);
+    bool IsRegularFile() const;
     // Reads back bytes already written; false when they are not all there.
     bool ReadBack(std::uint64_t offset, void* into, std::size_t count);
     // Flushes and closes; throws WriteError when the data did not reach the disk, as every write

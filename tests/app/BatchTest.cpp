@@ -79,6 +79,7 @@ TEST_F(BatchTest, EachCommandLineEndsWithItsExitCodeAndReasons) {
     }
     WriteFile(folder / "bad.psn", PsnText({"Number of Samples: 2"}, {"1", "oops"}));
     WriteFile(folder / "cr.psn", PsnText({"Number of Samples: 1", "Station Code: A\rB"}, {"1"}));
+    WriteFile(folder / "lies.psn", PsnText({"Number of Samples: 5"}, {"1"}));
     const std::vector<Case> cases = {
         {{"convert", ",", "quake.psn", ",", "copy.psn", ",", "psntextascii"}, 0, "", 0},
         {{"MERGE,quake.psn,one.seg2,SEG2"}, 0, "", 0},
@@ -111,6 +112,10 @@ TEST_F(BatchTest, EachCommandLineEndsWithItsExitCodeAndReasons) {
         {{"CONVERT,big.psn,/dev/full,PSNINT"}, 6, "(No space left on device)"},
         {{"MERGE,bad.psn,quake.psn,all.seg2,SEG2"}, 6, "Merge failed: bad.psn: Failed: The sample"},
         {{"CONVERT,quake.psn,/dev/stdout,WAV (Audio)"}, 0, "", 0},
+        // A header whose count is wrong: counted before the first byte, as a pipe cannot be
+        // written again.
+        {{"CONVERT,lies.psn,/dev/stdout,PSNCM6"}, 0, "Number of Samples: 1\r\n", 0},
+        {{"CONVERT,lies.psn,/dev/stdout,Ondaro"}, 0, "SAMPLES=1\r\n", 0},
         {{"MERGE,quake.psn,b.psn,folder/all.seg2,SEG2"}, 3, "No such file or directory"},
         // INFO describes every file it can, so that one bad file hides none of the others, and
         // ends with the first failure's code. Files past the hundredth would go unseen, so
