@@ -498,9 +498,15 @@ void WriteGse(WriterContext& context, SampleText text) {
         context.BeginChannel(channel);
         ChannelFileReader in = context.OpenChannel(channel);
         // The count announced goes first and is corrected once the samples are written, so
-        // that they are written while the reader still writes them.
+        // that they are written while the reader still writes them. A pipe cannot be
+        // corrected: for one they are counted first.
         const std::int64_t announced =
-            std::min(ParseSampleCount(in.Header()[kNumberOfSamples]).value_or(0), kMaxSamples);
+            out.IsRegularFile()
+                ? std::min(ParseSampleCount(in.Header()[kNumberOfSamples]).value_or(0), kMaxSamples)
+                : CountChannelSamples(context, channel);
+        if (announced > kMaxSamples) {
+            FailCountBeyond(kMaxSamples, in.Header(), "GSE2.0");
+        }
         const Wid2Line wid2Line = MakeWid2Line(in.Header(), text, announced);
         const std::uint64_t countAt = out.Position() + wid2Line.countAt;
         out.Line(wid2Line.text);

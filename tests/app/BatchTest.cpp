@@ -79,7 +79,9 @@ TEST_F(BatchTest, EachCommandLineEndsWithItsExitCodeAndReasons) {
     }
     WriteFile(folder / "bad.psn", PsnText({"Number of Samples: 2"}, {"1", "oops"}));
     WriteFile(folder / "cr.psn", PsnText({"Number of Samples: 1", "Station Code: A\rB"}, {"1"}));
-    WriteFile(folder / "lies.psn", PsnText({"Number of Samples: 5"}, {"1"}));
+    WriteFile(folder / "lies.psn",
+              PsnText({"Start Time: 2015/03/01 12:30:45.250", "Number of Samples: 5", "SPS: 100"},
+                      {"1"}));
     const std::vector<Case> cases = {
         {{"convert", ",", "quake.psn", ",", "copy.psn", ",", "psntextascii"}, 0, "", 0},
         {{"MERGE,quake.psn,one.seg2,SEG2"}, 0, "", 0},
@@ -116,6 +118,7 @@ TEST_F(BatchTest, EachCommandLineEndsWithItsExitCodeAndReasons) {
         // written again.
         {{"CONVERT,lies.psn,/dev/stdout,PSNCM6"}, 0, "Number of Samples: 1\r\n", 0},
         {{"CONVERT,lies.psn,/dev/stdout,Ondaro"}, 0, "SAMPLES=1\r\n", 0},
+        {{"CONVERT,lies.psn,/dev/stdout,GSEINT"}, 0, " INT        1 ", 0},
         {{"MERGE,quake.psn,b.psn,folder/all.seg2,SEG2"}, 3, "No such file or directory"},
         // INFO describes every file it can, so that one bad file hides none of the others, and
         // ends with the first failure's code. Files past the hundredth would go unseen, so
