@@ -174,7 +174,7 @@ private:
     void RunSeparate();
     void RunMerge();
     std::string ConvertFile(int index);
-    std::string ConvertOverlapped(int index);
+    std::optional<std::string> ConvertOverlapped(int index);
     std::string ConvertToIntermediate(int index, int firstChannelNumber);
     std::string RunReader(ReaderContext& context, int index);
     std::string ConvertFromIntermediate(int index, int channelCount);

@@ -8,6 +8,8 @@
 #include "io/StagedOutput.h"
 
 #include <algorithm>
+#include <optional>
+#include <system_error>
 #include <thread>
 
 namespace vibrex {
@@ -234,7 +236,9 @@ std::string ClsConverter::ConvertFile(int index) {
         return {};
     }
     if (m_files[static_cast<std::size_t>(index)].workTotal >= kOverlappedWorkLeast) {
-        return ConvertOverlapped(index);
+        if (auto error = ConvertOverlapped(index)) {
+            return *error;
+        }
     }
     std::string error = ConvertToIntermediate(index, 1);
     if (!error.empty() || m_abortRequested) {
@@ -273,18 +277,24 @@ private:
     std::int64_t m_workDone = 0;
 };
 
-std::string ClsConverter::ConvertOverlapped(int index) {
+// The file's error text, or nothing when the system gives no thread: then nothing has been done.
+std::optional<std::string> ClsConverter::ConvertOverlapped(int index) {
     WorkFolder(); // made here, not by the reader's thread
     ChannelFeed feed(FileChannelsCount(index));
     std::string readerError;
     // Declared after what it uses: leaving early stops and joins it first.
-    std::jthread reader([&](std::stop_token stop) {
-        {
-            FeedingReaderContext context(*this, index, feed, std::move(stop));
-            readerError = RunReader(context, index);
-        }
-        feed.Finished();
-    });
+    std::jthread reader;
+    try {
+        reader = std::jthread([&](std::stop_token stop) {
+            {
+                FeedingReaderContext context(*this, index, feed, std::move(stop));
+                readerError = RunReader(context, index);
+            }
+            feed.Finished();
+        });
+    } catch (const std::system_error&) {
+        return std::nullopt;
+    }
     m_feed = &feed;
     struct FeedEnd {
         ClsConverter& engine;
