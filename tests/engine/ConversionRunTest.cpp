@@ -185,7 +185,7 @@ TEST_F(RunTest, WriterFailureInAMergeFailsEveryFile) {
 // the writer's, an abort before either, progress rising to 100 in at most one report a step,
 // and every host call on the thread that started the run.
 TEST_F(RunTest, ALongRecordingConvertsWhileItIsRead) {
-    constexpr int kSamples = 70000;
+    constexpr int kSamples = (1 << 21) + 1; // just long enough to be read on a thread of its own
     struct Case {
         std::string name;
         std::string lastSample;
@@ -206,12 +206,12 @@ TEST_F(RunTest, ALongRecordingConvertsWhileItIsRead) {
         {"writer fails, then aborted", "-1", FileFormat::miniSeed, true, ConversionStatus::Aborted,
          ""},
     };
+    std::vector<std::string> values;
+    for (int i = 0; i < kSamples; ++i) {
+        values.push_back(std::to_string(i % 2000 - 1000));
+    }
     for (const Case& c : cases) {
-        std::vector<std::string> values;
-        for (int i = 0; i < kSamples - 1; ++i) {
-            values.push_back(std::to_string(i % 2000 - 1000));
-        }
-        values.push_back(c.lastSample);
+        values.back() = c.lastSample;
         const auto input = folder / (c.name + ".psn");
         WriteFile(input, PsnText({"Number of Samples: " + std::to_string(kSamples)}, values));
         ClsConverter run(&host, folder.Path());
