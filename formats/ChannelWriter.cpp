@@ -58,6 +58,11 @@ std::optional<std::int64_t> WriteFloatSamples(ChannelFileReader& in, OutputFile&
     return count;
 }
 
+std::int64_t CountToState(const OutputFile& out, WriterContext& context, int channelNumber,
+                          std::int64_t announced) {
+    return out.IsRegularFile() ? announced : CountChannelSamples(context, channelNumber);
+}
+
 void FailCountBeyond(std::int64_t most, const HeaderValues& header, std::string_view format) {
     throw std::runtime_error("The header announces " + header[kNumberOfSamples] +
                              " samples but the channel holds more than " + std::to_string(most) +

@@ -19,10 +19,10 @@
 // may differ (a damaged input, an edited header). A writer whose header comes before the samples
 // corrects the count once they are written, where it differs: in place when its field has a
 // fixed width (OutputFile::Overwrite), else by writing the channel again (WriteStatingCount);
-// either way an output whose count was right streams to a pipe, and its samples are written
-// while the reader still writes them. Only a writer that must compare channels before its first
-// byte (SAF) counts them first (CountChannelSamples). A count that its field cannot hold fails
-// the file with both counts.
+// either way its samples are written while the reader still writes them. A pipe can be neither
+// corrected nor written again, so a writer whose count has no fixed width counts the samples
+// first for one (CountToState), as does a writer that must compare channels before its first
+// byte (SAF). A count that its field cannot hold fails the file with both counts.
 namespace vibrex {
 
 struct ChannelFiles {
@@ -37,6 +37,11 @@ ChannelFiles OpenChannelFiles(WriterContext& context, int channelNumber);
 // The number of samples an intermediate channel file holds, counted, for formats that write the
 // count before the samples: the header's value may have been edited.
 std::int64_t CountChannelSamples(WriterContext& context, int channelNumber);
+
+// The count a writer states before the samples of channel `channelNumber`: the one `announced`,
+// or for an output that cannot be cut back or corrected (a pipe), the samples counted.
+std::int64_t CountToState(const OutputFile& out, WriterContext& context, int channelNumber,
+                          std::int64_t announced);
 
 // Fails a channel whose samples passed `most`, the count its format's header can state, with a
 // text naming the count announced and the limit.
@@ -76,8 +81,7 @@ std::optional<std::int64_t> WriteFloatSamples(ChannelFileReader& in, OutputFile&
 template <typename Write>
 bool WriteStatingCount(OutputFile& out, WriterContext& context, int channelNumber,
                        std::optional<std::int64_t> announced, Write write) {
-    const std::int64_t stated = out.IsRegularFile() ? announced.value_or(-1)
-                                                    : CountChannelSamples(context, channelNumber);
+    const std::int64_t stated = CountToState(out, context, channelNumber, announced.value_or(-1));
     const std::uint64_t start = out.Position();
     const std::optional<std::int64_t> count = write(stated, &context);
     if (!count) {

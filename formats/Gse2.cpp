@@ -497,13 +497,10 @@ void WriteGse(WriterContext& context, SampleText text) {
     for (int channel = 1; channel <= context.ChannelCount(); ++channel) {
         context.BeginChannel(channel);
         ChannelFileReader in = context.OpenChannel(channel);
-        // The count announced goes first and is corrected once the samples are written, so
-        // that they are written while the reader still writes them. A pipe cannot be
-        // corrected: for one they are counted first.
-        const std::int64_t announced =
-            out.IsRegularFile()
-                ? std::min(ParseSampleCount(in.Header()[kNumberOfSamples]).value_or(0), kMaxSamples)
-                : CountChannelSamples(context, channel);
+        // The count goes first, and is corrected in place once the samples are written.
+        const std::int64_t announced = CountToState(
+            out, context, channel,
+            std::min(ParseSampleCount(in.Header()[kNumberOfSamples]).value_or(0), kMaxSamples));
         if (announced > kMaxSamples) {
             FailCountBeyond(kMaxSamples, in.Header(), "GSE2.0");
         }

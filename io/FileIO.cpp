@@ -194,23 +194,18 @@ void OutputFile::Close() {
     }
 }
 
-LineReader::LineReader(const std::filesystem::path& path) : m_file(OpenFile(path, "rb")) {
-    if (m_file) {
-        // A short file's buffer is just big enough (a power of two, as a line's limit is counted
-        // in doublings); a file of unknown size gets the largest.
-        std::error_code unknown;
-        const std::uintmax_t size = std::filesystem::file_size(path, unknown);
-        const std::size_t room =
-            unknown ? kBufferSize
-                    : std::bit_ceil(std::clamp<std::uintmax_t>(size + 1, kBlockSize, kBufferSize));
-        m_buffer.resize(room + kBlockSize);
-    }
-}
-
 LineReader::LineReader(const std::filesystem::path& path, std::function<bool()> waitForMore)
     : m_file(OpenFile(path, "rb")), m_waitForMore(std::move(waitForMore)) {
     if (m_file) {
-        m_buffer.resize(kBufferSize + kBlockSize); // its size is not known yet
+        // A short file's buffer is just big enough (a power of two, as a line's limit is counted
+        // in doublings); a file of unknown or growing size gets the largest.
+        std::error_code unknown;
+        const std::uintmax_t size = std::filesystem::file_size(path, unknown);
+        const std::size_t room =
+            unknown || m_waitForMore
+                ? kBufferSize
+                : std::bit_ceil(std::clamp<std::uintmax_t>(size + 1, kBlockSize, kBufferSize));
+        m_buffer.resize(room + kBlockSize);
     }
 }
 

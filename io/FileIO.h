@@ -207,10 +207,11 @@ private:
 // kReadAhead readable bytes, so that the numbers in it can be read a word at a time.
 class LineReader {
 public:
-    explicit LineReader(const std::filesystem::path& path);
-    // A file that another thread may still be writing: at its end, `waitForMore()` waits until
-    // it may have grown (true: read on) or can no longer grow (false: the end is final).
-    LineReader(const std::filesystem::path& path, std::function<bool()> waitForMore);
+    // With `waitForMore`, a file that another thread may still be writing: at its end,
+    // `waitForMore()` waits until it may have grown (true: read on) or can no longer grow (false:
+    // the end is final).
+    explicit LineReader(const std::filesystem::path& path,
+                        std::function<bool()> waitForMore = nullptr);
     bool IsOpen() const { return m_file != nullptr; }
     // The next line, valid until the following call; false at the end of the file. Inline: it
     // runs once for every sample of a recording.
